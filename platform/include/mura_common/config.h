@@ -1,0 +1,112 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <variant>
+
+#include "mura_common/export.h"
+
+namespace mura_common {
+
+/// The types that a configuration value can have.
+using config_value = std::variant<unsigned int, std::chrono::seconds, std::string>;
+
+template <typename T>
+class ConfigParameter;
+
+/// Gives access to a service's configuration: typed values by key, and saving.
+///
+/// A key "a.b" is entry b of table a. The virtual operations work on values of any of the types of
+/// `config_value`; users call `getParam`. Safe to call from any thread.
+class MURA_COMMON_EXPORT IConfigParameterProvider {
+ public:
+  virtual ~IConfigParameterProvider() = default;
+
+  /// Looks a parameter up.
+  /// @tparam T  unsigned int, std::chrono::seconds or std::string
+  /// @return a handle on the live value; absent when the key is missing or its entry is of another type,
+  /// negative
+  ///         or out of range for T (the provider logs which)
+  template <typename T>
+  [[nodiscard]] std::optional<ConfigParameter<T>> getParam(std::string const& key);
+
+  /// Writes what was set since the last successful saving to where the configuration is kept.
+  /// @return whether it is kept now; when false, the stored configuration is the old one, whole, and the live
+  ///         values stay as they were set
+  [[nodiscard]] virtual bool save() = 0;
+
+ protected:
+  template <typename T>
+  friend class ConfigParameter;
+
+  /// The live value of `key`, absent when it is missing or not of the type that `wanted` holds.
+  [[nodiscard]] virtual std::optional<config_value> read(std::string const& key,
+                                                         config_value const& wanted) = 0;
+  /// Whether `value` lies within the limits set for `key`.
+  [[nodiscard]] virtual bool accepts(std::string const& key, config_value const& value) const = 0;
+  /// Makes `value` the live value of `key`.
+  virtual void write(std::string const& key, config_value const& value) = 0;
+};
+
+/// A handle on one live value of a configuration. Must not outlive its provider.
+template <typename T>
+class ConfigParameter {
+ public:
+  /// Made by `IConfigParameterProvider::getParam`.
+  ConfigParameter(IConfigParameterProvider& owner, std::string name)
+      : provider(owner), key(std::move(name)) {}
+
+  /// Whether the configuration's limits for this parameter admit `value`.
+  [[nodiscard]] bool check(T const& value) const { return provider.accepts(key, config_value(value)); }
+
+  /// The value in force now.
+  [[nodiscard]] T value() const { return std::get<T>(provider.read(key, config_value(T{})).value()); }
+
+  /// Puts `value` into force, without a check and in memory only; the provider's `save` makes it last.
+  void set(T const& value) { provider.write(key, config_value(value)); }
+
+ private:
+  IConfigParameterProvider& provider;
+  std::string key;
+};
+
+template <typename T>
+std::optional<ConfigParameter<T>> IConfigParameterProvider::getParam(std::string const& key) {
+  if (!read(key, config_value(T{})).has_value()) {
+    return std::nullopt;
+  }
+  return ConfigParameter<T>(*this, key);
+}
+
+/// A configuration kept in a TOML file that an operator may edit.
+///
+/// `[limits.a]` with `b = { min = 0, max = 1000 }` in the same file bounds what `check` admits for "a.b";
+/// either bound may be left out. Saving reads the file anew and replaces only the values that were set: every
+/// other byte, comments and order included, stays as the operator left it.
+class MURA_COMMON_EXPORT toml_config : public IConfigParameterProvider {
+ public:
+  toml_config();
+  ~toml_config() override;
+  toml_config(toml_config const&) = delete;
+  toml_config& operator=(toml_config const&) = delete;
+
+  /// Reads the file. @return false, with one line in the log that names file and position, when it cannot be
+  /// read or is not TOML; the configuration is then empty
+  [[nodiscard]] bool load(std::filesystem::path const& file);
+
+  [[nodiscard]] bool save() override;
+
+ protected:
+  [[nodiscard]] std::optional<config_value> read(std::string const& key, config_value const& wanted) override;
+  [[nodiscard]] bool accepts(std::string const& key, config_value const& value) const override;
+  void write(std::string const& key, config_value const& value) override;
+
+ private:
+  struct content;
+  std::unique_ptr<content> own;
+};
+
+}  // namespace mura_common

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+#include "mura_common/export.h"
+
+namespace mura_common {
+
+/// Copies a regular file so that the copy, once it can be seen under its name, is whole and survives power
+/// loss.
+///
+/// The copy is made nameless (or under a temporary name where the file system has no nameless files),
+/// flushed, and only then given its name; last, the folder is flushed. Copying is left to the kernel, so
+/// memory use does not depend on the size. The copy has the permissions of the original. May be called from
+/// any thread.
+/// @param from   an existing regular file
+/// @param to     the name of the copy; its folder must exist, itself it must not
+/// @param error  cleared on success; otherwise why the copy was not made: `file_exists` when something stands
+/// at
+///               `to` already, `no_space_on_device`, and so on as the system reports it
+/// @return whether the copy stands at `to`; when false nothing of it is left behind
+[[nodiscard]] MURA_COMMON_EXPORT bool copy_file_durably(std::filesystem::path const& from,
+                                                        std::filesystem::path const& to,
+                                                        std::error_code& error);
+
+/// Replaces a file's content in one step that survives power loss: temporary file beside it, flushed, renamed
+/// over it, folder flushed.
+///
+/// After a crash at any moment the file holds the old or the new content, whole. Permissions of an existing
+/// file are kept; a new one gets 0640. May be called from any thread.
+/// @param path     the file to replace or to create; its folder must exist
+/// @param content  the bytes that it will hold
+/// @param error    cleared on success, otherwise why the content was not replaced
+/// @return whether the new content is in force; when false the old file stands unchanged
+[[nodiscard]] MURA_COMMON_EXPORT bool replace_file_durably(std::filesystem::path const& path,
+                                                           std::string_view content, std::error_code& error);
+
+/// Flushes a folder's entries to the disk, so that names made or removed in it survive power loss.
+/// @param folder  an existing folder
+/// @param error   cleared on success, otherwise why it failed
+/// @return whether the folder was flushed
+[[nodiscard]] MURA_COMMON_EXPORT bool flush_folder(std::filesystem::path const& folder,
+                                                   std::error_code& error);
+
+}  // namespace mura_common

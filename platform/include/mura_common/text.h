@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "mura_common/export.h"
+
+namespace mura_common {
+
+/// Whether `text` begins with `prefix`, byte for byte; an empty prefix always matches.
+[[nodiscard]] MURA_COMMON_EXPORT bool startsWith(std::string_view text, std::string_view prefix);
+
+/// The bytes as lower-case hexadecimal digits, two for each byte, without separators.
+[[nodiscard]] MURA_COMMON_EXPORT std::string toHexString(std::span<std::uint8_t const> bytes);
+
+/// A moment in local time as ISO 8601 basic form with its offset, such as "20261120T140509+0100".
+///
+/// The basic form has no colon, so it can stand in a file name unescaped.
+/// @param seconds_since_epoch  seconds since 1970-01-01T00:00:00Z; may be negative
+/// @return the text; empty when the moment lies outside what the C library can represent
+[[nodiscard]] MURA_COMMON_EXPORT std::string to_local_iso8601(std::int64_t seconds_since_epoch);
+
+}  // namespace mura_common

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "mura_common/ipc.h"
+#include "tavi/export.h"
+#include "tavi/ocpp1_6/i_req_resp_ocpp_1_6_service.h"
+
+namespace tavi::ocpp1_6 {
+
+/// Client of the OCPP 1.6 service over IPC.
+class TAVI_SIBLINGS_EXPORT req_resp_ocpp_1_6_service : public i_req_resp_ocpp_1_6_service {
+ public:
+  req_resp_ocpp_1_6_service();
+  ~req_resp_ocpp_1_6_service() override;
+
+  [[nodiscard]] bool init() override;
+  [[nodiscard]] std::optional<tavi::stations::charging_station> get_charging_station(
+      unsigned int station_id) override;
+  [[nodiscard]] std::vector<tavi::stations::charging_station> get_charging_stations() override;
+  int request_diagnostics_upload(unsigned int station_id, std::string const& location,
+                                 unsigned int& request) override;
+
+ private:
+  struct members;
+  std::unique_ptr<members> own;
+};
+
+/// What the OCPP 1.6 service itself implements.
+class TAVI_SIBLINGS_EXPORT i_req_resp_ocpp_1_6_service_handler {
+ public:
+  virtual ~i_req_resp_ocpp_1_6_service_handler() = default;
+
+  /// One station. @return empty when it is not known
+  virtual std::optional<tavi::stations::charging_station> on_get_charging_station(
+      unsigned int const& station_id) = 0;
+  /// All stations, online or not.
+  virtual std::vector<tavi::stations::charging_station> on_get_charging_stations() = 0;
+  /// See `i_req_resp_ocpp_1_6_service::request_diagnostics_upload`.
+  virtual int on_request_diagnostics_upload(unsigned int const& station_id, std::string const& location,
+                                            unsigned int& request) = 0;
+};
+
+/// IPC server of the OCPP 1.6 service.
+class TAVI_SIBLINGS_EXPORT req_resp_ocpp_1_6_service_handler : public mura_common::request_server {
+ public:
+  /// @param handler  answers the requests, on the server's thread; must outlive the server
+  explicit req_resp_ocpp_1_6_service_handler(i_req_resp_ocpp_1_6_service_handler& handler);
+};
+
+}  // namespace tavi::ocpp1_6

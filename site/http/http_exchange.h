@@ -1,0 +1,28 @@
+#pragma once
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
+#include <boost/beast/http/buffer_body.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <functional>
+#include <string>
+
+namespace tavi::site {
+
+/// A connection on which the header of a request has been read, and nothing of its body.
+///
+/// Lives on the site's event loop: one thread runs every coroutine of the site, so none of them takes a lock.
+struct http_exchange {
+  boost::beast::tcp_stream stream;   ///< the connection
+  boost::beast::flat_buffer buffer;  ///< bytes read but not parsed yet
+  boost::beast::http::request_parser<boost::beast::http::buffer_body>
+      parser;        ///< header complete, body not begun
+  std::string peer;  ///< address and port, for logs
+};
+
+/// Takes an exchange over, answers it and decides about the connection: when the route returns true the
+/// listener reads the next request from it, when false it is closed (or was moved away, as a WebSocket is).
+using http_route = std::function<boost::asio::awaitable<bool>(http_exchange& exchange)>;
+
+}  // namespace tavi::site

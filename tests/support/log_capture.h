@@ -1,0 +1,77 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <spdlog/sinks/base_sink.h>
+#include <spdlog/spdlog.h>
+
+#include <algorithm>
+#include <memory>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <vector>
+
+/// One line as it was logged.
+struct log_line {
+  spdlog::level::level_enum level;
+  std::string text;
+
+  bool operator==(log_line const&) const = default;
+};
+
+inline void PrintTo(log_line const& line, std::ostream* out) {
+  *out << '[' << spdlog::level::to_string_view(line.level).data() << "] " << line.text;
+}
+
+/// While it lives, the process-wide default logger writes into it, at every level, instead of to the
+/// terminal.
+class log_capture {
+ public:
+  log_capture() : previous(spdlog::default_logger()), sink(std::make_shared<memory_sink>()) {
+    auto logger = std::make_shared<spdlog::logger>("captured", sink);
+    logger->set_level(spdlog::level::trace);
+    spdlog::set_default_logger(std::move(logger));
+  }
+  ~log_capture() { spdlog::set_default_logger(previous); }
+  log_capture(log_capture const&) = delete;
+  log_capture& operator=(log_capture const&) = delete;
+
+  /// Every line since the beginning or the last `clear`, in order.
+  [[nodiscard]] std::vector<log_line> lines() const { return sink->lines(); }
+
+  /// Whether some line holds `part` at this level.
+  [[nodiscard]] bool holds(spdlog::level::level_enum level, std::string const& part) const {
+    auto const all = lines();
+    return std::any_of(all.begin(), all.end(), [&](log_line const& line) {
+      return line.level == level && line.text.find(part) != std::string::npos;
+    });
+  }
+
+  /// Forgets what was logged so far.
+  void clear() { sink->clear(); }
+
+ private:
+  class memory_sink : public spdlog::sinks::base_sink<std::mutex> {
+   public:
+    [[nodiscard]] std::vector<log_line> lines() {
+      std::lock_guard const lock(this->mutex_);
+      return kept;
+    }
+    void clear() {
+      std::lock_guard const lock(this->mutex_);
+      kept.clear();
+    }
+
+   protected:
+    void sink_it_(spdlog::details::log_msg const& message) override {
+      kept.push_back({message.level, std::string(message.payload.data(), message.payload.size())});
+    }
+    void flush_() override {}
+
+   private:
+    std::vector<log_line> kept;
+  };
+
+  std::shared_ptr<spdlog::logger> previous;
+  std::shared_ptr<memory_sink> sink;
+};

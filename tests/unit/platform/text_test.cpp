@@ -1,0 +1,54 @@
+#include "mura_common/text.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <time.h>
+
+#include <array>
+#include <cstdint>
+#include <limits>
+
+namespace mura_common {
+namespace {
+
+TEST(StartsWith, ComparesByteForByte) {
+  EXPECT_TRUE(startsWith("/var/lib", "/"));
+  EXPECT_TRUE(startsWith("same", "same"));
+  EXPECT_TRUE(startsWith("anything", ""));
+  EXPECT_FALSE(startsWith("Case", "case"));
+  EXPECT_FALSE(startsWith("short", "shorter"));
+  EXPECT_FALSE(startsWith("", "x"));
+}
+
+TEST(ToHexString, WritesTwoLowerCaseDigitsForEachByte) {
+  std::array<std::uint8_t, 4> const bytes{0x00, 0x0f, 0xa0, 0xff};
+  EXPECT_EQ(toHexString(bytes), "000fa0ff");
+  EXPECT_EQ(toHexString({}), "");
+}
+
+class LocalTime : public testing::Test {
+ protected:
+  static void in_zone(char const* zone) {
+    setenv("TZ", zone, 1);
+    tzset();
+  }
+  void TearDown() override {
+    unsetenv("TZ");
+    tzset();
+  }
+};
+
+TEST_F(LocalTime, IsWrittenInTheBasicFormWithItsOffset) {
+  in_zone("CET-1");
+  EXPECT_EQ(to_local_iso8601(1795179909), "20261120T140509+0100");
+  in_zone("UTC0");
+  EXPECT_EQ(to_local_iso8601(0), "19700101T000000+0000");
+  EXPECT_EQ(to_local_iso8601(-1), "19691231T235959+0000");
+}
+
+TEST_F(LocalTime, IsEmptyForAMomentBeyondTheCalendar) {
+  EXPECT_EQ(to_local_iso8601(std::numeric_limits<std::int64_t>::max()), "");
+}
+
+}  // namespace
+}  // namespace mura_common
