@@ -1,0 +1,260 @@
+#include "http/http_listener.h"
+
+#include <algorithm>
+#include <exception>
+#include <list>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <spdlog/spdlog.h>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/beast/http/error.hpp>
+#include <boost/beast/http/read.hpp>
+
+#include "http/deadline.h"
+#include "http/http_answer.h"
+
+namespace tavi::site {
+namespace {
+
+namespace asio = boost::asio;
+namespace http = boost::beast::http;
+using asio::ip::tcp;
+
+struct route_entry {
+  std::string prefix;
+  http_route route;
+};
+
+using connection_list = std::list<std::unique_ptr<http_exchange>>;
+
+enum class header_result { complete, closed, malformed, too_large, too_slow };
+
+std::string name_of(tcp::endpoint const& end) {
+  auto const address = end.address().to_string();
+  auto const port = std::to_string(end.port());
+  return end.address().is_v6() ? "[" + address + "]:" + port : address + ":" + port;
+}
+
+header_result judge_header(boost::system::error_code error, bool is_late, bool has_bytes) {
+  if (!error && !is_late) {
+    return header_result::complete;
+  }
+  if (is_late) {
+    return has_bytes ? header_result::too_slow : header_result::closed;
+  }
+  if (error == http::error::header_limit || error == http::error::buffer_overflow) {
+    return header_result::too_large;
+  }
+  auto const http_category = http::make_error_code(http::error::bad_version).category() == error.category();
+  auto const is_cut = error == http::error::end_of_stream || error == http::error::partial_message;
+  return http_category && !is_cut ? header_result::malformed : header_result::closed;
+}
+
+asio::awaitable<header_result> read_header(http_exchange& exchange, http_limits const& limits) {
+  exchange.parser.body_limit(boost::none);
+  exchange.parser.header_limit(static_cast<std::uint32_t>(limits.header_bytes));
+  deadline limit(exchange.stream);
+  limit.start(limits.header_time);
+  boost::system::error_code error;
+  co_await http::async_read_header(exchange.stream, exchange.buffer, exchange.parser,
+                                   asio::redirect_error(asio::use_awaitable, error));
+  auto const has_bytes = exchange.parser.got_some() || exchange.buffer.size() > 0;
+  co_return judge_header(error, limit.is_over(), has_bytes);
+}
+
+asio::awaitable<void> refuse_header(http_exchange& exchange, header_result result) {
+  http_answer answer;
+  if (result == header_result::too_large) {
+    answer.status = http::status::request_header_fields_too_large;
+    answer.text = "request header too large";
+  } else if (result == header_result::too_slow) {
+    answer.status = http::status::request_timeout;
+    answer.text = "request header too slow";
+  } else {
+    answer.status = http::status::bad_request;
+    answer.text = "request header malformed";
+  }
+  spdlog::info("[http_listener] {}: {}", exchange.peer, answer.text);
+  co_await send_answer(exchange, answer);
+}
+
+}  // namespace
+
+struct http_listener::members : std::enable_shared_from_this<http_listener::members> {
+  members(asio::io_context& site_loop, http_limits const& chosen)
+      : loop(site_loop), limits(chosen), acceptor(site_loop), pause(site_loop) {}
+
+  void bind(tcp::endpoint const& end);
+  http_route const* find_route(std::string_view target) const;
+  void open_connection(tcp::socket socket);
+  void note_accept_failure(boost::system::error_code const& error);
+
+  asio::awaitable<void> accept_all();
+  asio::awaitable<bool> serve_request(http_exchange& exchange);
+  asio::awaitable<void> serve(connection_list::iterator place);
+
+  asio::io_context& loop;
+  http_limits limits;
+  tcp::acceptor acceptor;
+  asio::steady_timer pause;
+  std::vector<route_entry> routes;
+  connection_list connections;
+  bool is_running = false;
+  // One line for each time that it begins, however many connections it concerns.
+  bool is_accept_failing = false;
+  bool is_full = false;
+};
+
+void http_listener::members::bind(tcp::endpoint const& end) {
+  acceptor.open(end.protocol());
+  acceptor.set_option(asio::socket_base::reuse_address(true));
+  acceptor.bind(end);
+  acceptor.listen();
+}
+
+http_route const* http_listener::members::find_route(std::string_view target) const {
+  route_entry const* best = nullptr;
+  for (auto const& entry : routes) {
+    if (target.starts_with(entry.prefix) && (best == nullptr || entry.prefix.size() > best->prefix.size())) {
+      best = &entry;
+    }
+  }
+  return best == nullptr ? nullptr : &best->route;
+}
+
+void http_listener::members::note_accept_failure(boost::system::error_code const& error) {
+  if (!std::exchange(is_accept_failing, true)) {
+    spdlog::error("[http_listener] cannot accept connections at present: {}", error.message());
+  }
+}
+
+void http_listener::members::open_connection(tcp::socket socket) {
+  if (connections.size() >= limits.connections) {
+    if (!std::exchange(is_full, true)) {
+      spdlog::warn("[http_listener] {} connections are open, the most allowed; further ones are closed",
+                   connections.size());
+    }
+    return;
+  }
+  is_full = false;
+  boost::system::error_code error;
+  auto const peer = socket.remote_endpoint(error);
+  if (error) {
+    return;
+  }
+  socket.set_option(tcp::no_delay(true), error);
+  auto const place = connections.insert(
+      connections.end(), std::make_unique<http_exchange>(boost::beast::tcp_stream(std::move(socket)),
+                                                         boost::beast::flat_buffer(), name_of(peer)));
+  asio::co_spawn(
+      loop, [self = shared_from_this(), place] { return self->serve(place); },
+      [self = shared_from_this(), place](std::exception_ptr) { self->connections.erase(place); });
+}
+
+asio::awaitable<void> http_listener::members::accept_all() {
+  while (is_running) {
+    boost::system::error_code error;
+    auto socket = co_await acceptor.async_accept(asio::redirect_error(asio::use_awaitable, error));
+    if (!is_running) {
+      break;
+    }
+    if (!error) {
+      is_accept_failing = false;
+      open_connection(std::move(socket));
+      continue;
+    }
+    note_accept_failure(error);
+    pause.expires_after(limits.accept_pause);
+    co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, error));
+  }
+}
+
+asio::awaitable<bool> http_listener::members::serve_request(http_exchange& exchange) {
+  auto const header = co_await read_header(exchange, limits);
+  if (header == header_result::closed || !is_running) {
+    co_return false;
+  }
+  if (header != header_result::complete) {
+    co_await refuse_header(exchange, header);
+    co_return false;
+  }
+  auto const target = exchange.parser.get().target();
+  auto const* const route = find_route(std::string_view(target.data(), target.size()));
+  if (route == nullptr) {
+    http_answer answer;
+    answer.status = http::status::not_found;
+    answer.text = "nothing here";
+    co_return co_await send_answer(exchange, answer);
+  }
+  auto const goes_on = co_await (*route)(exchange);
+  co_return goes_on&& exchange.parser.is_done();
+}
+
+asio::awaitable<void> http_listener::members::serve(connection_list::iterator place) {
+  try {
+    while (is_running && co_await serve_request(**place)) {
+      // A parser serves one request; what was read ahead of the next one stays.
+      auto& last = **place;
+      auto next = std::make_unique<http_exchange>(std::move(last.stream), std::move(last.buffer), last.peer);
+      *place = std::move(next);
+    }
+  } catch (std::exception const& failure) {
+    spdlog::error("[http_listener] {}: connection ends by an exception: {}", (*place)->peer, failure.what());
+  }
+  (*place)->stream.close();
+}
+
+http_listener::http_listener(asio::io_context& loop, http_limits limits)
+    : own(std::make_shared<members>(loop, limits)) {
+}
+
+http_listener::~http_listener() {
+  stop();
+}
+
+void http_listener::add_route(std::string const& prefix, http_route route) {
+  own->routes.push_back({prefix, std::move(route)});
+}
+
+bool http_listener::start(std::string const& address, std::uint16_t port) {
+  try {
+    own->bind(tcp::endpoint(asio::ip::make_address(address), port));
+  } catch (boost::system::system_error const& failure) {
+    spdlog::error("[http_listener] cannot listen on address {}, port {}: {}", address, port,
+                  failure.code().message());
+    boost::system::error_code ignored;
+    own->acceptor.close(ignored);
+    return false;
+  }
+  own->is_running = true;
+  asio::co_spawn(
+      own->loop, [kept = own] { return kept->accept_all(); }, asio::detached);
+  spdlog::info("[http_listener] listens on {}", name_of(own->acceptor.local_endpoint()));
+  return true;
+}
+
+std::uint16_t http_listener::port() const {
+  boost::system::error_code error;
+  auto const end = own->acceptor.local_endpoint(error);
+  return error ? std::uint16_t{0} : end.port();
+}
+
+void http_listener::stop() {
+  own->is_running = false;
+  boost::system::error_code ignored;
+  own->acceptor.close(ignored);
+  own->pause.cancel();
+  for (auto const& connection : own->connections) {
+    connection->stream.close();
+  }
+}
+
+}  // namespace tavi::site
