@@ -1,0 +1,345 @@
+#include "http/http_listener.h"
+
+#include <sys/resource.h>
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/write.hpp>
+
+#include "http/http_answer.h"
+#include "log_capture.h"
+#include "loop_thread.h"
+#include "raw_client.h"
+
+namespace tavi::site {
+namespace {
+
+namespace asio = boost::asio;
+namespace http = boost::beast::http;
+
+http_route answer_with(std::string const& text) {
+  return [text](http_exchange& exchange) -> asio::awaitable<bool> {
+    http_answer answer;
+    answer.text = text;
+    co_return co_await send_answer(exchange, answer);
+  };
+}
+
+http_limits small_limits() {
+  http_limits limits;
+  limits.header_bytes = 2048;
+  limits.accept_pause = std::chrono::milliseconds(5);
+  return limits;
+}
+
+class HttpListenerTest : public testing::Test {
+ protected:
+  void start(http_limits const& limits = small_limits()) {
+    site.call([&] {
+      listener = std::make_unique<http_listener>(site.loop, limits);
+      listener->add_route("/a/", answer_with("route a"));
+      listener->add_route("/a/longer/", answer_with("route longer"));
+      listener->add_route("/throws/", [](http_exchange&) -> asio::awaitable<bool> {
+        throw std::runtime_error("a fault of the route");
+        co_return true;
+      });
+      return listener->start("127.0.0.1", 0);
+    });
+    port = listener->port();
+    ASSERT_NE(port, 0);
+  }
+
+  void TearDown() override {
+    if (listener) {
+      site.call([&] { listener.reset(); });
+    }
+    site.finish();
+  }
+
+  log_capture log;
+  loop_thread site;
+  std::unique_ptr<http_listener> listener;
+  std::uint16_t port = 0;
+};
+
+struct refusal {
+  char const* situation;
+  std::string request;
+  int status;
+};
+
+void PrintTo(refusal const& row, std::ostream* out) {
+  *out << row.situation;
+}
+
+class HttpListenerRefusalTest : public HttpListenerTest, public testing::WithParamInterface<refusal> {};
+
+TEST_P(HttpListenerRefusalTest, AnswersAndClosesWithoutReset) {
+  start();
+  raw_client client(port);
+
+  client.send(GetParam().request);
+  client.finish_sending();
+
+  EXPECT_EQ(status_of(client.read_to_end()), GetParam().status);
+  EXPECT_EQ(client.end, connection_end::closed);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Situations, HttpListenerRefusalTest,
+    testing::Values(
+        refusal{"no route", "GET /b HTTP/1.1\r\nHost: site\r\n\r\n", 404},
+        refusal{"prefix without its last slash", "GET /a HTTP/1.1\r\nHost: site\r\n\r\n", 404},
+        refusal{"absolute target", "GET http://site/a/ HTTP/1.1\r\nHost: site\r\n\r\n", 404},
+        refusal{"no route, with a body that nobody reads",
+                "PUT /b HTTP/1.1\r\nContent-Length: 300000\r\n\r\n" + std::string(300000, 'x'), 404},
+        refusal{"no HTTP at all", "hello, is this the upload server?\r\n\r\n", 400},
+        refusal{"bytes of TLS", std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11), 400},
+        refusal{"unknown version", "GET /a/ HTTP/3.7\r\n\r\n", 400},
+        refusal{"two lengths", "PUT /a/ HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\n", 400},
+        refusal{"length that is no number", "PUT /a/ HTTP/1.1\r\nContent-Length: many\r\n\r\n", 400},
+        refusal{"length beyond 64 bits",
+                "PUT /a/ HTTP/1.1\r\nContent-Length: 99999999999999999999999\r\n\r\n", 400},
+        refusal{"length and chunks",
+                "PUT /a/ HTTP/1.1\r\nContent-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n", 400},
+        refusal{"one field over the limit", "GET /a/ HTTP/1.1\r\nX: " + std::string(3000, 'x') + "\r\n\r\n",
+                431},
+        refusal{"target over the limit", "GET /a/" + std::string(3000, 'x') + " HTTP/1.1\r\n\r\n", 431}));
+
+TEST_F(HttpListenerTest, LongestMatchingPrefixWins) {
+  start();
+  raw_client client(port);
+
+  client.send("GET /a/longer/x HTTP/1.1\r\n\r\n");
+  EXPECT_NE(client.read_answer().find("route longer"), std::string::npos);
+  client.send("GET /a/short HTTP/1.1\r\n\r\n");
+  EXPECT_NE(client.read_answer().find("route a"), std::string::npos);
+}
+
+TEST_F(HttpListenerTest, PipelinedRequestsAreAnsweredInTheirOrder) {
+  start();
+  raw_client client(port);
+
+  client.send("GET /a/ HTTP/1.1\r\n\r\nGET /nowhere HTTP/1.1\r\n\r\nGET /a/longer/ HTTP/1.1\r\n\r\n");
+
+  EXPECT_NE(client.read_answer().find("route a"), std::string::npos);
+  EXPECT_EQ(status_of(client.read_answer()), 404);
+  EXPECT_NE(client.read_answer().find("route longer"), std::string::npos);
+}
+
+TEST_F(HttpListenerTest, ConnectionClosesWhenTheRequestAsksForIt) {
+  start();
+  raw_client client(port);
+
+  client.send("GET /a/ HTTP/1.1\r\nConnection: close\r\n\r\n");
+
+  auto const answer = client.read_to_end();
+  EXPECT_EQ(status_of(answer), 200);
+  EXPECT_NE(answer.find("Connection: close"), std::string::npos);
+}
+
+TEST_F(HttpListenerTest, HeadIsAnsweredWithoutABody) {
+  start();
+  raw_client client(port);
+
+  client.send("HEAD /a/ HTTP/1.1\r\nConnection: close\r\n\r\n");
+
+  auto const answer = client.read_to_end();
+  EXPECT_EQ(status_of(answer), 200);
+  EXPECT_NE(answer.find("Content-Length: 8\r\n"), std::string::npos);
+  EXPECT_TRUE(answer.ends_with("\r\n\r\n"));
+}
+
+TEST_F(HttpListenerTest, HalfAHeaderIsAnsweredWhenItsTimeIsOver) {
+  auto limits = small_limits();
+  limits.header_time = std::chrono::milliseconds(50);
+  start(limits);
+  raw_client client(port);
+
+  client.send("GET /a/ HTTP/1.1\r\nHos");
+
+  EXPECT_EQ(status_of(client.read_to_end()), 408);
+  EXPECT_EQ(client.end, connection_end::closed);
+}
+
+TEST_F(HttpListenerTest, SilentConnectionIsClosedWithoutAnAnswer) {
+  auto limits = small_limits();
+  limits.header_time = std::chrono::milliseconds(50);
+  start(limits);
+  raw_client client(port);
+
+  EXPECT_EQ(client.read_to_end(), "");
+  EXPECT_EQ(client.end, connection_end::closed);
+}
+
+TEST_F(HttpListenerTest, ConnectionsOverTheLimitAreClosedUntilAnotherOneEnds) {
+  auto limits = small_limits();
+  limits.connections = 1;
+  start(limits);
+  raw_client first(port);
+  first.send("GET /a/ HTTP/1.1\r\n\r\n");
+  ASSERT_EQ(status_of(first.read_answer()), 200);
+
+  raw_client second(port);
+  EXPECT_EQ(second.read_to_end(), "");
+  EXPECT_TRUE(log.holds(spdlog::level::warn, "1 connections are open"));
+
+  first.send("GET /a/ HTTP/1.1\r\nConnection: close\r\n\r\n");
+  EXPECT_EQ(status_of(first.read_to_end()), 200);
+  // The loop finishes with the first connection after the peer has seen it end.
+  first.close();
+  site.call([] {});
+  auto status = 0;
+  for (auto attempt = 0; attempt < 1000 && status == 0; ++attempt) {
+    raw_client third(port);
+    third.send("GET /a/ HTTP/1.1\r\n\r\n");
+    status = status_of(third.read_answer());
+  }
+  EXPECT_EQ(status, 200);
+}
+
+TEST_F(HttpListenerTest, ExceptionOfARouteEndsItsConnectionOnly) {
+  start();
+  raw_client unlucky(port);
+  unlucky.send("GET /throws/ HTTP/1.1\r\n\r\n");
+  EXPECT_EQ(unlucky.read_to_end(), "");
+  EXPECT_TRUE(log.holds(spdlog::level::err, "a fault of the route"));
+
+  raw_client client(port);
+  client.send("GET /a/ HTTP/1.1\r\n\r\n");
+  EXPECT_EQ(status_of(client.read_answer()), 200);
+}
+
+TEST_F(HttpListenerTest, StopClosesOpenConnections) {
+  start();
+  raw_client client(port);
+  client.send("GET /a/ HTTP/1.1\r\n\r\n");
+  ASSERT_EQ(status_of(client.read_answer()), 200);
+
+  site.call([&] { listener->stop(); });
+
+  EXPECT_EQ(client.read_to_end(), "");
+  EXPECT_EQ(listener->port(), 0);
+  EXPECT_THROW(raw_client late(port), std::runtime_error);
+}
+
+TEST_F(HttpListenerTest, AddressInUseIsLoggedWithItsReason) {
+  start();
+  http_listener second(site.loop, small_limits());
+
+  EXPECT_FALSE(site.call([&] { return second.start("127.0.0.1", port); }));
+
+  EXPECT_TRUE(log.holds(spdlog::level::err,
+                        "address 127.0.0.1, port " + std::to_string(port) + ": Address already in use"));
+}
+
+TEST_F(HttpListenerTest, AddressThatIsNoneIsLoggedWithItsReason) {
+  http_listener wrong(site.loop, small_limits());
+
+  EXPECT_FALSE(site.call([&] { return wrong.start("the charging site", 80); }));
+
+  EXPECT_TRUE(log.holds(spdlog::level::err, "address the charging site, port 80: Invalid argument"));
+}
+
+TEST(HttpListenerLifeTest, LoopCanBeDestroyedInTheMiddleOfRequests) {
+  log_capture log;
+  auto loop = std::make_unique<asio::io_context>();
+  auto listener = std::make_unique<http_listener>(*loop, small_limits());
+  ASSERT_TRUE(listener->start("127.0.0.1", 0));
+  raw_client half(listener->port());
+  half.send("GET /a");
+  raw_client silent(listener->port());
+  loop->poll();
+
+  listener.reset();
+  loop.reset();
+
+  EXPECT_EQ(half.read_to_end(), "");
+  EXPECT_EQ(silent.read_to_end(), "");
+}
+
+TEST(HttpListenerLifeTest, StreamMovedAwayByARouteOutlivesTheListener) {
+  log_capture log;
+  loop_thread site;
+  std::promise<boost::beast::tcp_stream> moved;
+  auto listener = std::make_unique<http_listener>(site.loop, small_limits());
+  listener->add_route("/keep", [&](http_exchange& exchange) -> asio::awaitable<bool> {
+    moved.set_value(std::move(exchange.stream));
+    co_return false;
+  });
+  ASSERT_TRUE(site.call([&] { return listener->start("127.0.0.1", 0); }));
+  raw_client client(listener->port());
+  client.send("GET /keep HTTP/1.1\r\n\r\n");
+  auto stream = moved.get_future().get();
+
+  site.call([&] { listener.reset(); });
+  site.call([&] { return asio::write(stream, asio::buffer("still here", 10)); });
+
+  EXPECT_TRUE(client.receive_until("still here"));
+  site.call([&] { stream.close(); });
+}
+
+/// The number of descriptors that the process may open, put back afterwards.
+class descriptor_limit {
+ public:
+  descriptor_limit() { getrlimit(RLIMIT_NOFILE, &before); }
+  ~descriptor_limit() { restore(); }
+  descriptor_limit(descriptor_limit const&) = delete;
+  descriptor_limit& operator=(descriptor_limit const&) = delete;
+
+  void allow_none_more() const {
+    auto changed = before;
+    changed.rlim_cur = 1;
+    setrlimit(RLIMIT_NOFILE, &changed);
+  }
+  void restore() const { setrlimit(RLIMIT_NOFILE, &before); }
+
+ private:
+  rlimit before{};
+};
+
+TEST(HttpListenerLifeTest, RunsOnAfterTheProcessWasOutOfDescriptors) {
+  log_capture log;
+  asio::io_context loop;
+  http_listener listener(loop, small_limits());
+  listener.add_route("/a/", answer_with("route a"));
+  ASSERT_TRUE(listener.start("127.0.0.1", 0));
+  raw_client client;
+  descriptor_limit limit;
+  limit.allow_none_more();
+  client.connect(listener.port());
+  client.send("GET /a/ HTTP/1.1\r\nConnection: close\r\n\r\n");
+  client.finish_sending();
+
+  auto const give_up = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  auto const is_late = [&] { return std::chrono::steady_clock::now() > give_up; };
+  while (!log.holds(spdlog::level::err, "cannot accept connections at present: Too many open files") &&
+         !is_late()) {
+    loop.run_one_for(std::chrono::milliseconds(100));
+  }
+  // A few more failures: they pause, and add no lines.
+  for (auto turn = 0; turn < 6; ++turn) {
+    loop.run_one_for(std::chrono::milliseconds(100));
+  }
+  EXPECT_EQ(log.lines().size(), 2U);
+  limit.restore();
+  auto is_answered = false;
+  std::thread reader([&] {
+    is_answered = status_of(client.read_to_end()) == 200;
+    asio::post(loop, [&] { loop.stop(); });
+  });
+  loop.run();
+  reader.join();
+
+  EXPECT_TRUE(is_answered);
+}
+
+}  // namespace
+}  // namespace tavi::site
