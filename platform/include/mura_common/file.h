@@ -13,8 +13,9 @@ namespace mura_common {
 ///
 /// The copy is made nameless (or under a temporary name where the file system has no nameless files),
 /// flushed, and only then given its name; last, the folder is flushed. Copying is left to the kernel, so
-/// memory use does not depend on the size. The copy has the permissions of the original. May be called from
-/// any thread.
+/// memory use does not depend on the size. The copy has the permissions of the original. A crash leaves at
+/// most a file of temporary name (".partial-" and six characters), and that only where nameless files are
+/// missing. May be called from any thread.
 /// @param from   an existing regular file
 /// @param to     the name of the copy; its folder must exist, itself it must not
 /// @param error  cleared on success; otherwise why the copy was not made: `file_exists` when something stands
@@ -29,16 +30,20 @@ namespace mura_common {
 /// over it, folder flushed.
 ///
 /// After a crash at any moment the file holds the old or the new content, whole. Permissions of an existing
-/// file are kept; a new one gets 0640. May be called from any thread.
+/// file are kept; a new one gets 0640. A symbolic link stays: the file behind it is replaced. The temporary
+/// file of `name` is called `.name.new`; one that a crash left behind is overwritten by the next call. May be
+/// called from any thread and process: callers that replace files of one folder take turns.
 /// @param path     the file to replace or to create; its folder must exist
 /// @param content  the bytes that it will hold
 /// @param error    cleared on success, otherwise why the content was not replaced
-/// @return whether the new content is in force; when false the old file stands unchanged
+/// @return whether the new content is in force for good; when false the old file stands unchanged, except
+/// that
+///         after a failure of the last step, flushing the folder, a power loss decides which one stands
 [[nodiscard]] MURA_COMMON_EXPORT bool replace_file_durably(std::filesystem::path const& path,
                                                            std::string_view content, std::error_code& error);
 
 /// Flushes a folder's entries to the disk, so that names made or removed in it survive power loss.
-/// @param folder  an existing folder
+/// @param folder  an existing folder; an empty path is the current one
 /// @param error   cleared on success, otherwise why it failed
 /// @return whether the folder was flushed
 [[nodiscard]] MURA_COMMON_EXPORT bool flush_folder(std::filesystem::path const& folder,
