@@ -18,11 +18,11 @@ class MURA_COMMON_EXPORT IQuery {
  public:
   virtual ~IQuery() = default;
 
-  /// Makes the statement ready for its next execution; what was bound is forgotten.
+  /// Ends the execution and forgets what was bound: every parameter is NULL again.
   virtual void reset() = 0;
 
   /// Binds a value to the parameter at `position`. @return false for a position that the statement lacks, or
-  /// while the statement is being executed
+  /// while a row is current
   virtual bool bind_int32(int position, std::int32_t value) = 0;
   /// As `bind_int32`.
   virtual bool bind_uint32(int position, std::uint32_t value) = 0;
@@ -35,7 +35,10 @@ class MURA_COMMON_EXPORT IQuery {
   /// As `bind_int32`.
   virtual bool bind_null(int position) = 0;
 
-  /// Runs the statement; of a select the first row, if there is one, becomes current.
+  /// Runs the statement from its beginning with the values bound; of a select the first row, if there is one,
+  /// becomes current. What is bound stays bound.
+  ///
+  /// While a row is current the database cannot tidy its log up: read on to the end, or `reset`.
   /// @return whether it ran; see `last_error` otherwise
   [[nodiscard]] virtual bool execute() = 0;
 
@@ -58,7 +61,7 @@ class MURA_COMMON_EXPORT IQuery {
   /// Whether the current row's value in `column` is NULL; true when there is no such value.
   [[nodiscard]] virtual bool is_null(int column) const = 0;
 
-  /// What went wrong in this statement's last failed operation; empty when nothing did.
+  /// What went wrong in this statement's last failed operation, in SQLite's words; empty when nothing did.
   [[nodiscard]] virtual std::string last_error() const = 0;
 };
 
@@ -67,8 +70,8 @@ class MURA_COMMON_EXPORT IDatabase {
  public:
   virtual ~IDatabase() = default;
 
-  /// Prepares a statement. @return the statement, or empty when the text cannot be prepared or the database
-  /// is not open; `last_error` then says why
+  /// Prepares one statement. @return the statement, or empty when the text cannot be prepared, holds no
+  /// statement or more than one, or the database is not open; `last_error` then says why
   [[nodiscard]] virtual std::unique_ptr<IQuery> create_query(std::string const& sql) = 0;
 
   /// What went wrong in the last failed operation of the database; empty when nothing did.
@@ -86,13 +89,16 @@ class MURA_COMMON_EXPORT sqlite_database : public IDatabase {
   sqlite_database(sqlite_database const&) = delete;
   sqlite_database& operator=(sqlite_database const&) = delete;
 
-  /// Opens the file, creating it when it is missing.
-  /// @return false, with one line in the log that names the file, when it cannot be opened, is no database,
-  /// or
-  ///         fails SQLite's quick_check; the file is then left untouched and the object closed
+  /// Opens the file, creating it when it is missing; an empty file is a database without tables.
+  ///
+  /// A database that is open already is closed first.
+  /// @param file  the database's name; its folder must exist
+  /// @return false, with one line in the log that names the file, when it cannot be opened or written, is no
+  ///         database, or fails SQLite's quick_check; the file is then left untouched and the object closed
   [[nodiscard]] bool open(std::filesystem::path const& file);
 
-  /// Closes the file; every query must be gone by then. Closing a closed one does nothing.
+  /// Closes the file; every query must be gone by then. Closing a closed one does nothing. Afterwards no
+  /// query can be created.
   void close();
 
   [[nodiscard]] std::unique_ptr<IQuery> create_query(std::string const& sql) override;
@@ -118,18 +124,20 @@ class MURA_COMMON_EXPORT DatabaseTable {
   /// database is older than this class's, `update`, and notes the version reached.
   ///
   /// A database that knows no version for the name is new to the table: its version is noted without
-  /// `update`.
-  /// @return whether the table can be used; false when `init` or `update` failed, when the noted version is
-  /// newer
-  ///         than this class (an older program must not write to it), or when the note cannot be read or
-  ///         written
+  /// `update`. All of it is one transaction: after a failure, or a crash at any moment, the database is as it
+  /// was.
+  /// @return whether the table can be used; false, with one line in the log, when `init` or `update` failed,
+  ///         when the noted version is newer than this class (an older program must not write to it: not even
+  ///         `init` is called), or when the note cannot be read or written
   [[nodiscard]] bool initTable();
 
  protected:
-  /// Creates what is missing of the schema and prepares every statement. @return whether all of it succeeded
+  /// Creates what is missing of the schema and prepares every statement; runs within a transaction and begins
+  /// none itself. @return whether all of it succeeded
   virtual bool init() = 0;
 
-  /// Changes the schema of an older version into this class's.
+  /// Changes the schema of an older version into this class's; runs within a transaction and begins none
+  /// itself.
   /// @param from_version  the version noted in the database
   /// @param to_version    holds this class's version at the call; set it to note another
   /// @return whether the schema could be changed
@@ -139,6 +147,10 @@ class MURA_COMMON_EXPORT DatabaseTable {
   [[nodiscard]] IDatabase& table_database() const { return database; }
 
  private:
+  bool init_in_transaction();
+  bool update_from(unsigned int noted);
+  bool note(unsigned int reached);
+
   IDatabase& database;
   std::string const name;
   unsigned int const version;
