@@ -47,6 +47,12 @@ class MURA_COMMON_EXPORT IConfigParameterProvider {
                                                          config_value const& wanted) = 0;
   /// Whether `value` lies within the limits set for `key`.
   [[nodiscard]] virtual bool accepts(std::string const& key, config_value const& value) const = 0;
+  /// The value in force for a handle made earlier, without a line in the log. Differs from `read` where a
+  /// handle outlives the entry that it was made for; providers without that case leave it alone.
+  [[nodiscard]] virtual std::optional<config_value> current(std::string const& key,
+                                                            config_value const& wanted) {
+    return read(key, wanted);
+  }
   /// Makes `value` the live value of `key`.
   virtual void write(std::string const& key, config_value const& value) = 0;
 };
@@ -62,8 +68,10 @@ class ConfigParameter {
   /// Whether the configuration's limits for this parameter admit `value`.
   [[nodiscard]] bool check(T const& value) const { return provider.accepts(key, config_value(value)); }
 
-  /// The value in force now.
-  [[nodiscard]] T value() const { return std::get<T>(provider.read(key, config_value(T{})).value()); }
+  /// The value in force now; also after the entry has gone from where the configuration is kept. Throws
+  /// std::bad_optional_access when no value of type T is in force any more: after negative seconds were set,
+  /// or after the provider has loaded another file without this entry.
+  [[nodiscard]] T value() const { return std::get<T>(provider.current(key, config_value(T{})).value()); }
 
   /// Puts `value` into force, without a check and in memory only; the provider's `save` makes it last.
   void set(T const& value) { provider.write(key, config_value(value)); }
@@ -84,8 +92,11 @@ std::optional<ConfigParameter<T>> IConfigParameterProvider::getParam(std::string
 /// A configuration kept in a TOML file that an operator may edit.
 ///
 /// `[limits.a]` with `b = { min = 0, max = 1000 }` in the same file bounds what `check` admits for "a.b";
-/// either bound may be left out. Saving reads the file anew and replaces only the values that were set: every
-/// other byte, comments and order included, stays as the operator left it.
+/// either bound may be left out. They hold for numbers of either type and not for strings. Limits that are
+/// malformed (no table, anything but min and max in it, a bound that is no integer, min above max) admit no
+/// value at all, with a line in the log, so that a slip of the pen never opens a range. Files of up to 64 KiB
+/// are taken. Saving reads the file anew and replaces only the values that were set: every other byte,
+/// comments and order included, stays as the operator left it.
 class MURA_COMMON_EXPORT toml_config : public IConfigParameterProvider {
  public:
   toml_config();
@@ -93,14 +104,27 @@ class MURA_COMMON_EXPORT toml_config : public IConfigParameterProvider {
   toml_config(toml_config const&) = delete;
   toml_config& operator=(toml_config const&) = delete;
 
-  /// Reads the file. @return false, with one line in the log that names file and position, when it cannot be
-  /// read or is not TOML; the configuration is then empty
+  /// Reads the file; what was set before and not saved is forgotten.
+  /// @param file  a relative path is resolved against the current directory at the call
+  /// @return false, with one line in the log that names file and position, when it cannot be read or is not
+  ///         TOML; the configuration is then empty
   [[nodiscard]] bool load(std::filesystem::path const& file);
 
+  /// Puts the values that were set into the file, in one step that survives power loss.
+  ///
+  /// Reads the file as it is now; an entry that holds its new value already is left as it is written.
+  /// Integers are written in decimal, texts as basic strings.
+  /// @return true also when nothing was set; false, with a line in the log for each cause and the file
+  ///         untouched, when the file cannot be read or written or is no longer TOML, when a value that was
+  ///         set cannot be read back (negative seconds, text that is not UTF-8), or when an entry has gone
+  ///         from the file or changed its type: `getParam` then treats its key as missing until a saving
+  ///         finds it again
   [[nodiscard]] bool save() override;
 
  protected:
   [[nodiscard]] std::optional<config_value> read(std::string const& key, config_value const& wanted) override;
+  [[nodiscard]] std::optional<config_value> current(std::string const& key,
+                                                    config_value const& wanted) override;
   [[nodiscard]] bool accepts(std::string const& key, config_value const& value) const override;
   void write(std::string const& key, config_value const& value) override;
 

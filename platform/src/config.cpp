@@ -1,0 +1,275 @@
+#include "mura_common/config.h"
+
+#include <spdlog/spdlog.h>
+
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string_view>
+#include <system_error>
+#include <type_traits>
+#include <utility>
+
+#include "config_document.h"
+#include "config_edit.h"
+#include "config_limits.h"
+#include "mura_common/file.h"
+
+namespace mura_common {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Reads one byte more than a configuration may have, so that too large a file is noticed and not read whole.
+std::optional<std::string> text_of(fs::path const& file) {
+  std::error_code error;
+  std::ifstream stream;
+  if (!fs::is_directory(file, error)) {
+    stream.open(file, std::ios::binary);
+  }
+  if (!stream.is_open()) {
+    return std::nullopt;
+  }
+  std::string text(config_size_limit + 1, '\0');
+  stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+  if (stream.bad()) {
+    return std::nullopt;
+  }
+  text.resize(static_cast<std::size_t>(stream.gcount()));
+  return text;
+}
+
+std::optional<config_document> document_in(fs::path const& file, std::string& text) {
+  auto content = text_of(file);
+  if (!content) {
+    spdlog::error("[toml_config] {}: cannot be read, expected a TOML file", file.string());
+    return std::nullopt;
+  }
+  std::string error;
+  auto document = config_document::parse(*content, error);
+  if (!document) {
+    spdlog::error("[toml_config] {}: {}", file.string(), error);
+    return std::nullopt;
+  }
+  text = std::move(*content);
+  return document;
+}
+
+stored_value stored_form_of(config_value const& value) {
+  return std::visit(
+      [](auto const& held) -> stored_value {
+        using held_type = std::remove_cvref_t<decltype(held)>;
+        if constexpr (std::is_same_v<held_type, std::string>) {
+          return held;
+        } else if constexpr (std::is_same_v<held_type, std::chrono::seconds>) {
+          return static_cast<std::int64_t>(held.count());
+        } else {
+          return static_cast<std::int64_t>(held);
+        }
+      },
+      value);
+}
+
+std::string_view expectation_of(config_value const& wanted) {
+  if (std::holds_alternative<unsigned int>(wanted)) {
+    return "an integer from 0 to 4294967295";
+  }
+  if (std::holds_alternative<std::chrono::seconds>(wanted)) {
+    return "an integer number of seconds, 0 or more";
+  }
+  return "a string";
+}
+
+std::string described(stored_value const& value) {
+  return std::holds_alternative<std::string>(value) ? "a string" : to_toml(value);
+}
+
+/// The value in the type that `wanted` holds; absent when it does not fit.
+std::optional<config_value> converted(stored_value const& value, config_value const& wanted) {
+  auto const* const integer = std::get_if<std::int64_t>(&value);
+  if (integer == nullptr) {
+    return std::holds_alternative<std::string>(wanted)
+               ? std::optional<config_value>(std::get<std::string>(value))
+               : std::nullopt;
+  }
+  if (std::holds_alternative<std::string>(wanted) || *integer < 0) {
+    return std::nullopt;
+  }
+  if (std::holds_alternative<std::chrono::seconds>(wanted)) {
+    return config_value(std::chrono::seconds(*integer));
+  }
+  return *integer <= std::numeric_limits<unsigned int>::max()
+             ? std::optional<config_value>(static_cast<unsigned int>(*integer))
+             : std::nullopt;
+}
+
+}  // namespace
+
+struct toml_config::content {
+  using values = std::map<std::string, stored_value>;
+
+  /// The value in force, from what was set or else from the file.
+  [[nodiscard]] std::optional<stored_value> value_of(std::string const& key) const;
+  /// Puts the values into a text, and notes which of them the text has no room for any more.
+  [[nodiscard]] std::optional<std::string> edited(config_document const& document, std::string text,
+                                                  values const& changes);
+
+  /// Held while a file is read or written; taken before `guard`, which is never held meanwhile.
+  std::mutex file_access;
+  mutable std::mutex guard;
+  fs::path file;
+  config_document document;
+  values set_values;              ///< every value set since loading
+  std::set<std::string> unsaved;  ///< keys among them that are not known to be in the file
+  std::set<std::string> lost;     ///< keys whose entries had gone from the file at the last saving
+};
+
+std::optional<stored_value> toml_config::content::value_of(std::string const& key) const {
+  if (auto const found = set_values.find(key); found != set_values.end()) {
+    return found->second;
+  }
+  auto const* const entry = document.find(key);
+  return entry != nullptr ? entry->value : std::nullopt;
+}
+
+std::optional<std::string> toml_config::content::edited(config_document const& found, std::string text,
+                                                        values const& changes) {
+  bool is_complete = true;
+  for (auto const& [key, value] : changes) {
+    auto const* const entry = found.find(key);
+    bool const is_lost = entry == nullptr || !entry->value || entry->value->index() != value.index();
+    {
+      std::lock_guard const lock(guard);
+      if (is_lost) {
+        lost.insert(key);
+      } else {
+        lost.erase(key);
+      }
+    }
+    std::string error;
+    auto changed = replace_config_value(text, key, value, error);
+    if (!changed) {
+      spdlog::error("[toml_config] {}: cannot be saved: {}", file.string(), error);
+      is_complete = false;
+      continue;
+    }
+    text = std::move(*changed);
+  }
+  return is_complete ? std::optional<std::string>(std::move(text)) : std::nullopt;
+}
+
+toml_config::toml_config() : own(std::make_unique<content>()) {
+}
+
+toml_config::~toml_config() = default;
+
+bool toml_config::load(std::filesystem::path const& file) {
+  std::lock_guard const access(own->file_access);
+  std::error_code error;
+  auto place = fs::absolute(file, error);
+  std::string text;
+  auto document = document_in(error ? file : place, text);
+
+  std::lock_guard const lock(own->guard);
+  own->set_values.clear();
+  own->unsaved.clear();
+  own->lost.clear();
+  own->file = std::move(place);
+  bool const is_loaded = document.has_value();
+  own->document = is_loaded ? std::move(*document) : config_document();
+  return is_loaded;
+}
+
+bool toml_config::save() {
+  std::lock_guard const access(own->file_access);
+  content::values changes;
+  {
+    std::lock_guard const lock(own->guard);
+    for (auto const& key : own->unsaved) {
+      changes.emplace(key, own->set_values.at(key));
+    }
+  }
+  if (changes.empty()) {
+    return true;
+  }
+
+  std::string text;
+  auto const document = document_in(own->file, text);
+  if (!document) {
+    return false;
+  }
+  auto const changed = own->edited(*document, text, changes);
+  if (!changed) {
+    return false;
+  }
+  std::error_code error;
+  // A configuration that is reached through a link stays one.
+  auto const target = fs::canonical(own->file, error);
+  if (error || (*changed != text && !replace_file_durably(target, *changed, error))) {
+    spdlog::error("[toml_config] {}: cannot be saved: {}", own->file.string(), error.message());
+    return false;
+  }
+
+  std::lock_guard const lock(own->guard);
+  for (auto const& [key, value] : changes) {
+    if (own->set_values.at(key) == value) {
+      own->unsaved.erase(key);
+    }
+  }
+  return true;
+}
+
+std::optional<config_value> toml_config::read(std::string const& key, config_value const& wanted) {
+  std::lock_guard const lock(own->guard);
+  auto const complain = [&](std::string_view found) {
+    spdlog::error("[toml_config] {}: '{}' is {}, expected {}", own->file.string(), key, found,
+                  expectation_of(wanted));
+  };
+  if (own->lost.contains(key)) {
+    complain("gone from the file, or of another type there now");
+    return std::nullopt;
+  }
+  auto const* const entry = own->document.find(key);
+  auto const value = own->value_of(key);
+  if (!value) {
+    complain(entry == nullptr ? "missing" : "of type " + entry->kind);
+    return std::nullopt;
+  }
+  auto result = converted(*value, wanted);
+  if (!result) {
+    complain(described(*value));
+  }
+  return result;
+}
+
+std::optional<config_value> toml_config::current(std::string const& key, config_value const& wanted) {
+  std::lock_guard const lock(own->guard);
+  auto const value = own->value_of(key);
+  return value ? converted(*value, wanted) : std::nullopt;
+}
+
+bool toml_config::accepts(std::string const& key, config_value const& value) const {
+  auto const stored = stored_form_of(value);
+  auto const* const integer = std::get_if<std::int64_t>(&stored);
+  if (integer == nullptr) {
+    return true;
+  }
+  std::lock_guard const lock(own->guard);
+  std::string error;
+  auto const limits = limits_of(own->document, key, error);
+  if (!limits) {
+    spdlog::error("[toml_config] {}: every value for '{}' is refused: {}", own->file.string(), key, error);
+  }
+  return limits && *integer >= 0 && limits->is_met_by(*integer);
+}
+
+void toml_config::write(std::string const& key, config_value const& value) {
+  std::lock_guard const lock(own->guard);
+  own->set_values.insert_or_assign(key, stored_form_of(value));
+  own->unsaved.insert(key);
+}
+
+}  // namespace mura_common
