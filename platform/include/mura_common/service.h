@@ -13,8 +13,10 @@ namespace mura_common::service {
 ///
 /// States: constructed; initialised once `init` returned true; running between `start` and `stop`; `start`
 /// may follow `stop` again. A failed step leaves the service where the failure happened; the host then
-/// destroys it. While a hook other than `do_stop` runs, no request and no event of the service is being
-/// handled (see `delivery_lane`). The host calls `init`, `start` and `stop` from one thread.
+/// destroys it, or repeats `start` or `stop`. A hook fails when it returns false or throws a std::exception,
+/// which is logged and goes no further. While a hook other than `do_stop` runs, no request and no event of
+/// the service is being handled (see `delivery_lane`). The host calls `init`, `start` and `stop` from one
+/// thread.
 class MURA_COMMON_EXPORT service {
  public:
   /// @param name          of the service: names its configuration file, database file and delivery lane
@@ -27,26 +29,32 @@ class MURA_COMMON_EXPORT service {
   /// Reads the options, prepares the surroundings, then calls `do_pre_init` and `do_init`.
   ///
   /// Options: `--working-dir DIR` (must exist; becomes the current directory of the process, because relative
-  /// storage paths are resolved against both), `--config-dir DIR` (default: the working directory),
-  /// `--database FILE` (default: `<working-dir>/<name>.db`). Reads `<config-dir>/<name>.toml`. Relative
-  /// option values are resolved against the current directory at the call.
+  /// storage paths are resolved against both; default: the current directory), `--config-dir DIR` (must
+  /// exist; default: the working directory), `--database FILE` (default: `<working-dir>/<name>.db`; a service
+  /// without a database ignores it). Reads `<config-dir>/<name>.toml`. Relative option values are resolved
+  /// against the current directory at the call.
   /// @param argc, argv  as `main` gets them
-  /// @return false when an option is unknown or lacks its value (a line with the usage is logged), a
-  /// directory or
-  ///         the configuration cannot be used, the database cannot be opened, or a hook returned false
+  /// @return false, with a line in the log, when an option is unknown, given twice, or lacks its value (a
+  ///         second line then has the usage), a directory or the configuration cannot be used, the database
+  ///         cannot be opened, a hook failed, or `init` was called before
   virtual bool init(int argc, char const** argv);
 
-  /// Calls `do_start`. @return its result; false without calling it when `init` has not succeeded
+  /// Calls `do_start`.
+  /// @return its result; without calling it, false when `init` has not succeeded, and true when the service
+  /// is
+  ///         running already
   virtual bool start();
 
   /// Calls `do_stop`.
   /// @param reason  the number of the signal that asked for the stop, 0 for any other reason; logged
-  /// @return the hook's result; true without calling it when the service is not running
+  /// @return the hook's result, the service still counting as running when it is false; true without calling
+  /// it
+  ///         when the service is not running
   virtual bool stop(int reason);
 
   /// The name given to the constructor.
   [[nodiscard]] virtual std::string const& name() const;
-  /// Absolute path of the working directory; empty before `init`.
+  /// Absolute path of the working directory, without links in it; empty before `init`.
   [[nodiscard]] virtual std::string const& working_dir() const;
   /// Absolute path of the configuration directory; empty before `init`.
   [[nodiscard]] virtual std::string const& config_dir() const;
@@ -57,7 +65,7 @@ class MURA_COMMON_EXPORT service {
   /// Absolute path of the database file; empty before `init` and for a service without a database.
   [[nodiscard]] virtual std::string const& database_path() const;
 
-  /// One paragraph that explains the options of `init`, for a host's `--help`.
+  /// The usage line and a line for each option of `init`, for a host's `--help`.
   /// @param program  the name that the usage line begins with
   [[nodiscard]] static std::string usage(std::string const& program);
 
