@@ -1,0 +1,280 @@
+#include "ocpp/central_system.h"
+
+#include <exception>
+#include <map>
+#include <string_view>
+#include <utility>
+#include <variant>
+
+#include <spdlog/spdlog.h>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_future.hpp>
+#include <boost/beast/websocket/rfc6455.hpp>
+
+#include "http/http_answer.h"
+#include "ocpp/handshake.h"
+#include "ocpp/on_loop.h"
+#include "ocpp/station_answers.h"
+#include "ocpp/station_calls.h"
+#include "ocpp/station_registry.h"
+
+namespace tavi::site::ocpp {
+
+namespace {
+
+namespace asio = boost::asio;
+namespace http = boost::beast::http;
+using tavi::stations::charging_station;
+using tavi::stations::cs_request_status;
+
+constexpr std::chrono::seconds loop_patience(5);
+constexpr std::chrono::seconds farewell_time(1);
+
+/// What came of asking a station for its diagnostics.
+struct asked_diagnostics {
+  diagnostics_answer answer = diagnostics_answer::no_answer;
+  unsigned int request = 0;
+};
+
+std::string_view to_std(boost::beast::string_view text) {
+  return {text.data(), text.size()};
+}
+
+/// Who wants to connect, or why he may not.
+std::variant<std::string, http_answer> read_upgrade(station_session::upgrade_request const& request) {
+  auto const identity = read_identity(to_std(request.target()));
+  if (!identity.has_value()) {
+    return http_answer{
+        http::status::bad_request, "the address is to be /ocpp/<identity>, of 1 to 48 characters", {}};
+  }
+  if (!boost::beast::websocket::is_upgrade(request)) {
+    return http_answer{http::status::upgrade_required, "a WebSocket is wanted here", {}};
+  }
+  if (!has_sub_protocol(to_std(request[http::field::sec_websocket_protocol]))) {
+    return http_answer{http::status::bad_request, "the sub-protocol ocpp1.6 is wanted", {}};
+  }
+  return *identity;
+}
+
+diagnostics_answer judge_diagnostics(call_outcome const& outcome, std::string const& station) {
+  if (outcome.end != call_end::answered) {
+    return diagnostics_answer::no_answer;
+  }
+  auto const file = read_diagnostics_file_name(outcome.payload);
+  if (!file.has_value()) {
+    spdlog::warn("[central_system] {}: its answer to GetDiagnostics holds no valid fileName", station);
+    return diagnostics_answer::no_answer;
+  }
+  return file->empty() ? diagnostics_answer::nothing_to_upload : diagnostics_answer::accepted;
+}
+
+cs_request_status to_request_status(call_end end, diagnostics_answer answer) {
+  if (end == call_end::timed_out || end == call_end::cut_off) {
+    return cs_request_status::timed_out;
+  }
+  return answer == diagnostics_answer::accepted ? cs_request_status::accepted : cs_request_status::rejected;
+}
+
+}  // namespace
+
+struct central_system::members {
+  members(asio::io_context& site_loop, central_system_options chosen, station_events& listeners)
+      : loop(site_loop),
+        options(std::move(chosen)),
+        events(listeners),
+        registry(options.stations_file, options.station_limit),
+        answers(registry, events, options.heartbeat),
+        farewell(loop) {}
+
+  asio::awaitable<bool> on_exchange(http_exchange& exchange);
+  asio::awaitable<bool> refuse(http_exchange& exchange, http_answer answer);
+  std::variant<unsigned int, http_answer> admit(std::string const& identity);
+  asio::awaitable<bool> has_live_session(unsigned int id);
+  asio::awaitable<void> serve(http_exchange& exchange, unsigned int id, std::string name);
+  asio::awaitable<asked_diagnostics> ask_for_diagnostics(unsigned int id, std::string location);
+  void on_connected(unsigned int id, std::string const& name);
+  void detach(unsigned int id, std::shared_ptr<station_session> const& session);
+
+  asio::io_context& loop;
+  central_system_options options;
+  station_events& events;
+  station_registry registry;
+  station_answers answers;
+  asio::steady_timer farewell;
+  std::map<unsigned int, std::shared_ptr<station_session>> sessions;  // with those that are being opened
+  unsigned int last_request = 0;
+  bool is_stopping = false;
+};
+
+asio::awaitable<bool> central_system::members::on_exchange(http_exchange& exchange) {
+  auto wanted = read_upgrade(exchange.parser.get());
+  if (auto* const answer = std::get_if<http_answer>(&wanted)) {
+    co_return co_await refuse(exchange, std::move(*answer));
+  }
+  auto const identity = std::get<std::string>(wanted);
+  auto admitted = admit(identity);
+  if (auto* const answer = std::get_if<http_answer>(&admitted)) {
+    co_return co_await refuse(exchange, std::move(*answer));
+  }
+  auto const id = std::get<unsigned int>(admitted);
+  auto const is_taken = co_await has_live_session(id);
+  if (is_taken || is_stopping) {
+    http_answer answer;
+    answer.status = is_taken ? http::status::conflict : http::status::service_unavailable;
+    answer.text = is_taken ? "a station of this identity is connected" : "the site is going down";
+    co_return co_await refuse(exchange, std::move(answer));
+  }
+  co_await serve(exchange, id, identity);
+  co_return false;
+}
+
+asio::awaitable<bool> central_system::members::refuse(http_exchange& exchange, http_answer answer) {
+  auto const target = to_std(exchange.parser.get().target());
+  spdlog::warn("[central_system] {} is refused at {}: {}", exchange.peer, printable(target), answer.text);
+  auto const goes_on = co_await send_answer(exchange, answer);
+  co_return goes_on;
+}
+
+std::variant<unsigned int, http_answer> central_system::members::admit(std::string const& identity) {
+  if (auto const known = registry.find(identity)) {
+    return *known;
+  }
+  if (!options.is_accepting_unknown || is_stopping) {
+    return http_answer{http::status::not_found, "no station of this identity is known", {}};
+  }
+  auto const id = registry.add(identity);
+  if (!id.has_value()) {
+    return http_answer{http::status::not_found, "no further station can be taken in", {}};
+  }
+  spdlog::info("[central_system] station {} ({}) is new", *id, identity);
+  events.on_created(*id);
+  return *id;
+}
+
+asio::awaitable<bool> central_system::members::has_live_session(unsigned int id) {
+  // Another newcomer may have taken the place while the first one was being pinged, so look again each time.
+  while (sessions.contains(id)) {
+    auto const occupant = sessions.at(id);
+    auto const is_alive = co_await occupant->is_alive(options.ping_patience);
+    if (is_alive) {
+      co_return true;
+    }
+    spdlog::info("[central_system] station {}: a connection that gives no sign of life is dropped", id);
+    occupant->drop();
+    detach(id, occupant);
+  }
+  co_return false;
+}
+
+asio::awaitable<void> central_system::members::serve(http_exchange& exchange, unsigned int id,
+                                                     std::string name) {
+  auto const session = std::make_shared<station_session>(
+      std::move(exchange.stream), name, options.session,
+      [this, id](call const& request) { return answers.answer(id, request); });
+  sessions[id] = session;
+  try {
+    auto const is_open = co_await session->open(exchange.parser.get());
+    if (is_open) {
+      on_connected(id, name);
+      co_await session->run();
+    }
+  } catch (std::exception const& failure) {
+    spdlog::error("[central_system] station {} ({}): its connection ends by an exception: {}", id, name,
+                  failure.what());
+    session->drop();
+  }
+  detach(id, session);
+}
+
+void central_system::members::on_connected(unsigned int id, std::string const& name) {
+  registry.set_connected(id, true);
+  spdlog::info("[central_system] station {} ({}) connected", id, name);
+  auto const station = registry.get(id).value_or(charging_station());
+  events.on_status({id, true, station.diagnostics_status});
+}
+
+void central_system::members::detach(unsigned int id, std::shared_ptr<station_session> const& session) {
+  auto const place = sessions.find(id);
+  if (place == sessions.end() || place->second != session) {
+    return;
+  }
+  sessions.erase(place);
+  auto const station = registry.get(id).value_or(charging_station());
+  if (!station.connected) {
+    return;
+  }
+  registry.set_connected(id, false);
+  spdlog::info("[central_system] station {} ({}) disconnected", id, station.identity);
+  events.on_status({id, false, station.diagnostics_status});
+}
+
+asio::awaitable<asked_diagnostics> central_system::members::ask_for_diagnostics(unsigned int id,
+                                                                                std::string location) {
+  asked_diagnostics asked;
+  auto const station = registry.get(id);
+  if (!station.has_value()) {
+    asked.answer = diagnostics_answer::unknown_station;
+    co_return asked;
+  }
+  auto const place = sessions.find(id);
+  if (place == sessions.end() || !station->connected) {
+    asked.answer = diagnostics_answer::not_connected;
+    co_return asked;
+  }
+  auto const session = place->second;
+  asked.request = ++last_request;
+  nlohmann::json payload = nlohmann::json::object();
+  payload["location"] = std::move(location);
+  auto const outcome = co_await session->send_call("GetDiagnostics", std::move(payload));
+  asked.answer = judge_diagnostics(outcome, station->identity);
+  events.on_command_status(id, asked.request, to_request_status(outcome.end, asked.answer));
+  co_return asked;
+}
+
+central_system::central_system(asio::io_context& loop, central_system_options options, station_events& events)
+    : own(std::make_unique<members>(loop, std::move(options), events)) {
+}
+
+central_system::~central_system() = default;
+
+bool central_system::add_to(http_listener& listener) {
+  if (!own->registry.load()) {
+    return false;
+  }
+  listener.add_route("/ocpp/", [this](http_exchange& exchange) { return own->on_exchange(exchange); });
+  return true;
+}
+
+void central_system::stop() {
+  own->is_stopping = true;
+  auto const leaving = own->sessions;
+  for (auto const& [id, session] : leaving) {
+    session->close();
+  }
+  own->farewell.expires_after(farewell_time);
+  own->farewell.async_wait([leaving](boost::system::error_code) {
+    for (auto const& [id, session] : leaving) {
+      session->drop();
+    }
+  });
+}
+
+std::optional<charging_station> central_system::on_get_charging_station(unsigned int const& station_id) {
+  return run_on_loop(own->loop, loop_patience, [this, station_id] { return own->registry.get(station_id); });
+}
+
+std::vector<charging_station> central_system::on_get_charging_stations() {
+  return run_on_loop(own->loop, loop_patience, [this] { return own->registry.get_all(); });
+}
+
+int central_system::on_request_diagnostics_upload(unsigned int const& station_id, std::string const& location,
+                                                  unsigned int& request) {
+  request = 0;
+  auto answer = asio::co_spawn(own->loop, own->ask_for_diagnostics(station_id, location), asio::use_future);
+  auto const asked = wait_for_loop(answer, own->options.session.call_time_out + loop_patience);
+  request = asked.request;
+  return static_cast<int>(asked.answer);
+}
+
+}  // namespace tavi::site::ocpp

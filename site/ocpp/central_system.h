@@ -1,0 +1,79 @@
+#pragma once
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/io_context.hpp>
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "http/http_exchange.h"
+#include "http/http_listener.h"
+#include "ocpp/station_events.h"
+#include "ocpp/station_session.h"
+#include "tavi/ocpp1_6/req_resp_ocpp_1_6_service.h"
+
+namespace tavi::site::ocpp {
+
+/// What an operator decides about the stations of a site.
+struct central_system_options {
+  std::filesystem::path stations_file;                         ///< where stations are kept; its folder exists
+  bool is_accepting_unknown = true;                            ///< whether a new identity is taken in
+  std::size_t station_limit = 1000;                            ///< how many stations the site may have
+  std::chrono::seconds heartbeat = std::chrono::seconds(300);  ///< interval that stations are told
+  session_limits session;                                      ///< of every connection
+  std::chrono::milliseconds ping_patience = std::chrono::seconds(
+      3);  ///< in which a connected station is to answer when its identity connects again
+};
+
+/// What `on_request_diagnostics_upload` answers.
+enum class diagnostics_answer : int {
+  accepted = 0,  ///< the station named the file that it will upload
+  unknown_station = 1,
+  not_connected = 2,
+  nothing_to_upload = 3,  ///< the station named no file
+  no_answer = 4,          ///< none in time, an error, one that cannot be understood, or the connection ended
+};
+
+/// The site's side of OCPP 1.6-J: takes stations' connections and serves the OCPP 1.6 service of the
+/// controller.
+///
+/// Stations connect to "/ocpp/<identity>" with the sub-protocol "ocpp1.6". A second connection of an identity
+/// is refused while the first one is alive. What others of the controller ask comes on any thread and is
+/// carried out on the event loop; it throws when the loop does not come to it in time, because an empty
+/// answer would look like a site without stations.
+class central_system : public tavi::ocpp1_6::i_req_resp_ocpp_1_6_service_handler {
+ public:
+  /// @param loop     the site's event loop, run by one thread; outlives the system
+  /// @param options  see `central_system_options`
+  /// @param events   outlives the system
+  central_system(boost::asio::io_context& loop, central_system_options options, station_events& events);
+  ~central_system() override;
+
+  /// Reads the stations and adds the route. Before the loop runs.
+  /// @return false, with one line in the log, when the stations cannot be read
+  [[nodiscard]] bool add_to(http_listener& listener);
+
+  /// Says goodbye to every station, fails what waits for their answers, and drops who has not answered after
+  /// a second; refuses further ones. On the event loop.
+  void stop();
+
+  /// See the base. Any thread but the loop's. @throws std::runtime_error when the loop does not answer
+  std::optional<tavi::stations::charging_station> on_get_charging_station(
+      unsigned int const& station_id) override;
+  /// As `on_get_charging_station`.
+  std::vector<tavi::stations::charging_station> on_get_charging_stations() override;
+  /// Asks a station to upload and waits for its answer; see `diagnostics_answer`. Any thread but the loop's.
+  /// @param request  receives a number above 0 when the station was asked, otherwise 0
+  int on_request_diagnostics_upload(unsigned int const& station_id, std::string const& location,
+                                    unsigned int& request) override;
+
+ private:
+  struct members;
+  std::unique_ptr<members> own;
+};
+
+}  // namespace tavi::site::ocpp

@@ -1,0 +1,83 @@
+#include "ocpp/handshake.h"
+
+#include <algorithm>
+#include <charconv>
+#include <nlohmann/json.hpp>
+
+#include "mura_common/text.h"
+
+namespace tavi::site::ocpp {
+
+namespace {
+
+constexpr std::string_view target_prefix = "/ocpp/";
+
+bool is_utf8(std::string_view text) {
+  // A string is the one JSON text that holds arbitrary characters: the parser refuses it when it is no UTF-8.
+  std::string quoted = "\"";
+  std::copy_if(text.begin(), text.end(), std::back_inserter(quoted),
+               [](char c) { return c != '"' && c != '\\'; });
+  return nlohmann::json::accept(quoted + "\"");
+}
+
+std::optional<std::string> decode_percent(std::string_view text) {
+  std::string decoded;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (text[at] != '%') {
+      decoded += text[at];
+      continue;
+    }
+    if (text.size() - at < 3) {
+      return std::nullopt;
+    }
+    unsigned char byte = 0;
+    auto const* const end = text.data() + at + 3;
+    auto const [stop, error] = std::from_chars(text.data() + at + 1, end, byte, 16);
+    if (error != std::errc() || stop != end) {
+      return std::nullopt;
+    }
+    decoded += static_cast<char>(byte);
+    at += 2;
+  }
+  return decoded;
+}
+
+std::string_view trim(std::string_view text) {
+  auto const first = text.find_first_not_of(" \t");
+  return first == std::string_view::npos ? std::string_view()
+                                         : text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+}  // namespace
+
+bool is_identity(std::string_view identity) {
+  auto const is_control = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; };
+  return !identity.empty() && identity.size() <= identity_limit &&
+         std::none_of(identity.begin(), identity.end(), is_control) && is_utf8(identity);
+}
+
+std::optional<std::string> read_identity(std::string_view target) {
+  if (!mura_common::startsWith(target, target_prefix)) {
+    return std::nullopt;
+  }
+  target.remove_prefix(target_prefix.size());
+  auto const escaped = target.substr(0, target.find('?'));
+  if (escaped.find('/') != std::string_view::npos) {
+    return std::nullopt;
+  }
+  auto identity = decode_percent(escaped);
+  return identity.has_value() && is_identity(*identity) ? identity : std::nullopt;
+}
+
+bool has_sub_protocol(std::string_view offered) {
+  while (!offered.empty()) {
+    auto const comma = offered.find(',');
+    if (trim(offered.substr(0, comma)) == sub_protocol) {
+      return true;
+    }
+    offered.remove_prefix(comma == std::string_view::npos ? offered.size() : comma + 1);
+  }
+  return false;
+}
+
+}  // namespace tavi::site::ocpp
