@@ -73,6 +73,12 @@ stored_value stored_form_of(config_value const& value) {
       value);
 }
 
+/// Only seconds can have been set to such a value, which the next start could not read.
+bool is_negative(stored_value const& value) {
+  auto const* const integer = std::get_if<std::int64_t>(&value);
+  return integer != nullptr && *integer < 0;
+}
+
 std::string_view expectation_of(config_value const& wanted) {
   if (std::holds_alternative<unsigned int>(wanted)) {
     return "an integer from 0 to 4294967295";
@@ -149,8 +155,8 @@ std::optional<std::string> toml_config::content::edited(config_document const& f
         lost.erase(key);
       }
     }
-    std::string error;
-    auto changed = replace_config_value(text, key, value, error);
+    std::string error = "'" + key + "' would be negative, expected 0 or more";
+    auto changed = is_negative(value) ? std::nullopt : replace_config_value(text, key, value, error);
     if (!changed) {
       spdlog::error("[toml_config] {}: cannot be saved: {}", file.string(), error);
       is_complete = false;
@@ -206,9 +212,7 @@ bool toml_config::save() {
     return false;
   }
   std::error_code error;
-  // A configuration that is reached through a link stays one.
-  auto const target = fs::canonical(own->file, error);
-  if (error || (*changed != text && !replace_file_durably(target, *changed, error))) {
+  if (*changed != text && !replace_file_durably(own->file, *changed, error)) {
     spdlog::error("[toml_config] {}: cannot be saved: {}", own->file.string(), error.message());
     return false;
   }
