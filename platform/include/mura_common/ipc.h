@@ -27,10 +27,12 @@ inline constexpr std::size_t ipc_request_limit = 1024 * 1024;
 /// the service's delivery lane is held. Whatever arrives, the server goes on: text that is no JSON, an
 /// unknown operation, arguments of wrong types, too large a request, an exception out of an operation each
 /// get an error reply and a line in the log. Operations are added before the first start; see ipc_typed.h.
+/// `start` and `stop` are called by one thread at a time.
 class MURA_COMMON_EXPORT request_server {
  public:
-  /// Takes the arguments of a request as a JSON array and gives the reply's body; throws to give an error
-  /// reply.
+  /// Takes the arguments of a request as a JSON array and gives the reply's body, an object with "result" and
+  /// "out" (the values of the out-parameters in their order). Throws `malformed_value` (ipc_codec.h) when the
+  /// arguments are not what it takes, anything else when it fails.
   using operation = std::function<nlohmann::json(nlohmann::json const& arguments)>;
 
   /// Only stores its argument. @param service  the name under which clients find the server; names its socket
@@ -83,7 +85,7 @@ class MURA_COMMON_EXPORT request_client {
   /// Sends a request and waits for its reply; see ipc_typed.h for the typed form.
   /// @param operation  name of the operation
   /// @param arguments  JSON array
-  /// @param reply      receives the reply's body
+  /// @param reply      receives the reply's body, an object with "result" and the array "out"
   /// @return why there is none; `reply` is unchanged then, and a line in the log names service and operation
   [[nodiscard]] call_failure call(std::string const& operation, nlohmann::json const& arguments,
                                   nlohmann::json& reply);
@@ -92,6 +94,9 @@ class MURA_COMMON_EXPORT request_client {
   /// @param patience  how long at most
   /// @return whether it did; when false, one line in the log names the service
   [[nodiscard]] bool wait_for_service(std::chrono::milliseconds patience);
+
+  /// Gives up for good: every call in flight, and every later one, ends at once without an answer.
+  void close();
 
  private:
   struct members;
@@ -140,13 +145,13 @@ class MURA_COMMON_EXPORT subscription {
   subscription(subscription const&) = delete;
   subscription& operator=(subscription const&) = delete;
 
-  /// Begins to hand an event over. May be called while events are being received.
+  /// Begins to hand an event over. May be called while events are being received, and again after a stop.
   /// @return false, with one line in the log, when the subscription cannot be made (path too long for a
-  /// socket)
+  ///         socket, or the subscription is being stopped)
   [[nodiscard]] bool subscribe(std::string const& event, event_handler handler);
 
-  /// Ends receiving and waits for an event being handled; none is handed over afterwards. Must not be called
-  /// while the caller holds the subscriber's delivery lane.
+  /// Ends receiving and waits for an event being handled; none is handed over afterwards and every handler is
+  /// forgotten. Must not be called while the caller holds the subscriber's delivery lane.
   void stop();
 
  private:

@@ -1,0 +1,177 @@
+#include <spdlog/spdlog.h>
+
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "ipc_context.h"
+#include "ipc_endpoint.h"
+#include "ipc_message.h"
+#include "mura_common/ipc.h"
+#include "mura_common/ipc_typed.h"
+
+namespace mura_common {
+
+namespace {
+
+using clock = std::chrono::steady_clock;
+
+constexpr char const* const class_name = "request_client";
+constexpr std::size_t idle_limit = 8;
+constexpr int reconnect_milliseconds = 50;
+/// How long one attempt of `wait_for_service` lasts: a request that went down with a dying server is
+/// repeated.
+constexpr std::chrono::milliseconds attempt_time(1000);
+
+/// What an exchange of frames came to.
+enum class exchange_end { answered, several_frames, no_answer, unusable };
+
+struct exchange_outcome {
+  exchange_end end = exchange_end::no_answer;
+  std::string frame;
+};
+
+}  // namespace
+
+struct request_client::members {
+  members(std::string name, std::chrono::milliseconds limit)
+      : service(std::move(name)), time_out(std::max(limit, std::chrono::milliseconds(1))) {}
+
+  exchange_outcome exchange(std::string const& request, clock::time_point deadline) {
+    try {
+      auto socket = take();
+      if (!socket) {
+        return {exchange_end::unusable, {}};
+      }
+      static_cast<void>(socket.send(zmq::buffer(request), zmq::send_flags::dontwait));
+      if (ipc::wait_for_message(socket, closing, deadline) != ipc::wake_reason::message) {
+        // The socket is closed here, and with it goes a reply that comes too late.
+        return {exchange_end::no_answer, {}};
+      }
+      zmq::message_t reply;
+      static_cast<void>(socket.recv(reply));
+      if (reply.more()) {
+        return {exchange_end::several_frames, {}};
+      }
+      give_back(std::move(socket));
+      return {exchange_end::answered, reply.to_string()};
+    } catch (zmq::error_t const& error) {
+      spdlog::error("[{}] {}: cannot exchange messages: {}", class_name, service, error.what());
+      return {exchange_end::unusable, {}};
+    }
+  }
+
+  call_failure understand(std::string const& operation, std::string const& frame,
+                          nlohmann::json& reply) const {
+    auto decoded = ipc::decode_reply(frame);
+    if (auto const* refusal = std::get_if<ipc::refusal>(&decoded)) {
+      spdlog::warn("[{}] {} refused {}: {} {}", class_name, service, operation, ipc::printable(refusal->code),
+                   ipc::printable(refusal->text));
+      return call_failure::refused;
+    }
+    if (auto const* problem = std::get_if<ipc::unreadable>(&decoded)) {
+      spdlog::warn("[{}] {} answered {} with what is no reply: {}", class_name, service, operation,
+                   problem->reason);
+      return call_failure::malformed;
+    }
+    reply = std::move(std::get<nlohmann::json>(decoded));
+    return call_failure::none;
+  }
+
+  /// A socket without a request in flight. @return an empty one, with a line in the log, when none can be
+  /// made
+  zmq::socket_t take() {
+    std::lock_guard const lock(guard);
+    if (!idle.empty()) {
+      auto socket = std::move(idle.back());
+      idle.pop_back();
+      return socket;
+    }
+    auto const file = ipc::request_socket_of(service);
+    if (!ipc::is_usable_path(file, class_name)) {
+      return {};
+    }
+    if (!context) {
+      context = ipc::shared_context();
+    }
+    zmq::socket_t socket(*context, zmq::socket_type::req);
+    socket.set(zmq::sockopt::linger, 0);
+    socket.set(zmq::sockopt::reconnect_ivl, reconnect_milliseconds);
+    socket.set(zmq::sockopt::maxmsgsize, std::int64_t{ipc::message_limit});
+    socket.connect(ipc::address_of(file));
+    return socket;
+  }
+
+  void give_back(zmq::socket_t socket) {
+    std::lock_guard const lock(guard);
+    if (idle.size() < idle_limit) {
+      idle.push_back(std::move(socket));
+    }
+  }
+
+  std::string const service;
+  std::chrono::milliseconds const time_out;
+  ipc::stop_signal closing;
+  std::mutex guard;
+  std::shared_ptr<zmq::context_t> context;
+  std::vector<zmq::socket_t> idle;
+};
+
+request_client::request_client(std::string service, std::chrono::milliseconds time_out)
+    : own(std::make_unique<members>(std::move(service), time_out)) {
+}
+
+request_client::~request_client() = default;
+
+call_failure request_client::call(std::string const& operation, nlohmann::json const& arguments,
+                                  nlohmann::json& reply) {
+  auto const request = ipc::encode_request(operation, arguments);
+  if (request.size() > ipc_request_limit) {
+    spdlog::warn("[{}] {}: a request to {} may have {} bytes, this one has {}", class_name, operation,
+                 own->service, ipc_request_limit, request.size());
+    return call_failure::refused;
+  }
+  auto const outcome = own->exchange(request, clock::now() + own->time_out);
+  switch (outcome.end) {
+    case exchange_end::answered:
+      return own->understand(operation, outcome.frame, reply);
+    case exchange_end::several_frames:
+      spdlog::warn("[{}] {} answered {} with several frames", class_name, own->service, operation);
+      return call_failure::malformed;
+    case exchange_end::no_answer:
+      spdlog::warn("[{}] {} gave no answer to {} within {} ms", class_name, own->service, operation,
+                   own->time_out.count());
+      return call_failure::no_answer;
+    case exchange_end::unusable:
+      break;
+  }
+  return call_failure::no_answer;
+}
+
+bool request_client::wait_for_service(std::chrono::milliseconds patience) {
+  auto const deadline = clock::now() + patience;
+  auto const request = ipc::encode_request("ping", nlohmann::json::array());
+  exchange_end end = exchange_end::no_answer;
+  do {
+    end = own->exchange(request, std::min(deadline, clock::now() + attempt_time)).end;
+  } while (end == exchange_end::no_answer && clock::now() < deadline && !own->closing.is_raised());
+  if (end == exchange_end::no_answer) {
+    spdlog::error("[{}] {} did not answer within {} ms", class_name, own->service, patience.count());
+  }
+  return end == exchange_end::answered || end == exchange_end::several_frames;
+}
+
+void request_client::close() {
+  own->closing.raise();
+}
+
+void ipc_detail::report_malformed_reply(std::string const& operation, char const* problem) {
+  spdlog::warn("[{}] the reply to {} is malformed: {}", class_name, operation, problem);
+}
+
+}  // namespace mura_common
