@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -15,7 +16,8 @@ namespace tavi::logger {
 /// destructor gives what is queued half a second to leave.
 class TAVI_SIBLINGS_EXPORT req_resp_logger_service : public i_logger {
  public:
-  req_resp_logger_service();
+  /// Connects to nothing yet. @param patience  how long `init` waits for the service at most
+  explicit req_resp_logger_service(std::chrono::milliseconds patience = std::chrono::seconds(10));
   ~req_resp_logger_service() override;
 
   [[nodiscard]] bool init(int options) override;

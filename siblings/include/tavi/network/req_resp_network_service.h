@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <optional>
 
@@ -12,7 +13,8 @@ namespace tavi::network {
 /// Client of the network service over IPC.
 class TAVI_SIBLINGS_EXPORT req_resp_network_service : public i_req_resp_network_service {
  public:
-  req_resp_network_service();
+  /// Connects to nothing yet. @param patience  how long `init` waits for the service at most
+  explicit req_resp_network_service(std::chrono::milliseconds patience = std::chrono::seconds(10));
   ~req_resp_network_service() override;
 
   [[nodiscard]] bool init() override;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,7 +15,8 @@ namespace tavi::ocpp1_6 {
 /// Client of the OCPP 1.6 service over IPC.
 class TAVI_SIBLINGS_EXPORT req_resp_ocpp_1_6_service : public i_req_resp_ocpp_1_6_service {
  public:
-  req_resp_ocpp_1_6_service();
+  /// Connects to nothing yet. @param patience  how long `init` waits for the service at most
+  explicit req_resp_ocpp_1_6_service(std::chrono::milliseconds patience = std::chrono::seconds(10));
   ~req_resp_ocpp_1_6_service() override;
 
   [[nodiscard]] bool init() override;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,7 +14,8 @@ namespace tavi::webserver_token {
 /// Client of the web-server token service over IPC.
 class TAVI_SIBLINGS_EXPORT req_resp_webserver_token_service : public i_req_resp_webserver_token_service {
  public:
-  req_resp_webserver_token_service();
+  /// Connects to nothing yet. @param patience  how long `init` waits for the service at most
+  explicit req_resp_webserver_token_service(std::chrono::milliseconds patience = std::chrono::seconds(10));
   ~req_resp_webserver_token_service() override;
 
   [[nodiscard]] bool init() override;
