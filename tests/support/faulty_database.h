@@ -1,0 +1,96 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "mura_common/database.h"
+
+/// A database that works, but for the statements that a test declares broken.
+///
+/// A statement is named by a part of its text. What fails says "no statement" or "disk I/O error" as its
+/// reason.
+class faulty_database : public mura_common::IDatabase {
+ public:
+  /// @param real  does the work; must outlive this one
+  explicit faulty_database(mura_common::IDatabase& real) : working(real) {}
+
+  /// From now on no statement whose text holds `part` can be prepared.
+  void refuse_to_prepare(std::string const& part) { unpreparable.insert(part); }
+  /// From now on executing a statement whose text holds `part` fails, prepared before or not.
+  void fail_to_execute(std::string const& part) { unexecutable.insert(part); }
+  /// Everything works again.
+  void heal() {
+    unpreparable.clear();
+    unexecutable.clear();
+  }
+
+  /// The texts of all statements that were prepared or were to be, in order.
+  std::vector<std::string> prepared_texts;
+
+  std::unique_ptr<mura_common::IQuery> create_query(std::string const& sql) override {
+    prepared_texts.push_back(sql);
+    if (is_in(unpreparable, sql)) {
+      return nullptr;
+    }
+    auto query = working.create_query(sql);
+    return query ? std::make_unique<faulty_query>(*this, std::move(query), sql) : nullptr;
+  }
+  [[nodiscard]] std::string last_error() const override { return "no statement"; }
+
+ private:
+  static bool is_in(std::set<std::string> const& parts, std::string const& sql) {
+    for (auto const& part : parts) {
+      if (sql.find(part) != std::string::npos) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  class faulty_query : public mura_common::IQuery {
+   public:
+    faulty_query(faulty_database& owner, std::unique_ptr<mura_common::IQuery> real, std::string sql)
+        : database(owner), working(std::move(real)), text(std::move(sql)) {}
+
+    void reset() override { working->reset(); }
+    bool bind_int32(int position, std::int32_t value) override {
+      return working->bind_int32(position, value);
+    }
+    bool bind_uint32(int position, std::uint32_t value) override {
+      return working->bind_uint32(position, value);
+    }
+    bool bind_int64(int position, std::int64_t value) override {
+      return working->bind_int64(position, value);
+    }
+    bool bind_uint64(int position, std::uint64_t value) override {
+      return working->bind_uint64(position, value);
+    }
+    bool bind_text(int position, std::string const& value) override {
+      return working->bind_text(position, value);
+    }
+    bool bind_null(int position) override { return working->bind_null(position); }
+    bool execute() override { return !is_in(database.unexecutable, text) && working->execute(); }
+    [[nodiscard]] bool has_row() const override { return working->has_row(); }
+    bool next() override { return working->next(); }
+    [[nodiscard]] std::int32_t get_int32(int column) const override { return working->get_int32(column); }
+    [[nodiscard]] std::uint32_t get_uint32(int column) const override { return working->get_uint32(column); }
+    [[nodiscard]] std::int64_t get_int64(int column) const override { return working->get_int64(column); }
+    [[nodiscard]] std::uint64_t get_uint64(int column) const override { return working->get_uint64(column); }
+    [[nodiscard]] std::string get_text(int column) const override { return working->get_text(column); }
+    [[nodiscard]] bool is_null(int column) const override { return working->is_null(column); }
+    [[nodiscard]] std::string last_error() const override { return "disk I/O error"; }
+
+   private:
+    faulty_database& database;
+    std::unique_ptr<mura_common::IQuery> working;
+    std::string text;
+  };
+
+  mura_common::IDatabase& working;
+  std::set<std::string> unpreparable;
+  std::set<std::string> unexecutable;
+};
