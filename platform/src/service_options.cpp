@@ -3,13 +3,18 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
-#include <algorithm>
+#include <utility>
 
 namespace mura_common::service {
 namespace {
 
-std::string refuse_empty(std::string const& value) {
-  return value.empty() ? "expected a path, not an empty text" : "";
+/// What takes a value takes the next argument, whatever it is; an option there means that the value is
+/// missing.
+std::string refuse_missing(std::string const& value) {
+  if (value.empty()) {
+    return "expected a path, found an empty text";
+  }
+  return value.starts_with("--") ? "expected a path, found the option " + value : "";
 }
 
 }  // namespace
@@ -19,9 +24,9 @@ std::optional<service_options> parse_service_options(std::vector<std::string> co
   service_options options;
   CLI::App line;
   line.set_help_flag();
-  line.add_option("--working-dir", options.working_dir)->check(refuse_empty);
-  line.add_option("--config-dir", options.config_dir)->check(refuse_empty);
-  line.add_option("--database", options.database)->check(refuse_empty);
+  line.add_option("--working-dir", options.working_dir)->check(refuse_missing);
+  line.add_option("--config-dir", options.config_dir)->check(refuse_missing);
+  line.add_option("--database", options.database)->check(refuse_missing);
 
   std::vector<std::string> from_last_to_first(arguments.rbegin(), arguments.rend());
   try {
