@@ -1,0 +1,191 @@
+#include "uploads/spool.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <openssl/rand.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include <spdlog/spdlog.h>
+
+#include "mura_common/text.h"
+
+namespace tavi::site {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t id_bytes = 16;
+constexpr mode_t data_mode = 0640;
+
+bool is_id(std::string_view text) {
+  return text.size() == 2 * id_bytes && text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
+/// The ids of everything in the folder that the spool has named.
+std::set<std::string> find_ids(fs::path const& folder, std::error_code& error) {
+  std::set<std::string> ids;
+  for (fs::directory_iterator place(folder, error), end; !error && place != end; place.increment(error)) {
+    auto const id = place->path().stem().string();
+    auto const kind = place->path().extension();
+    if (is_id(id) && (kind == ".part" || kind == ".upload" || kind == ".json")) {
+      ids.insert(id);
+    }
+  }
+  return ids;
+}
+
+std::error_code make_folder(fs::path const& folder) {
+  std::error_code error;
+  if (fs::create_directories(folder, error)) {
+    fs::permissions(folder, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec, error);
+  }
+  if (!error && !fs::is_directory(folder)) {
+    error = std::make_error_code(std::errc::not_a_directory);
+  }
+  if (!error && ::access(folder.c_str(), R_OK | W_OK | X_OK) != 0) {
+    error = {errno, std::generic_category()};
+  }
+  return error;
+}
+
+std::chrono::seconds time_left(spool_record const& record, std::chrono::system_clock::time_point wall_now) {
+  auto const now = std::chrono::duration_cast<std::chrono::seconds>(wall_now.time_since_epoch()).count();
+  // A clock that was set wrong must not make a file stay for ever, nor a sum overflow.
+  constexpr std::int64_t longest = std::chrono::seconds(std::chrono::hours(24 * 366)).count();
+  if (record.expires_at <= now) {
+    return std::chrono::seconds(0);
+  }
+  return std::chrono::seconds(std::min(record.expires_at - now, longest));
+}
+
+}  // namespace
+
+spool::spool(fs::path spool_folder, std::uint64_t budget_bytes)
+    : folder(std::move(spool_folder)), budget(std::make_shared<spool_budget>()) {
+  budget->limit = budget_bytes;
+}
+
+std::optional<std::vector<finished_upload>> spool::open(std::chrono::steady_clock::time_point now,
+                                                        std::chrono::system_clock::time_point wall_now) {
+  std::error_code error;
+  folder = fs::absolute(folder, error);
+  if (!error) {
+    error = make_folder(folder);
+  }
+  auto const ids = error ? std::set<std::string>() : find_ids(folder, error);
+  if (error) {
+    spdlog::error("[spool] folder {} cannot be used: {}", folder.string(), error.message());
+    return std::nullopt;
+  }
+  std::vector<finished_upload> finished;
+  for (auto const& id : ids) {
+    auto const upload = recover(id, now, wall_now);
+    if (!upload) {
+      spdlog::info("[spool] removes what is left of upload {} in {}", id, folder.string());
+      remove(id);
+      continue;
+    }
+    waiting.emplace(id, upload->bytes);
+    budget->used += upload->bytes;
+    finished.push_back(*upload);
+  }
+  return finished;
+}
+
+std::optional<finished_upload> spool::recover(std::string const& id,
+                                              std::chrono::steady_clock::time_point now,
+                                              std::chrono::system_clock::time_point wall_now) const {
+  auto const paths = make_spool_paths(folder, id);
+  std::error_code error;
+  if (!fs::is_regular_file(fs::symlink_status(paths.data, error))) {
+    return std::nullopt;
+  }
+  std::ifstream sidecar(paths.sidecar, std::ios::binary);
+  std::string const text(std::istreambuf_iterator<char>(sidecar), {});
+  auto const record = read_spool_record(text);
+  auto const bytes = fs::file_size(paths.data, error);
+  if (!record || error) {
+    return std::nullopt;
+  }
+  return finished_upload{
+      id, paths.data, record->token, record->owner, record->name, bytes, now + time_left(*record, wall_now)};
+}
+
+std::unique_ptr<partial_upload> spool::begin(std::error_code& error) {
+  std::array<std::uint8_t, id_bytes> bytes{};
+  if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1) {
+    error = std::make_error_code(std::errc::resource_unavailable_try_again);
+    return nullptr;
+  }
+  auto const id = mura_common::toHexString(bytes);
+  auto const part = make_spool_paths(folder, id).part;
+  auto const file = ::open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, data_mode);
+  if (file < 0) {
+    error = {errno, std::generic_category()};
+    return nullptr;
+  }
+  auto upload = std::make_unique<partial_upload>(folder, id, file, budget);
+  // The mode that was asked for is cut by the process's mask, but the owner of the file may be in the group.
+  if (::fchmod(file, data_mode) != 0) {
+    error = {errno, std::generic_category()};
+    return nullptr;
+  }
+  error.clear();
+  return upload;
+}
+
+bool spool::reserve(partial_upload& upload, std::uint64_t bytes) {
+  if (upload.reserve(bytes)) {
+    return true;
+  }
+  forget_taken();
+  return upload.reserve(bytes);
+}
+
+void spool::adopt(partial_upload& upload) {
+  waiting.emplace(upload.id(), upload.settle());
+}
+
+bool spool::is_there(finished_upload const& upload) {
+  std::error_code error;
+  auto const kind = fs::symlink_status(upload.path, error).type();
+  // An upload is given up only when its file is known to be gone.
+  return kind != fs::file_type::not_found;
+}
+
+void spool::remove(std::string const& id) {
+  auto const paths = make_spool_paths(folder, id);
+  std::error_code ignored;
+  fs::remove(paths.part, ignored);
+  fs::remove(paths.data, ignored);
+  fs::remove(paths.sidecar, ignored);
+  auto const place = waiting.find(id);
+  if (place != waiting.end()) {
+    budget->used -= place->second;
+    waiting.erase(place);
+  }
+}
+
+void spool::forget_taken() {
+  std::vector<std::string> taken;
+  for (auto const& [id, bytes] : waiting) {
+    std::error_code error;
+    if (fs::symlink_status(make_spool_paths(folder, id).data, error).type() == fs::file_type::not_found) {
+      taken.push_back(id);
+    }
+  }
+  for (auto const& id : taken) {
+    remove(id);
+  }
+}
+
+}  // namespace tavi::site

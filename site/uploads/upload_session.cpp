@@ -1,0 +1,213 @@
+#include "uploads/upload_session.h"
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+#include <utility>
+
+#include <spdlog/spdlog.h>
+
+#include "http/http_answer.h"
+#include "uploads/blocking_work.h"
+#include "uploads/body_reader.h"
+#include "uploads/upload_request.h"
+#include "uploads/upload_text.h"
+
+namespace tavi::site {
+namespace {
+
+namespace asio = boost::asio;
+namespace http = boost::beast::http;
+using std::chrono::steady_clock;
+using std::chrono::system_clock;
+
+/// A token in use; given back at the end unless it was spent.
+class token_use {
+ public:
+  token_use(token_store& store, std::string token) : tokens(store), used(std::move(token)) {}
+  ~token_use() { tokens.release(used); }
+  token_use(token_use const&) = delete;
+  token_use& operator=(token_use const&) = delete;
+
+  void spend() { tokens.spend(used, steady_clock::now()); }
+
+ private:
+  token_store& tokens;
+  std::string used;
+};
+
+http_answer make_answer(http::status status, std::string const& text) {
+  http_answer answer;
+  answer.status = status;
+  answer.text = text;
+  return answer;
+}
+
+http_answer answer_for(token_answer token) {
+  switch (token) {
+    case token_answer::in_use:
+      return make_answer(http::status::conflict, "an upload with this token is going on");
+    case token_answer::gone:
+      return make_answer(http::status::gone, "this token was used already or its time is over");
+    case token_answer::granted:
+    case token_answer::unknown:
+      break;
+  }
+  return make_answer(http::status::not_found, "token unknown");
+}
+
+http_answer answer_for(body_result body) {
+  switch (body) {
+    case body_result::complete:
+      return make_answer(http::status::created, "file received");
+    case body_result::cut:
+    case body_result::malformed:
+      return make_answer(http::status::bad_request, "body malformed or without a file");
+    case body_result::too_large:
+      return make_answer(http::status::payload_too_large, "file too large");
+    case body_result::too_slow:
+      return make_answer(http::status::request_timeout, "body too slow");
+    case body_result::spool_full:
+      return make_answer(http::status::insufficient_storage, "no room for the file");
+    case body_result::disk_failure:
+      break;
+  }
+  return make_answer(http::status::internal_server_error, "file could not be stored");
+}
+
+/// The part of one request that begins when its token is granted.
+class upload_session {
+ public:
+  upload_session(http_exchange& connection, upload_services& shared, upload_target where, token_grant right)
+      : exchange(connection),
+        services(shared),
+        target(std::move(where)),
+        grant(std::move(right)),
+        use(shared.tokens, target.token) {}
+
+  asio::awaitable<http_answer> run();
+
+  /// Whether the peer is gone, so that nobody reads an answer.
+  [[nodiscard]] bool is_cut() const { return is_connection_cut; }
+
+ private:
+  asio::awaitable<body_result> receive(announced_body const& body);
+  asio::awaitable<body_result> keep(std::string const& part_name);
+  void report();
+
+  http_exchange& exchange;
+  upload_services& services;
+  upload_target target;
+  token_grant grant;
+  token_use use;
+  std::unique_ptr<partial_upload> file;
+  finished_upload finished;
+  bool is_connection_cut = false;
+};
+
+asio::awaitable<http_answer> upload_session::run() {
+  std::optional<std::uint64_t> declared;
+  if (auto const length = exchange.parser.content_length()) {
+    declared = *length;
+  }
+  auto const body = find_announced_body(exchange.parser.get(), declared, services.limits);
+  if (!body.found) {
+    co_return body.refusal;
+  }
+  auto const result = co_await receive(*body.found);
+  is_connection_cut = result == body_result::cut;
+  if (result == body_result::complete) {
+    report();
+  }
+  co_return answer_for(result);
+}
+
+asio::awaitable<body_result> upload_session::receive(announced_body const& body) {
+  std::error_code error;
+  file = services.files.begin(error);
+  if (!file) {
+    co_return judge_disk_error(error);
+  }
+  if (!services.files.reserve(*file, body.bytes.value_or(0))) {
+    co_return body_result::spool_full;
+  }
+  if (body.is_awaiting_continue && exchange.buffer.size() == 0 && !exchange.parser.is_done()) {
+    auto const is_sent = co_await send_continue(exchange);
+    if (!is_sent) {
+      co_return body_result::cut;
+    }
+  }
+  body_sink sink(services.files, *file, services.limits.max_bytes, body.boundary);
+  auto const result = co_await read_body(exchange, sink, services.limits);
+  if (result != body_result::complete) {
+    co_return result;
+  }
+  auto const part_name = sink.file_name();
+  co_return co_await keep(part_name);
+}
+
+asio::awaitable<body_result> upload_session::keep(std::string const& part_name) {
+  auto const now = steady_clock::now();
+  finished.id = file->id();
+  finished.path = file->final_path();
+  finished.token = target.token;
+  finished.owner = grant.owner;
+  finished.name = target.name.empty() ? part_name : target.name;
+  finished.bytes = file->size();
+  finished.expires_at = std::max(grant.expires_at, now + services.limits.least_waiting_time);
+  auto const wall_end =
+      system_clock::now() + std::chrono::ceil<std::chrono::seconds>(finished.expires_at - now);
+  spool_record record;
+  record.token = finished.token;
+  record.owner = finished.owner;
+  record.name = finished.name;
+  record.expires_at = system_clock::to_time_t(wall_end);
+  if (services.is_closing) {
+    co_return body_result::cut;
+  }
+  std::function<std::error_code()> commit = [this, record] { return file->commit(record); };
+  auto const error = co_await run_blocking(services.disk, std::move(commit));
+  co_return error ? judge_disk_error(error) : body_result::complete;
+}
+
+void upload_session::report() {
+  use.spend();
+  services.files.adopt(*file);
+  spdlog::info("[upload_server] {} uploaded {} bytes for {} with token {}, named \"{}\"", exchange.peer,
+               finished.bytes, escape_for_log(finished.owner), shorten_token(finished.token),
+               escape_for_log(finished.name));
+  services.on_finished(finished);
+}
+
+void log_refusal(http_exchange const& exchange, std::string const& token, http_answer const& answer) {
+  spdlog::info("[upload_server] {} got {} for token {}: {}", exchange.peer,
+               static_cast<unsigned int>(answer.status), shorten_token(token), answer.text);
+}
+
+}  // namespace
+
+asio::awaitable<bool> receive_upload(http_exchange& exchange, std::shared_ptr<upload_services> services) {
+  auto const where = find_upload_target(exchange.parser.get());
+  if (!where.found) {
+    co_return co_await send_answer(exchange, where.refusal);
+  }
+  auto const& target = *where.found;
+  auto const grant = services->tokens.acquire(target.token, steady_clock::now());
+  http_answer answer = answer_for(grant.answer);
+  if (grant.answer == token_answer::granted) {
+    // Ends before the answer is sent: an uploader that was refused can try again as soon as it knows.
+    upload_session session(exchange, *services, target, grant);
+    answer = co_await session.run();
+    if (session.is_cut()) {
+      spdlog::info("[upload_server] {} broke off its upload with token {}", exchange.peer,
+                   shorten_token(target.token));
+      co_return false;
+    }
+  }
+  if (answer.status != http::status::created) {
+    log_refusal(exchange, target.token, answer);
+  }
+  co_return co_await send_answer(exchange, answer);
+}
+
+}  // namespace tavi::site

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/thread_pool.hpp>
+#include <functional>
+#include <memory>
+
+#include "http/http_exchange.h"
+#include "uploads/finished_upload.h"
+#include "uploads/spool.h"
+#include "uploads/token_store.h"
+#include "uploads/upload_options.h"
+
+namespace tavi::site {
+
+/// What every upload of a server shares.
+struct upload_services {
+  explicit upload_services(upload_options const& options)
+      : limits(options.upload),
+        tokens(options.tokens),
+        files(options.spool_folder, options.spool_budget_bytes) {}
+
+  upload_limits limits;              ///< see there
+  token_store tokens;                ///< with which one may upload
+  spool files;                       ///< where uploads are received
+  boost::asio::thread_pool disk{1};  ///< waits for the disk; joined before the loop ends
+  bool is_closing = false;           ///< nothing more is given to `disk`
+  std::function<void(finished_upload const&)> on_finished;  ///< the file stands in the spool; on the loop
+};
+
+/// Answers one request below "/upload/": checks its token, receives the file, makes it durable and reports
+/// it.
+///
+/// An upload that fails leaves no file, and its token can be used again.
+/// @param exchange  outlives the coroutine
+/// @return whether another request can be read from the connection
+boost::asio::awaitable<bool> receive_upload(http_exchange& exchange,
+                                            std::shared_ptr<upload_services> services);
+
+}  // namespace tavi::site

@@ -1,0 +1,56 @@
+#include "uploads/upload_text.h"
+
+#include <charconv>
+
+#include <fmt/format.h>
+
+namespace tavi::site {
+namespace {
+
+std::optional<char> read_hex_byte(std::string_view digits) {
+  unsigned char value = 0;
+  auto const* const begin = digits.data();
+  auto const* const end = begin + digits.size();
+  auto const [stop, error] = std::from_chars(begin, end, value, 16);
+  if (digits.size() != 2 || error != std::errc{} || stop != end) {
+    return std::nullopt;
+  }
+  return static_cast<char>(value);
+}
+
+}  // namespace
+
+std::optional<std::string> percent_decode(std::string_view text) {
+  std::string decoded;
+  decoded.reserve(text.size());
+  while (!text.empty()) {
+    if (text.front() != '%') {
+      decoded += text.front();
+      text.remove_prefix(1);
+      continue;
+    }
+    auto const byte = read_hex_byte(text.substr(1, 2));
+    if (!byte) {
+      return std::nullopt;
+    }
+    decoded += *byte;
+    text.remove_prefix(3);
+  }
+  return decoded;
+}
+
+std::string escape_for_log(std::string_view text, std::size_t limit) {
+  std::string escaped;
+  for (auto const byte : text.substr(0, limit)) {
+    auto const is_plain = byte >= ' ' && byte <= '~' && byte != '\\';
+    escaped += is_plain ? std::string(1, byte) : fmt::format("\\x{:02x}", static_cast<unsigned char>(byte));
+  }
+  return text.size() > limit ? escaped + "..." : escaped;
+}
+
+std::string shorten_token(std::string_view token) {
+  constexpr std::size_t shown = 6;
+  return escape_for_log(token.substr(0, shown)) + "...";
+}
+
+}  // namespace tavi::site
