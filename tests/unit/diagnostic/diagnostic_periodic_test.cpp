@@ -1,0 +1,126 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <string>
+
+#include "diagnostic_fixture.h"
+
+namespace tavi::stations_maintenance {
+namespace {
+
+using namespace std::chrono_literals;
+using spdlog::level::err;
+using spdlog::level::info;
+using tavi::logger::log_subtype;
+using tavi::stations::charging_station;
+using testing::_;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Return;
+
+/// Far longer than any expiry takes, even on a loaded machine under a sanitizer.
+constexpr auto patience = 60s;
+
+class PeriodicGeneration : public DiagnosticManagerTest {
+ protected:
+  void expect_state(std::string const& text) {
+    EXPECT_CALL(logger, send_functional_log(13, log_subtype::diagnostic_periodic_generation, text));
+  }
+};
+
+TEST_F(PeriodicGeneration, IsSaidToBeStoppedWithAPeriodBelowOneSecond) {
+  ASSERT_TRUE(init({.period = 0s}));
+  log.clear();
+  expect_state("Periodic diagnostic report generation has been stopped");
+  EXPECT_TRUE(manager.start_periodic_generation());
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(log_line{info, "[diagnostic_manager] Periodic diagnsostic report generation deactivated"}));
+}
+
+TEST_F(PeriodicGeneration, TellsItsPeriodInSecondsAndWholeHours) {
+  ASSERT_TRUE(init({.period = 5400s}));
+  log.clear();
+  expect_state("Changing period of generation of diagnostic. Period is now 5400s (or 1 h)");
+  EXPECT_TRUE(manager.start_periodic_generation());
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(log_line{info,
+                           "[diagnostic_manager] Started periodic diagnostic report generation. Diagnostic "
+                           "will be generated each 1h(5400s)"}));
+}
+
+TEST_F(PeriodicGeneration, TellsAPeriodBelowAnHourAsNoHours) {
+  ASSERT_TRUE(init({.period = 59s}));
+  expect_state("Changing period of generation of diagnostic. Period is now 59s (or 0 h)");
+  EXPECT_TRUE(manager.start_periodic_generation());
+}
+
+TEST_F(PeriodicGeneration, FailsWithAPeriodThatNoTimerTakes) {
+  ASSERT_TRUE(init({.period = std::chrono::seconds::max()}));
+  log.clear();
+  expect_state(
+      "ERROR : Could not restart periodic diagnostc report generation for a period of 9223372036854775807s "
+      "(or "
+      "2562047788015215 h)");
+  EXPECT_FALSE(manager.start_periodic_generation());
+  EXPECT_THAT(
+      log.lines(),
+      Contains(log_line{err, "[diagnostic_manager] Could not restart priodic diagnostic report generation"}));
+}
+
+TEST_F(PeriodicGeneration, StartsAnewWithAnotherPeriod) {
+  ASSERT_TRUE(init({.period = 0s}));
+  expect_state("Changing period of generation of diagnostic. Period is now 7200s (or 2 h)");
+  EXPECT_TRUE(manager.update_period_generation(7200s));
+  expect_state("Periodic diagnostic report generation has been stopped");
+  EXPECT_TRUE(manager.update_period_generation(0s));
+  EXPECT_TRUE(manager.stop_periodic_generation());
+}
+
+TEST_F(PeriodicGeneration, RunsOverAllStationsAgainAndAgainUntilStopped) {
+  ASSERT_TRUE(init({.period = 1s}));
+  std::promise<void> second_run;
+  EXPECT_CALL(ocpp, get_charging_stations)
+      .WillOnce(Return(std::vector<charging_station>{}))
+      .WillOnce([&] {
+        second_run.set_value();
+        return std::vector<charging_station>{};
+      })
+      .WillRepeatedly(Return(std::vector<charging_station>{}));
+  ASSERT_TRUE(manager.start_periodic_generation());
+  EXPECT_EQ(second_run.get_future().wait_for(patience), std::future_status::ready);
+  EXPECT_TRUE(manager.stop_periodic_generation());
+  EXPECT_TRUE(log.holds(info, "[diagnostic_manager] Generating period diagnostic reports"));
+}
+
+TEST_F(PeriodicGeneration, EndsARunInProgressAtItsCurrentStationWhenTheManagerGoes) {
+  auto going = std::make_unique<diagnostic_manager>(table, tokens, ocpp, network, logger);
+  ASSERT_TRUE(going->init(1, 1, 1s, 1000, "reports", "zip", "sh", folder.path().string()));
+  std::promise<void> asked;
+  std::promise<void> answer;
+  charging_station const one{1, "CS-1", "Acme", "X7-22", {}, true};
+  EXPECT_CALL(ocpp, get_charging_stations).WillRepeatedly(Return(std::vector{one, one, one}));
+  EXPECT_CALL(network, get_network_config)
+      .WillRepeatedly(Return(tavi::network::network_config{"controller"}));
+  EXPECT_CALL(tokens, get_upload_token).WillRepeatedly(Return("token"));
+  EXPECT_CALL(ocpp, request_diagnostics_upload)
+      .WillOnce([&](unsigned int, std::string const&, unsigned int&) {
+        asked.set_value();
+        EXPECT_EQ(answer.get_future().wait_for(patience), std::future_status::ready);
+        return 0;
+      });
+  ASSERT_TRUE(going->start_periodic_generation());
+  ASSERT_EQ(asked.get_future().wait_for(patience), std::future_status::ready);
+  auto end = std::async(std::launch::async, [&] { going.reset(); });
+  // Destruction waits for the station that is being asked, and asks no other.
+  EXPECT_EQ(end.wait_for(1s), std::future_status::timeout);
+  answer.set_value();
+  EXPECT_EQ(end.wait_for(patience), std::future_status::ready);
+}
+
+}  // namespace
+}  // namespace tavi::stations_maintenance
