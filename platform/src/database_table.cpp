@@ -86,63 +86,64 @@ std::optional<version_note> read_note(IDatabase& database, std::string const& ta
 
 }  // namespace
 
-DatabaseTable::DatabaseTable(IDatabase& owner, std::string const& table_name, unsigned int schema_version)
-    : database(owner), name(table_name), version(schema_version) {
+DatabaseTable::DatabaseTable(IDatabase& database, std::string const& name, unsigned int version)
+    : home(database), noted_name(name), own_version(version) {
 }
 
 bool DatabaseTable::initTable() {
-  transaction work(database);
+  transaction work(home);
   if (!work.begin()) {
-    log_failure(name, "begin a transaction", work.reason());
+    log_failure(noted_name, "begin a transaction", work.reason());
     return false;
   }
   if (!init_in_transaction()) {
     return false;
   }
   if (!work.commit()) {
-    log_failure(name, "commit its schema", work.reason());
+    log_failure(noted_name, "commit its schema", work.reason());
     return false;
   }
   return true;
 }
 
 bool DatabaseTable::init_in_transaction() {
-  auto const noted = read_note(database, name);
+  auto const noted = read_note(home, noted_name);
   if (!noted) {
     return false;
   }
-  if (noted->version && (*noted->version < 0 || *noted->version > std::int64_t{version})) {
-    log_failure(name, "use its schema",
-                fmt::format("version {} is noted, expected at most {}", *noted->version, version));
+  if (noted->version && (*noted->version < 0 || *noted->version > std::int64_t{own_version})) {
+    log_failure(noted_name, "use its schema",
+                fmt::format("version {} is noted, expected at most {}", *noted->version, own_version));
     return false;
   }
   if (!init()) {
-    log_failure(name, "init", database.last_error());
+    log_failure(noted_name, "init", home.last_error());
     return false;
   }
-  return noted->version ? update_from(static_cast<unsigned int>(*noted->version)) : note(version);
+  return noted->version ? update_from(static_cast<unsigned int>(*noted->version)) : note(own_version);
 }
 
 bool DatabaseTable::update_from(unsigned int noted) {
-  if (noted == version) {
+  if (noted == own_version) {
     return true;
   }
-  auto reached = version;
+  auto reached = own_version;
   if (!update(noted, reached)) {
-    log_failure(name, fmt::format("update from version {} to {}", noted, version), database.last_error());
+    log_failure(noted_name, fmt::format("update from version {} to {}", noted, own_version),
+                home.last_error());
     return false;
   }
   return note(reached);
 }
 
 bool DatabaseTable::note(unsigned int reached) {
-  auto const query = database.create_query(
+  auto const query = home.create_query(
       "INSERT INTO FrameworkTableVersions (name, version) VALUES (?, ?) "
       "ON CONFLICT (name) DO UPDATE SET version = excluded.version");
-  if (query == nullptr || !query->bind_text(0, name) || !query->bind_uint32(1, reached) ||
+  if (query == nullptr || !query->bind_text(0, noted_name) || !query->bind_uint32(1, reached) ||
       !query->execute()) {
-    log_failure(name, fmt::format("note version {}", reached),
-                query ? query->last_error() : database.last_error());
+    log_failure(noted_name, fmt::format("note version {}", reached),
+                query ? query->last_error() : home.last_error());
     return false;
   }
   return true;

@@ -144,16 +144,16 @@ class MURA_COMMON_EXPORT DatabaseTable {
   virtual bool update(unsigned int from_version, unsigned int& to_version) = 0;
 
   /// The database that the table lives in.
-  [[nodiscard]] IDatabase& table_database() const { return database; }
+  [[nodiscard]] IDatabase& table_database() const { return home; }
 
  private:
   bool init_in_transaction();
   bool update_from(unsigned int noted);
   bool note(unsigned int reached);
 
-  IDatabase& database;
-  std::string const name;
-  unsigned int const version;
+  IDatabase& home;
+  std::string const noted_name;
+  unsigned int const own_version;
 };
 
 /// Collects the rows of an executed statement.
