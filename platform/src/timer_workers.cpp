@@ -76,6 +76,8 @@ void timer_workers::start_worker() {
   auto const self = workers.emplace(workers.end());
   try {
     *self = std::thread([this, self] { work(self); });
+    // Until it runs it counts as one that is about to take a job: a slow start calls for no second one.
+    ++idle;
   } catch (std::system_error const& error) {
     // The jobs stay queued: the threads there are take them, or the next attempt succeeds.
     workers.erase(self);
@@ -87,6 +89,7 @@ void timer_workers::work(threads::iterator self) {
   threads predecessor;
   {
     std::unique_lock lock(mutex);
+    --idle;
     do {
       run_jobs(lock);
     } while (wait_for_jobs(lock));

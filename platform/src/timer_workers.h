@@ -54,6 +54,7 @@ class timer_workers {
   threads workers;
   /// The thread that ended last; the next one to end joins it.
   threads ended;
+  /// How many wait for a job, or have only just been started.
   std::size_t idle = 0;
   std::uint64_t taken = 0;
   std::uint64_t taken_before = 0;
