@@ -1,0 +1,49 @@
+#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/spdlog.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <csignal>
+#include <exception>
+#include <iostream>
+
+#include "simulation/simulator_command_line.h"
+#include "simulation/station_fleet.h"
+
+namespace {
+
+void log_to_standard_output() {
+  auto const logger = spdlog::stdout_logger_mt("charging_station_simulator");
+  logger->set_pattern("%Y-%m-%dT%H:%M:%S.%e%z %l %v");
+  logger->flush_on(spdlog::level::trace);
+  spdlog::set_default_logger(logger);
+}
+
+int run_stations(tavi::site::simulator_settings const& settings) {
+  boost::asio::io_context loop(1);
+  tavi::site::station_fleet fleet(loop, settings.station, settings.identities);
+  if (!fleet.start()) {
+    return 1;
+  }
+  boost::asio::signal_set signals(loop, SIGINT, SIGTERM);
+  signals.async_wait([&fleet](boost::system::error_code, int) { fleet.stop(); });
+  loop.run();
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    auto const parsed = tavi::site::parse_simulator_command_line(argc, argv);
+    if (auto const* end = std::get_if<tavi::site::simulator_exit>(&parsed)) {
+      (end->code == 0 ? std::cout : std::cerr) << end->text << '\n';
+      return end->code;
+    }
+    log_to_standard_output();
+    return run_stations(std::get<tavi::site::simulator_settings>(parsed));
+  } catch (std::exception const& error) {
+    std::cerr << "charging_station_simulator: " << error.what() << '\n';
+    return 1;
+  }
+}

@@ -1,0 +1,324 @@
+#include "simulation/simulated_station.h"
+
+#include <spdlog/spdlog.h>
+
+#include <atomic>
+#include <boost/asio/post.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "simulation/boot_answer.h"
+#include "simulation/diagnostics_job.h"
+#include "simulation/spawn_task.h"
+#include "simulation/station_session.h"
+#include "simulation/station_status.h"
+
+namespace tavi::site {
+
+namespace asio = boost::asio;
+using namespace simulation;
+using nlohmann::json;
+
+struct simulated_station::members : std::enable_shared_from_this<members> {
+  members(asio::io_context& event_loop, station_options settings, station_events told)
+      : loop(event_loop),
+        options(std::make_shared<station_options const>(std::move(settings))),
+        events(std::move(told)),
+        pause(loop),
+        ready_signal(loop, asio::steady_timer::time_point::max()) {}
+
+  [[nodiscard]] bool prepare();
+  void halt();
+  static asio::awaitable<void> stay_connected(std::shared_ptr<members> self);
+  static asio::awaitable<void> deliver_diagnostics(std::shared_ptr<members> self,
+                                                   std::shared_ptr<diagnostics_job> work);
+  [[nodiscard]] asio::awaitable<upload_outcome> make_and_upload(diagnostics_job& work);
+  [[nodiscard]] asio::awaitable<void> report_upload_end(std::string status_name);
+  [[nodiscard]] asio::awaitable<void> wait_until_ready();
+  [[nodiscard]] std::shared_ptr<station_session> make_session();
+  void on_session_over(std::string const& reason, std::chrono::milliseconds next_try);
+  void on_connected();
+  void on_booted(std::chrono::seconds interval);
+  void on_call(central_call const& call);
+  void on_get_diagnostics(central_call const& call);
+  void on_upload_end(std::string const& file, upload_outcome const& outcome);
+
+  asio::io_context& loop;
+  std::shared_ptr<station_options const> options;
+  station_events events;
+  std::shared_ptr<station_journal> journal;
+  web_location server;
+  asio::steady_timer pause;
+  asio::steady_timer ready_signal;  ///< cancelled when a session has become ready
+  std::shared_ptr<station_session> session;
+  std::shared_ptr<diagnostics_job> job;  ///< set while an upload is in progress
+  station_status status;
+  std::chrono::milliseconds pause_time{};
+  bool is_stopping = false;
+  std::atomic<unsigned int> connected{0};
+  std::atomic<unsigned int> booted{0};
+  std::atomic<unsigned int> disconnected{0};
+  std::atomic<unsigned int> uploaded{0};
+  std::atomic<unsigned int> upload_failed{0};
+};
+
+bool simulated_station::members::prepare() {
+  if (!is_station_identity(options->identity)) {
+    spdlog::error(
+        "[simulated_station] identity \"{}\" cannot be used, expected 1 to 48 of A-Z a-z 0-9 *-_=:+|@.",
+        options->identity);
+    return false;
+  }
+  auto const location = parse_web_location(options->url, "ws");
+  if (!location) {
+    spdlog::error("[simulated_station] url \"{}\" cannot be used, expected ws://host:port/path",
+                  options->url);
+    return false;
+  }
+  server = *location;
+  server.path = append_segment(server.path, options->identity);
+  std::error_code error;
+  std::filesystem::create_directories(options->work_folder, error);
+  journal = std::make_shared<station_journal>(options->work_folder / "station.log");
+  if (!journal->is_open()) {
+    spdlog::error("[simulated_station] cannot open {}, expected a folder that can be written to",
+                  journal->path().string());
+    return false;
+  }
+  return true;
+}
+
+void simulated_station::members::halt() {
+  is_stopping = true;
+  pause.cancel();
+  ready_signal.cancel();
+  if (session) {
+    session->close();
+  }
+  if (job) {
+    job->cancel();
+  }
+}
+
+asio::awaitable<void> simulated_station::members::stay_connected(std::shared_ptr<members> self) {
+  self->pause_time = self->options->pace.first_pause;
+  while (!self->is_stopping) {
+    self->session = self->make_session();
+    auto const reason = co_await self->session->run(self->server);
+    self->session.reset();
+    if (self->is_stopping) {
+      self->on_session_over(reason, std::chrono::milliseconds(0));
+      co_return;
+    }
+    auto const time = self->pause_time;
+    self->on_session_over(reason, time);
+    self->pause_time = next_pause(time, self->options->pace.longest_pause);
+    boost::system::error_code ignored;
+    self->pause.expires_after(time);
+    co_await self->pause.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+  }
+}
+
+std::shared_ptr<station_session> simulated_station::members::make_session() {
+  // Weak, because the station owns the session that holds these.
+  std::weak_ptr<members> const weak = weak_from_this();
+  session_handlers handlers;
+  handlers.on_connected = [weak] {
+    if (auto const self = weak.lock()) {
+      self->on_connected();
+    }
+  };
+  handlers.on_booted = [weak](std::chrono::seconds interval) {
+    if (auto const self = weak.lock()) {
+      self->on_booted(interval);
+    }
+  };
+  handlers.on_ready = [weak] {
+    if (auto const self = weak.lock()) {
+      self->ready_signal.cancel();
+    }
+  };
+  handlers.on_call = [weak](central_call const& call) {
+    if (auto const self = weak.lock()) {
+      self->on_call(call);
+    }
+  };
+  return std::make_shared<station_session>(loop.get_executor(), options, journal, std::move(handlers));
+}
+
+void simulated_station::members::on_connected() {
+  status.is_connected = true;
+  ++connected;
+  spdlog::info("{} connected", options->identity);
+  if (events.on_connected) {
+    events.on_connected();
+  }
+}
+
+void simulated_station::members::on_booted(std::chrono::seconds interval) {
+  // Only here, and not when the WebSocket opens: a server that accepts and drops must not be rushed at.
+  pause_time = options->pace.first_pause;
+  status.heartbeat_interval = interval;
+  ++booted;
+  spdlog::info("{} booted", options->identity);
+  if (events.on_booted) {
+    events.on_booted();
+  }
+}
+
+void simulated_station::members::on_session_over(std::string const& reason,
+                                                 std::chrono::milliseconds next_try) {
+  if (!std::exchange(status.is_connected, false)) {
+    if (!is_stopping) {
+      spdlog::warn("{} cannot connect to {}: {}; tries again in {} ms", options->identity, options->url,
+                   reason, next_try.count());
+    }
+    return;
+  }
+  ++disconnected;
+  spdlog::info("{} disconnected", options->identity);
+  journal->record("disconnected", reason);
+  if (events.on_disconnected) {
+    events.on_disconnected();
+  }
+}
+
+void simulated_station::members::on_call(central_call const& call) {
+  if (call.action == "GetDiagnostics") {
+    on_get_diagnostics(call);
+    return;
+  }
+  spdlog::info("{} refused {}", options->identity, call.action);
+  session->send(encode_error(call.id, "NotImplemented", "this station answers GetDiagnostics only"));
+}
+
+void simulated_station::members::on_get_diagnostics(central_call const& call) {
+  auto request = parse_diagnostics_request(call.payload);
+  if (auto const* fault = std::get_if<request_fault>(&request)) {
+    spdlog::warn("[simulated_station] {}: GetDiagnostics was refused: {}", options->identity,
+                 fault->description);
+    session->send(encode_error(call.id, fault->code, fault->description));
+    return;
+  }
+  spdlog::info("{} was asked for diagnostics", options->identity);
+  auto const is_new = !job;
+  if (is_new) {
+    auto const name = make_diagnostics_file_name(options->identity, std::chrono::system_clock::now());
+    job = std::make_shared<diagnostics_job>(
+        loop.get_executor(), std::move(std::get<diagnostics_request>(request)), name, *options);
+  }
+  json answer = json::object();
+  answer["fileName"] = job->file_name();
+  session->send(encode_result(call.id, answer));
+  if (events.on_asked) {
+    events.on_asked(job->file_name());
+  }
+  if (is_new) {
+    spawn_task(loop.get_executor(), deliver_diagnostics(shared_from_this(), job));
+  }
+}
+
+asio::awaitable<void> simulated_station::members::deliver_diagnostics(std::shared_ptr<members> self,
+                                                                      std::shared_ptr<diagnostics_job> work) {
+  auto const outcome = co_await self->make_and_upload(*work);
+  work->discard();
+  // From here on a further request is a new one, even though the central system has not heard the end yet.
+  self->job.reset();
+  self->on_upload_end(work->file_name(), outcome);
+  auto status_name = std::string(outcome.is_done ? "Uploaded" : "UploadFailed");
+  co_await self->report_upload_end(std::move(status_name));
+}
+
+asio::awaitable<upload_outcome> simulated_station::members::make_and_upload(diagnostics_job& work) {
+  upload_outcome outcome;
+  diagnostics_material material;
+  material.journal = journal->path();
+  material.configuration = describe_configuration(*options);
+  material.status = describe_status(*options, status);
+  outcome.reason = co_await work.prepare(std::move(material));
+  if (!outcome.reason.empty() || is_stopping) {
+    co_return outcome;
+  }
+  if (auto const current = session; current && current->is_ready()) {
+    json payload = json::object();
+    payload["status"] = "Uploading";
+    co_await current->call("DiagnosticsStatusNotification", std::move(payload));
+  }
+  outcome = co_await work.upload();
+  co_return outcome;
+}
+
+void simulated_station::members::on_upload_end(std::string const& file, upload_outcome const& outcome) {
+  status.last_upload = outcome.is_done ? "Uploaded" : "UploadFailed";
+  if (outcome.is_done) {
+    ++uploaded;
+    spdlog::info("{} uploaded {} ({} bytes)", options->identity, file, outcome.bytes);
+    if (events.on_uploaded) {
+      events.on_uploaded(file, outcome.bytes);
+    }
+    return;
+  }
+  ++upload_failed;
+  spdlog::warn("{} upload failed: {}", options->identity, outcome.reason);
+  if (events.on_upload_failed) {
+    events.on_upload_failed(outcome.reason);
+  }
+}
+
+asio::awaitable<void> simulated_station::members::report_upload_end(std::string status_name) {
+  // The central system waits for this one, so it is said again when the connection was lost before the
+  // answer.
+  auto outcome = call_outcome::lost;
+  while (outcome == call_outcome::lost && !is_stopping) {
+    co_await wait_until_ready();
+    auto const current = session;
+    if (is_stopping || !current) {
+      continue;
+    }
+    json payload = json::object();
+    payload["status"] = status_name;
+    auto const answer = co_await current->call("DiagnosticsStatusNotification", std::move(payload));
+    outcome = answer.outcome;
+  }
+}
+
+asio::awaitable<void> simulated_station::members::wait_until_ready() {
+  while (!is_stopping && !(session && session->is_ready())) {
+    boost::system::error_code ignored;
+    co_await ready_signal.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+  }
+}
+
+simulated_station::simulated_station(asio::io_context& loop, station_options settings, station_events events)
+    : own(std::make_shared<members>(loop, std::move(settings), std::move(events))) {
+}
+
+simulated_station::~simulated_station() {
+  own->events = {};
+  own->halt();
+}
+
+bool simulated_station::start() {
+  if (own->journal) {
+    spdlog::error("[simulated_station] {} was started before, expected once", own->options->identity);
+    return false;
+  }
+  if (!own->prepare()) {
+    return false;
+  }
+  spawn_task(own->loop.get_executor(), members::stay_connected(own));
+  return true;
+}
+
+void simulated_station::stop() {
+  asio::post(own->loop, [self = own] { self->halt(); });
+}
+
+station_counters simulated_station::counters() const {
+  return {own->connected, own->booted, own->disconnected, own->uploaded, own->upload_failed};
+}
+
+}  // namespace tavi::site
