@@ -56,17 +56,17 @@ std::string path_of_row(mura_common::IQuery const& query) {
 
 }  // namespace
 
-diagnostic_table::diagnostic_table(mura_common::IDatabase& home)
-    : DatabaseTable(home, "diagnostic_table", 1) {
+diagnostic_table::diagnostic_table(mura_common::IDatabase& database)
+    : DatabaseTable(database, "diagnostic_table", 1) {
 }
 
 bool diagnostic_table::init() {
   spdlog::info("[diagnostic_table] Init database");
-  auto& home = table_database();
-  auto const create = home.create_query(create_table_statement);
+  auto& database = table_database();
+  auto const create = database.create_query(create_table_statement);
   if (!create) {
     spdlog::error("[diagnostic_table] Unable to create diagnostic report table query : error = {}",
-                  home.last_error());
+                  database.last_error());
     return false;
   }
   if (!create->execute()) {
@@ -75,7 +75,7 @@ bool diagnostic_table::init() {
   }
   if (!prepare_statements()) {
     spdlog::critical("[diagnostic_table] Error while create queries for DiagnosticReports table, error = {}",
-                     home.last_error());
+                     database.last_error());
     return false;
   }
   spdlog::info("[diagnostic_table] Table DiagnosticReports created successfully");
@@ -83,24 +83,26 @@ bool diagnostic_table::init() {
 }
 
 bool diagnostic_table::prepare_statements() {
-  auto& home = table_database();
-  insert_query = home.create_query("INSERT INTO DiagnosticReports VALUES(NULL,?, ?, ?, ?, ?,'tmp');");
+  auto& database = table_database();
+  insert_query = database.create_query("INSERT INTO DiagnosticReports VALUES(NULL,?, ?, ?, ?, ?,'tmp');");
   update_path_query =
-      home.create_query("UPDATE DiagnosticReports SET full_path = ? WHERE diagnostic_id = ?;");
-  max_id_query = home.create_query("SELECT max(diagnostic_id) FROM DiagnosticReports WHERE station_id=?;");
-  delete_by_path_query = home.create_query("DELETE FROM DiagnosticReports WHERE full_path IS ?;");
-  delete_by_station_query = home.create_query("DELETE FROM DiagnosticReports WHERE station_id IS ?;");
-  select_by_station_query = home.create_query("SELECT * FROM DiagnosticReports WHERE station_id IS ?;");
-  select_all_query = home.create_query("SELECT * FROM DiagnosticReports ;");
-  select_all_paths_query = home.create_query("SELECT full_path FROM DiagnosticReports;");
-  count_query =
-      home.create_query("SELECT COUNT(diagnostic_id) FROM DiagnosticReports WHERE station_id=? AND type=?;");
-  oldest_by_station_and_type_query = home.create_query(
+      database.create_query("UPDATE DiagnosticReports SET full_path = ? WHERE diagnostic_id = ?;");
+  max_id_query =
+      database.create_query("SELECT max(diagnostic_id) FROM DiagnosticReports WHERE station_id=?;");
+  delete_by_path_query = database.create_query("DELETE FROM DiagnosticReports WHERE full_path IS ?;");
+  delete_by_station_query = database.create_query("DELETE FROM DiagnosticReports WHERE station_id IS ?;");
+  select_by_station_query = database.create_query("SELECT * FROM DiagnosticReports WHERE station_id IS ?;");
+  select_all_query = database.create_query("SELECT * FROM DiagnosticReports ;");
+  select_all_paths_query = database.create_query("SELECT full_path FROM DiagnosticReports;");
+  count_query = database.create_query(
+      "SELECT COUNT(diagnostic_id) FROM DiagnosticReports WHERE station_id=? AND type=?;");
+  oldest_by_station_and_type_query = database.create_query(
       "SELECT * FROM DiagnosticReports WHERE station_id IS ? and type IS ? ORDER BY (diagnostic_id) ASC "
       "LIMIT 1;");
-  oldest_by_station_query = home.create_query(
+  oldest_by_station_query = database.create_query(
       "SELECT * FROM DiagnosticReports WHERE station_id IS ? ORDER BY (diagnostic_id) ASC LIMIT 1;");
-  oldest_query = home.create_query("SELECT * FROM DiagnosticReports ORDER BY (diagnostic_id) ASC LIMIT 1;");
+  oldest_query =
+      database.create_query("SELECT * FROM DiagnosticReports ORDER BY (diagnostic_id) ASC LIMIT 1;");
   return insert_query && update_path_query && max_id_query && delete_by_path_query &&
          delete_by_station_query && select_by_station_query && select_all_query && select_all_paths_query &&
          count_query && oldest_by_station_and_type_query && oldest_by_station_query && oldest_query;
@@ -341,19 +343,19 @@ std::vector<std::string> diagnostic_table::get_list_of_diagnostics_path(
     spdlog::info("[diagnostic_table] There is no diagnostic report ID to look for");
     return {};
   }
-  auto& home = table_database();
+  auto& database = table_database();
   auto const statement = select_paths_statement(diagnostic_ids);
-  auto const query = home.create_query(statement);
+  auto const query = database.create_query(statement);
   if (!query) {
     spdlog::critical(
         "[diagnostic_table] Error while creating select diagnostic reports names  query ({}) => query = {}",
-        home.last_error(), statement);
+        database.last_error(), statement);
     return {};
   }
   if (!query->execute()) {
     spdlog::critical(
         "[diagnostic_table] Error while executing select diagnostic reports names ({}) => query = {}",
-        home.last_error(), statement);
+        database.last_error(), statement);
   }
   auto paths = mura_common::fetchRows(*query, path_of_row);
   query->reset();

@@ -19,8 +19,8 @@ namespace tavi::stations_maintenance {
 /// error an operation logs one line and returns false, nothing or 0. There is no lock: callers take turns.
 class diagnostic_table : public mura_common::DatabaseTable {
  public:
-  /// @param home  must outlive the table; need not be open before `initTable`
-  explicit diagnostic_table(mura_common::IDatabase& home);
+  /// @param database  must outlive the table; need not be open before `initTable`
+  explicit diagnostic_table(mura_common::IDatabase& database);
 
   /// Creates the table if it is missing and prepares every statement. @return whether all of it succeeded
   bool init() override;
