@@ -72,6 +72,16 @@ TEST(ConfigDocument, NamesThePlaceOfAMistakeInOneLine) {
   }
 }
 
+TEST(ConfigDocument, RefusesWhatIsNotUtf8Anywhere) {
+  for (std::string const broken : {"\xff", "\xC3", "\x80", "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80"}) {
+    for (std::string const quote : {"#", "'", "\"", "\'\'\'", "\"\"\""}) {
+      EXPECT_EQ(refusal_of("a = 1\nb = " + quote + broken + quote + "\n").find("line 2: not UTF-8"), 0U)
+          << quote;
+    }
+  }
+  EXPECT_EQ(refusal_of("a = 1\n# \xE2\x82").find("line 2: not UTF-8"), 0U);
+}
+
 TEST(ConfigDocument, RefusesTextBeyondItsSizeLimit) {
   EXPECT_TRUE(parsed("#" + std::string(config_size_limit - 1, 'x')).names_in("").empty());
   EXPECT_NE(refusal_of("#" + std::string(config_size_limit, 'x')).find("65537 bytes"), std::string::npos);
