@@ -138,10 +138,7 @@ class Timer::state : public std::enable_shared_from_this<state> {
 Timer::Timer() : engine(timer_engine::share()), own(std::make_shared<state>(*engine)) {
 }
 
-Timer::~Timer() {
-  own->stop();
-  own->wait_for_callback();
-}
+Timer::~Timer() { stop_and_wait(); }
 
 bool Timer::start(std::chrono::milliseconds const& period, bool single_shot, std::function<void()> callback) {
   if (period < std::chrono::milliseconds(1) || !is_countable(period, steady::now())) {
@@ -162,6 +159,11 @@ bool Timer::start(std::chrono::milliseconds const& period, bool single_shot, std
 bool Timer::stop() {
   own->stop();
   return true;
+}
+
+void Timer::stop_and_wait() {
+  own->stop();
+  own->wait_for_callback();
 }
 
 }  // namespace mura_common
