@@ -1,17 +1,15 @@
 #pragma once
 
+#include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <future>
+#include <filesystem>
 #include <mutex>
-#include <nlohmann/json.hpp>
-#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
-#include <zmq.hpp>
 
 #include "log_capture.h"
 #include "temporary_folder.h"
@@ -30,42 +28,6 @@ class ipc_test : public testing::Test {
 
   temporary_folder folder;
   log_capture log;
-};
-
-/// A peer that sends whatever it likes, frame by frame.
-class raw_peer {
- public:
-  raw_peer(zmq::socket_type type, std::filesystem::path const& socket_file) : socket(context, type) {
-    socket.set(zmq::sockopt::linger, 0);
-    socket.set(zmq::sockopt::rcvtimeo, static_cast<int>(std::chrono::milliseconds(generous).count()));
-    socket.connect("ipc://" + socket_file.string());
-  }
-
-  void send(std::vector<std::string> const& frames) {
-    for (std::size_t at = 0; at < frames.size(); ++at) {
-      socket.send(zmq::buffer(frames[at]),
-                  at + 1 < frames.size() ? zmq::send_flags::sndmore : zmq::send_flags::none);
-    }
-  }
-
-  /// The next message's only frame; empty when none came in time or it had several.
-  std::optional<std::string> receive() {
-    zmq::message_t frame;
-    if (!socket.recv(frame) || frame.more()) {
-      return std::nullopt;
-    }
-    return frame.to_string();
-  }
-
-  /// Sends a request and gives its reply, null when none came or it is no JSON.
-  nlohmann::json ask(std::vector<std::string> const& frames) {
-    send(frames);
-    return nlohmann::json::parse(receive().value_or("null"), nullptr, false);
-  }
-
- private:
-  zmq::context_t context;
-  zmq::socket_t socket;
 };
 
 /// A door that threads wait at until it is opened.
