@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <ios>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <stdexcept>
@@ -45,6 +46,8 @@ json parse(std::string const& path) {
   };
   try {
     return json::parse(stream, watch);
+  } catch (std::ios_base::failure const& error) {
+    throw unusable_file(fmt::format("cannot be read: {}", error.what()));
   } catch (json::exception const& error) {
     throw unusable_file(fmt::format("is no JSON: {}", error.what()));
   }
