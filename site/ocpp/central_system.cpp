@@ -95,6 +95,7 @@ struct central_system::members {
   asio::awaitable<asked_diagnostics> ask_for_diagnostics(unsigned int id, std::string location);
   void on_connected(unsigned int id, std::string const& name);
   void detach(unsigned int id, std::shared_ptr<station_session> const& session);
+  void note_if_stopped();
 
   asio::io_context& loop;
   central_system_options options;
@@ -105,6 +106,7 @@ struct central_system::members {
   std::map<unsigned int, std::shared_ptr<station_session>> sessions;  // with those that are being opened
   unsigned int last_request = 0;
   bool is_stopping = false;
+  std::function<void()> on_stopped;
 };
 
 asio::awaitable<bool> central_system::members::on_exchange(http_exchange& exchange) {
@@ -194,6 +196,13 @@ void central_system::members::on_connected(unsigned int id, std::string const& n
   events.on_status({id, true, station.diagnostics_status});
 }
 
+void central_system::members::note_if_stopped() {
+  if (is_stopping && sessions.empty() && on_stopped) {
+    farewell.cancel();
+    std::exchange(on_stopped, nullptr)();
+  }
+}
+
 void central_system::members::detach(unsigned int id, std::shared_ptr<station_session> const& session) {
   auto const place = sessions.find(id);
   if (place == sessions.end() || place->second != session) {
@@ -201,12 +210,12 @@ void central_system::members::detach(unsigned int id, std::shared_ptr<station_se
   }
   sessions.erase(place);
   auto const station = registry.get(id).value_or(charging_station());
-  if (!station.connected) {
-    return;
+  if (station.connected) {
+    registry.set_connected(id, false);
+    spdlog::info("[central_system] station {} ({}) disconnected", id, station.identity);
+    events.on_status({id, false, station.diagnostics_status});
   }
-  registry.set_connected(id, false);
-  spdlog::info("[central_system] station {} ({}) disconnected", id, station.identity);
-  events.on_status({id, false, station.diagnostics_status});
+  note_if_stopped();
 }
 
 asio::awaitable<asked_diagnostics> central_system::members::ask_for_diagnostics(unsigned int id,
@@ -246,18 +255,20 @@ bool central_system::add_to(http_listener& listener) {
   return true;
 }
 
-void central_system::stop() {
+void central_system::stop(std::function<void()> on_stopped) {
   own->is_stopping = true;
+  own->on_stopped = std::move(on_stopped);
   auto const leaving = own->sessions;
-  for (auto const& [id, session] : leaving) {
-    session->close();
-  }
   own->farewell.expires_after(farewell_time);
   own->farewell.async_wait([leaving](boost::system::error_code) {
     for (auto const& [id, session] : leaving) {
       session->drop();
     }
   });
+  for (auto const& [id, session] : leaving) {
+    session->close();
+  }
+  own->note_if_stopped();
 }
 
 std::optional<charging_station> central_system::on_get_charging_station(unsigned int const& station_id) {

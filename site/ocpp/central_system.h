@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -57,9 +58,10 @@ class central_system : public tavi::ocpp1_6::i_req_resp_ocpp_1_6_service_handler
   /// @return false, with one line in the log, when the stations cannot be read
   [[nodiscard]] bool add_to(http_listener& listener);
 
-  /// Says goodbye to every station, fails what waits for their answers, and drops who has not answered after
-  /// a second; refuses further ones. On the event loop.
-  void stop();
+  /// Says goodbye to every station, fails what waits for their answers, drops who has not answered after a
+  /// second, and refuses whoever comes. Once, on the event loop.
+  /// @param on_stopped  called on the event loop when the last connection has ended
+  void stop(std::function<void()> on_stopped);
 
   /// See the base. Any thread but the loop's. @throws std::runtime_error when the loop does not answer
   std::optional<tavi::stations::charging_station> on_get_charging_station(

@@ -24,11 +24,14 @@ station_registry::station_registry(std::filesystem::path file, std::size_t most)
 
 bool station_registry::load() {
   std::error_code error;
-  auto const status = std::filesystem::symlink_status(path, error);
-  if (status.type() == std::filesystem::file_type::not_found) {
+  auto const type = std::filesystem::status(path, error).type();
+  if (type == std::filesystem::file_type::not_found) {
     return true;
   }
-  std::ifstream stream(path, std::ios::binary);
+  std::ifstream stream;
+  if (type == std::filesystem::file_type::regular) {
+    stream.open(path, std::ios::binary);
+  }
   std::string const text{std::istreambuf_iterator<char>(stream), {}};
   if (!stream.is_open() || stream.bad()) {
     spdlog::error("[station_registry] {} cannot be read", path.string());

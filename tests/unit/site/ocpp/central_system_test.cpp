@@ -1,0 +1,223 @@
+#include "ocpp/central_system.h"
+
+#include <ostream>
+
+#include "ocpp_site.h"
+
+namespace tavi::site::ocpp {
+namespace {
+
+using nlohmann::json;
+using texts = std::vector<std::string>;
+
+TEST_F(OcppSite, StationBootsAndIsKnownWithItsModel) {
+  start();
+  auto station = connected("CP-1");
+  EXPECT_EQ(station.protocol(), "ocpp1.6");
+  auto const answer =
+      station.call("BootNotification", {{"chargePointVendor", "Acme"}, {"chargePointModel", "X7"}});
+  ASSERT_EQ(answer.at(0), 3);
+  EXPECT_EQ(answer.at(2).at("status"), "Accepted");
+  EXPECT_EQ(answer.at(2).at("interval"), 300);
+  auto const known = system().on_get_charging_station(1);
+  ASSERT_TRUE(known.has_value());
+  EXPECT_EQ(known->identity, "CP-1");
+  EXPECT_EQ(known->vendor, "Acme");
+  EXPECT_EQ(known->model, "X7");
+  EXPECT_TRUE(known->connected);
+  EXPECT_TRUE(log.holds(spdlog::level::info, "station 1 (CP-1) connected"));
+}
+
+TEST_F(OcppSite, NewStationIsAnnouncedBeforeItsConnection) {
+  start();
+  auto station = connected("CP-1");
+  station.call("Heartbeat", json::object());
+  EXPECT_EQ(events.all(), (texts{"created 1", "status 1 online idle"}));
+}
+
+TEST_F(OcppSite, StationThatLeavesIsAnnounced) {
+  start();
+  auto station = connected("CP-1");
+  station.close();
+  EXPECT_TRUE(events.wait_for("status 1 offline idle"));
+  EXPECT_TRUE(log.holds(spdlog::level::info, "station 1 (CP-1) disconnected"));
+  EXPECT_FALSE(system().on_get_charging_station(1).value().connected);
+}
+
+TEST_F(OcppSite, StationThatIsCutOffIsAnnounced) {
+  start();
+  auto station = connected("CP-1");
+  station.cut();
+  EXPECT_TRUE(events.wait_for("status 1 offline idle"));
+}
+
+TEST_F(OcppSite, StationKeepsItsNumberAcrossARestart) {
+  start();
+  EXPECT_EQ(connected("CP-1").call("Heartbeat", json::object()).at(0), 3);
+  EXPECT_EQ(connected("CP-2").call("Heartbeat", json::object()).at(0), 3);
+  stop();
+  start();
+  auto station = connected("CP-2");
+  EXPECT_EQ(station.call("Heartbeat", json::object()).at(0), 3);
+  EXPECT_TRUE(system().on_get_charging_station(2).value().connected);
+  EXPECT_FALSE(system().on_get_charging_station(1).value().connected);
+  EXPECT_EQ(system().on_get_charging_stations().size(), 2U);
+}
+
+TEST_F(OcppSite, StationThatNobodyKnowsHasNoRecord) {
+  start();
+  EXPECT_EQ(system().on_get_charging_station(1), std::nullopt);
+  EXPECT_TRUE(system().on_get_charging_stations().empty());
+}
+
+TEST_F(OcppSite, DoesNotStartWithABrokenStationsFile) {
+  state.write("stations.json", "no JSON");
+  boost::asio::io_context loop;
+  http_listener listener(loop, {});
+  central_system broken(loop, options, events);
+  EXPECT_FALSE(broken.add_to(listener));
+  EXPECT_TRUE(log.holds(spdlog::level::err, "stations.json"));
+}
+
+struct refused_case {
+  char const* name;
+  std::string target;
+  std::string protocol;
+  unsigned int status;
+};
+
+void PrintTo(refused_case const& row, std::ostream* out) {
+  *out << row.name;
+}
+
+class RefusedConnection : public OcppSite, public testing::WithParamInterface<refused_case> {};
+
+TEST_P(RefusedConnection, GetsItsStatusAndCreatesNoStation) {
+  options.is_accepting_unknown = GetParam().status != 404;
+  start();
+  EXPECT_EQ(test_station().connect(port, GetParam().target, GetParam().protocol), GetParam().status);
+  EXPECT_TRUE(system().on_get_charging_stations().empty());
+  EXPECT_TRUE(events.all().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, RefusedConnection,
+    testing::Values(refused_case{"NoIdentity", "/ocpp/", "ocpp1.6", 400},
+                    refused_case{"IdentityTooLong", "/ocpp/" + std::string(49, 'a'), "ocpp1.6", 400},
+                    refused_case{"IdentityWithControlCharacter", "/ocpp/a%0Ab", "ocpp1.6", 400},
+                    refused_case{"NoSubProtocol", "/ocpp/CP-1", "", 400},
+                    refused_case{"OtherSubProtocol", "/ocpp/CP-1", "ocpp2.0.1", 400},
+                    refused_case{"UnknownStation", "/ocpp/CP-1", "ocpp1.6", 404}),
+    [](auto const& row) { return std::string(row.param.name); });
+
+TEST_F(OcppSite, KnownStationConnectsToASiteThatTakesNoUnknownOnes) {
+  state.write("stations.json", R"({"next_station":4,"next_transaction":1,"stations":[
+      {"id":3,"identity":"CP-3","vendor":"","model":""}]})");
+  options.is_accepting_unknown = false;
+  start();
+  EXPECT_EQ(connected("CP-3").call("Heartbeat", json::object()).at(0), 3);
+}
+
+TEST_F(OcppSite, StationBeyondTheLimitIsRefused) {
+  options.station_limit = 1;
+  start();
+  auto station = connected("CP-1");
+  EXPECT_EQ(test_station().connect(port, "/ocpp/CP-2"), 404U);
+}
+
+TEST_F(OcppSite, SecondConnectionIsRefusedWhileTheFirstIsAlive) {
+  start();
+  auto first = connected("CP-1");
+  auto waiting = std::async(std::launch::async, [&] { return first.receive(); });
+  EXPECT_EQ(test_station().connect(port, "/ocpp/CP-1"), 409U);
+  stop();
+  EXPECT_EQ(waiting.get(), std::nullopt);
+  EXPECT_EQ(first.close_code(), 1001U);
+}
+
+TEST_F(OcppSite, SecondConnectionReplacesAFirstThatGivesNoSignOfLife) {
+  options.ping_patience = std::chrono::milliseconds(200);
+  start();
+  auto first = connected("CP-1");
+  ASSERT_TRUE(events.wait_for("status 1 online idle"));
+  auto second = connected("CP-1");
+  EXPECT_EQ(second.call("Heartbeat", json::object()).at(0), 3);
+  EXPECT_EQ(events.all(),
+            (texts{"created 1", "status 1 online idle", "status 1 offline idle", "status 1 online idle"}));
+  EXPECT_TRUE(system().on_get_charging_station(1).value().connected);
+}
+
+TEST_F(OcppSite, OfTwoNewcomersAtOnceOneTakesThePlaceOfADeadConnection) {
+  options.ping_patience = std::chrono::seconds(2);
+  start();
+  auto dead = connected("CP-1");
+  ASSERT_TRUE(events.wait_for("status 1 online idle"));
+  std::vector<std::future<unsigned int>> statuses;
+  std::vector<test_station> newcomers(2);
+  for (auto& newcomer : newcomers) {
+    statuses.push_back(std::async(std::launch::async, [&] {
+      auto const status = newcomer.connect(port, "/ocpp/CP-1");
+      if (status == 101) {
+        newcomer.receive();
+      }
+      return status;
+    }));
+  }
+  EXPECT_TRUE(events.wait_for("status 1 online idle", 2));
+  // Whoever was taken in stays until the site goes, so the other one has its answer when both are asked.
+  auto& any = statuses.front().wait_for(std::chrono::seconds(10)) == std::future_status::ready ? statuses[0]
+                                                                                               : statuses[1];
+  EXPECT_EQ(any.get(), 409U);
+  stop();
+  auto& other = statuses[0].valid() ? statuses[0] : statuses[1];
+  EXPECT_EQ(other.get(), 101U);
+}
+
+TEST_F(OcppSite, FiftyStationsAreConnectedAtOnce) {
+  start();
+  std::vector<test_station> stations;
+  for (int number = 0; number < 50; ++number) {
+    stations.push_back(connected("CP-" + std::to_string(number)));
+  }
+  for (auto& station : stations) {
+    auto const answer =
+        station.call("BootNotification", {{"chargePointVendor", "Acme"}, {"chargePointModel", "X7"}});
+    ASSERT_EQ(answer.at(0), 3);
+  }
+  auto const known = system().on_get_charging_stations();
+  EXPECT_EQ(known.size(), 50U);
+  EXPECT_TRUE(std::all_of(known.begin(), known.end(),
+                          [](auto const& station) { return station.connected && station.vendor == "Acme"; }));
+}
+
+TEST_F(OcppSite, SaysGoodbyeToItsStations) {
+  start();
+  auto station = connected("CP-1");
+  auto waiting = std::async(std::launch::async, [&] { return station.receive(); });
+  ASSERT_TRUE(events.wait_for("status 1 online idle"));
+  stop();
+  EXPECT_EQ(waiting.get(), std::nullopt);
+  EXPECT_EQ(station.close_code(), 1001U);
+  EXPECT_TRUE(events.wait_for("status 1 offline idle"));
+}
+
+TEST_F(OcppSite, EndsAlthoughAStationDoesNotAnswerTheGoodbye) {
+  start();
+  auto station = connected("CP-1");
+  ASSERT_TRUE(events.wait_for("status 1 online idle"));
+  stop();
+  EXPECT_TRUE(events.wait_for("status 1 offline idle"));
+}
+
+TEST(CentralSystem, RequestToALoopThatDoesNotRunFails) {
+  temporary_folder state;
+  fake_station_events events;
+  boost::asio::io_context loop;
+  central_system_options options;
+  options.stations_file = state.path() / "stations.json";
+  central_system system(loop, options, events);
+  EXPECT_THROW(system.on_get_charging_stations(), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace tavi::site::ocpp
