@@ -13,9 +13,9 @@ namespace tavi::site {
 
 /// How long tokens live and how many there are.
 struct token_limits {
-  std::chrono::seconds life_time =
+  std::chrono::milliseconds life_time =
       std::chrono::hours(1);  ///< from making a token to the last moment it is good
-  std::chrono::seconds remember_time =
+  std::chrono::milliseconds remember_time =
       std::chrono::hours(1);      ///< for which a dead token is told from an unknown one
   std::size_t live = 4096;        ///< tokens that can still be used, at most
   std::size_t remembered = 4096;  ///< dead tokens that are kept in mind, at most

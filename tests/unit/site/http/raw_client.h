@@ -2,12 +2,14 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -73,6 +75,12 @@ class raw_client {
       end = connection_end::reset;
     }
     return false;
+  }
+
+  /// Waits a bounded time for bytes of the peer, or its end, without reading them. @return whether they came
+  [[nodiscard]] bool has_bytes_within(std::chrono::milliseconds time) const {
+    pollfd watched{socket, POLLIN, 0};
+    return ::poll(&watched, 1, static_cast<int>(time.count())) > 0;
   }
 
   /// Reads until `part` has come. @return whether it has

@@ -1,0 +1,63 @@
+#include "uploads/upload_text.h"
+
+#include <optional>
+#include <ostream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace tavi::site {
+namespace {
+
+using std::string_literals::operator""s;
+
+struct decoding {
+  char const* situation;
+  std::string text;
+  std::optional<std::string> decoded;
+};
+
+void PrintTo(decoding const& row, std::ostream* out) {
+  *out << row.situation;
+}
+
+class PercentDecodeTest : public testing::TestWithParam<decoding> {};
+
+TEST_P(PercentDecodeTest, GivesWhatTheRowSays) {
+  EXPECT_EQ(percent_decode(GetParam().text), GetParam().decoded);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Situations, PercentDecodeTest,
+    testing::Values(
+        decoding{"empty", "", ""}, decoding{"plain", "a.zip", "a.zip"}, decoding{"blank", "a%20b", "a b"},
+        decoding{"plus stays", "a+b", "a+b"}, decoding{"both letter cases", "%2f%2F", "//"},
+        decoding{"zero byte", "a%00b", "a\0b"s}, decoding{"byte that is no UTF-8", "%ff", "\xff"},
+        decoding{"decoded once only", "%2541", "%41"}, decoding{"percent at the end", "a%", std::nullopt},
+        decoding{"one digit at the end", "a%4", std::nullopt}, decoding{"no digit", "%zz", std::nullopt},
+        decoding{"second is no digit", "%4g", std::nullopt}, decoding{"sign", "%-1", std::nullopt},
+        decoding{"blank in place of a digit", "% 1", std::nullopt}));
+
+TEST(EscapeForLogTest, LeavesPrintableTextAlone) {
+  EXPECT_EQ(escape_for_log("diag report (1).zip~"), "diag report (1).zip~");
+}
+
+TEST(EscapeForLogTest, NoByteOfAStrangerCanBeginANewLine) {
+  EXPECT_EQ(escape_for_log("a\n[error] fake\r\x1b[31m\x7f\xc3\\"s),
+            "a\\x0a[error] fake\\x0d\\x1b[31m\\x7f\\xc3\\x5c");
+}
+
+TEST(EscapeForLogTest, ShowsNoMoreThanTheLimit) {
+  EXPECT_EQ(escape_for_log("12345", 5), "12345");
+  EXPECT_EQ(escape_for_log("123456", 5), "12345...");
+}
+
+TEST(ShortenTokenTest, ShowsSixCharacters) {
+  EXPECT_EQ(shorten_token("abcdefghijkl"), "abcdef...");
+  EXPECT_EQ(shorten_token("ab"), "ab...");
+  EXPECT_EQ(shorten_token(""), "...");
+  EXPECT_EQ(shorten_token("\n\nabcdefg"), "\\x0a\\x0aabcd...");
+}
+
+}  // namespace
+}  // namespace tavi::site
