@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "ocpp/station_session.h"
+#include "uploads/upload_options.h"
+
+namespace tavi::site {
+
+/// What an operator decides about a site.
+struct site_options {
+  std::filesystem::path state_folder;  ///< of everything that the site keeps; made when missing
+  std::string address = "127.0.0.1";   ///< numeric, that the site listens on
+  std::uint16_t port = 8180;           ///< that the site listens on; 0 lets the system choose
+  std::string advertised_address;      ///< see `make_advertised_address`
+  bool is_accepting_unknown = true;    ///< whether a station that is not known is taken in
+  std::size_t station_limit = 1000;    ///< how many stations the site may have
+  std::chrono::seconds heartbeat = std::chrono::seconds(300);  ///< interval that stations are told
+  ocpp::session_limits session;                                ///< of a station's connection
+  upload_options uploads;                                      ///< the spool folder is set by the site
+  std::size_t event_log_bytes = 10 * 1024 * 1024;              ///< after which a new file is begun
+  std::size_t event_log_files = 5;                             ///< older files that are kept
+};
+
+/// Reads the configuration of a site; what the file does not say keeps its default.
+/// @param file  TOML, see config/site.toml
+/// @return empty, with one line in the log for each defect, when the file cannot be read or a value of it is
+///         not what its key takes
+[[nodiscard]] std::optional<site_options> read_site_options(std::filesystem::path const& file);
+
+}  // namespace tavi::site
