@@ -1,0 +1,70 @@
+#include "simulation/station_journal.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <string>
+
+#include "simulation/station_status.h"
+#include "temporary_folder.h"
+
+namespace {
+
+using tavi::site::simulation::station_journal;
+
+TEST(StationJournal, WritesOneLineWithTimeForEachMessage) {
+  temporary_folder const folder;
+  station_journal journal(folder.path() / "log");
+  ASSERT_TRUE(journal.is_open());
+  journal.record("sent", "[2]");
+  journal.record("received", "[3]");
+  std::regex const expected("[0-9-]{10}T[0-9:]{8}\\.[0-9]{3}Z sent \\[2\\]\n[^ ]+Z received \\[3\\]\n");
+  EXPECT_TRUE(std::regex_match(content_of(journal.path()), expected)) << content_of(journal.path());
+}
+
+TEST(StationJournal, KeepsAMessageWithControlCharactersOnOneLine) {
+  temporary_folder const folder;
+  station_journal journal(folder.path() / "log");
+  journal.record("received", "a\nb\r\x1b[31m\x7f");
+  auto const content = content_of(journal.path());
+  EXPECT_EQ(std::ranges::count(content, '\n'), 1);
+  EXPECT_NE(content.find("a b  [31m "), std::string::npos);
+}
+
+TEST(StationJournal, ContinuesAnExistingFile) {
+  temporary_folder const folder;
+  auto const file = folder.write("log", "before\n");
+  station_journal journal(file);
+  journal.record("sent", "after");
+  EXPECT_TRUE(content_of(file).starts_with("before\n2"));
+}
+
+TEST(StationJournal, BeginsAnewBeforeItGrowsPastItsLimit) {
+  temporary_folder const folder;
+  station_journal journal(folder.path() / "log", 100);
+  for (int count = 0; count < 20; ++count) {
+    journal.record("sent", "message " + std::to_string(count));
+    EXPECT_LE(std::filesystem::file_size(journal.path()), 100U);
+  }
+  EXPECT_NE(content_of(journal.path()).find("message 19"), std::string::npos);
+  EXPECT_EQ(content_of(journal.path()).find("message 10"), std::string::npos);
+}
+
+TEST(StationJournal, SaysWhenItsFileCannotBeOpened) {
+  temporary_folder const folder;
+  station_journal journal(folder.path() / "missing" / "log");
+  EXPECT_FALSE(journal.is_open());
+  journal.record("sent", "lost");
+  EXPECT_FALSE(std::filesystem::exists(journal.path()));
+}
+
+TEST(StationStatus, DescribesSettingsThatAreNotUtf8WithoutThrowing) {
+  tavi::site::station_options options;
+  options.vendor = "A\xff";
+  auto const object = nlohmann::json::parse(tavi::site::simulation::describe_configuration(options));
+  EXPECT_EQ(object["vendor"], "A\xef\xbf\xbd");
+}
+
+}  // namespace
