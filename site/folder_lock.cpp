@@ -18,7 +18,8 @@ folder_lock::~folder_lock() {
 }
 
 bool folder_lock::take(std::filesystem::path const& folder) {
-  descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  // A file and not the folder itself, which is locked for a moment by everyone who replaces a file in it.
+  descriptor = ::open((folder / "site.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0640);
   if (descriptor >= 0 && ::flock(descriptor, LOCK_EX | LOCK_NB) == 0) {
     return true;
   }

@@ -12,7 +12,7 @@ class folder_lock {
   folder_lock(folder_lock const&) = delete;
   folder_lock& operator=(folder_lock const&) = delete;
 
-  /// Takes the folder, which exists.
+  /// Takes the folder, which exists, by the file site.lock in it.
   /// @return false, with one line in the log, when another site holds it or it cannot be opened
   [[nodiscard]] bool take(std::filesystem::path const& folder);
 

@@ -12,7 +12,7 @@ namespace tavi::site {
 ///
 /// States: made; running between a successful `start` and `stop`; stopped for good. All of the site that
 /// deals with stations and uploads runs on one thread of its own. Keeps everything in the state folder:
-/// stations.json, event_log/ and spool/. The methods are called by one thread.
+/// stations.json, event_log/, spool/ and site.lock. The methods are called by one thread.
 class site {
  public:
   /// Only stores its argument. @param options  see `site_options`
