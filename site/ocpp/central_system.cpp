@@ -42,7 +42,8 @@ std::string_view to_std(boost::beast::string_view text) {
 }
 
 /// Who wants to connect, or why he may not.
-std::variant<std::string, http_answer> read_upgrade(station_session::upgrade_request const& request) {
+std::variant<std::string, http_answer> read_upgrade(http_exchange const& exchange) {
+  auto const& request = exchange.parser.get();
   auto const identity = read_identity(to_std(request.target()));
   if (!identity.has_value()) {
     return http_answer{
@@ -53,6 +54,10 @@ std::variant<std::string, http_answer> read_upgrade(station_session::upgrade_req
   }
   if (!has_sub_protocol(to_std(request[http::field::sec_websocket_protocol]))) {
     return http_answer{http::status::bad_request, "the sub-protocol ocpp1.6 is wanted", {}};
+  }
+  if (exchange.buffer.size() > 0) {
+    // The WebSocket would begin in the middle of whatever these bytes are.
+    return http_answer{http::status::bad_request, "nothing may be sent before the answer", {}};
   }
   return *identity;
 }
@@ -110,7 +115,7 @@ struct central_system::members {
 };
 
 asio::awaitable<bool> central_system::members::on_exchange(http_exchange& exchange) {
-  auto wanted = read_upgrade(exchange.parser.get());
+  auto wanted = read_upgrade(exchange);
   if (auto* const answer = std::get_if<http_answer>(&wanted)) {
     co_return co_await refuse(exchange, std::move(*answer));
   }

@@ -2,6 +2,7 @@
 
 #include <ostream>
 
+#include "../http/raw_client.h"
 #include "ocpp_site.h"
 
 namespace tavi::site::ocpp {
@@ -109,6 +110,33 @@ INSTANTIATE_TEST_SUITE_P(
                     refused_case{"OtherSubProtocol", "/ocpp/CP-1", "ocpp2.0.1", 400},
                     refused_case{"UnknownStation", "/ocpp/CP-1", "ocpp1.6", 404}),
     [](auto const& row) { return std::string(row.param.name); });
+
+/// A request for a WebSocket, as it is on the wire.
+std::string const upgrade =
+    "GET /ocpp/CP-1 HTTP/1.1\r\nHost: a\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+    "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n"
+    "Sec-WebSocket-Protocol: ocpp1.6\r\n\r\n";
+
+TEST_F(OcppSite, RequestFollowedByTheRightSilenceIsTaken) {
+  start();
+  raw_client station(port);
+  ASSERT_TRUE(station.send(upgrade));
+  EXPECT_EQ(status_of(station.read_answer()), 101);
+}
+
+TEST_F(OcppSite, BytesSentBeforeTheAnswerAreRefused) {
+  start();
+  raw_client station(port);
+  ASSERT_TRUE(station.send(upgrade + "\x81"));
+  EXPECT_EQ(status_of(station.read_answer()), 400);
+}
+
+TEST_F(OcppSite, RequestForAPageIsToldThatAWebSocketIsWanted) {
+  start();
+  raw_client browser(port);
+  ASSERT_TRUE(browser.send("GET /ocpp/CP-1 HTTP/1.1\r\nHost: a\r\n\r\n"));
+  EXPECT_EQ(status_of(browser.read_answer()), 426);
+}
 
 TEST_F(OcppSite, KnownStationConnectsToASiteThatTakesNoUnknownOnes) {
   state.write("stations.json", R"({"next_station":4,"next_transaction":1,"stations":[
