@@ -99,7 +99,7 @@ def run(arguments, events):
     check_port(arguments.port)
     site = site_processes.Site(
         arguments.programs, arguments.state, arguments.port,
-        settings={"period_for_automatic_generation": PERIOD}, on_line=lambda name, line: events.put((name, line)))
+        settings={"diagnostic_report.period_for_automatic_generation": PERIOD}, on_line=lambda name, line: events.put((name, line)))
     try:
         services = site.start_site()
         say(f"tavi_site listens on 127.0.0.1:{site.port}")

@@ -82,15 +82,16 @@ class Process:
         """Asks the process to end and returns its exit code; one that does not end in time is killed."""
         if self.is_running():
             self._process.send_signal(signal.SIGTERM)
-        return self._await_end(seconds)
+        return self.wait_for_end(seconds)
 
     def kill(self):
         """Ends the process with SIGKILL, as a crash would."""
         if self.is_running():
             self._process.kill()
-        return self._await_end(60)
+        return self.wait_for_end(60)
 
-    def _await_end(self, seconds):
+    def wait_for_end(self, seconds=60):
+        """Waits for the process to end and returns its exit code; one that does not end in time is killed."""
         try:
             code = self._process.wait(seconds)
         except subprocess.TimeoutExpired:
@@ -227,9 +228,15 @@ class Site:
                             f"({error.filename})") from None
 
     def _write_config(self, name, settings):
-        text = (ROOT / "config" / name).read_text(encoding="utf-8")
-        for key, value in settings.items():
-            text, found = re.subn(rf"(?m)^{re.escape(key)}\s*=.*$", lambda _, k=key, v=value: f"{k} = {v}", text)
-            if found != 1:
-                raise SiteError(f"{name} has {found} settings named {key}, expected one")
-        (self.state / "config" / name).write_text(text, encoding="utf-8")
+        """Copies a shipped configuration file; `settings` maps "table.key" to the TOML text of its new value."""
+        table, lines, left = "", [], dict(settings)
+        for line in (ROOT / "config" / name).read_text(encoding="utf-8").splitlines():
+            header = re.fullmatch(r"\[(.+)\]", line)
+            table = header.group(1) if header else table
+            key = f"{table}.{line.split('=')[0].strip()}"
+            if "=" in line and key in left:
+                line = f"{line.split('=')[0].strip()} = {left.pop(key)}"
+            lines.append(line)
+        if left:
+            raise SiteError(f"{name} has no settings named {', '.join(left)}")
+        (self.state / "config" / name).write_text("\n".join(lines) + "\n", encoding="utf-8")

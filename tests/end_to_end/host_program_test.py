@@ -1,0 +1,79 @@
+"""The daemon as its operator meets it: help, clean stops, and one line that says what failed."""
+
+import os
+import signal
+import subprocess
+import time
+import unittest
+
+from site_case import PATIENCE, PROGRAMS, SiteCase
+
+HOST = PROGRAMS / "stations_maintenance_host"
+
+
+class HostProgram(SiteCase):
+    def run_host(self, *arguments, **environment):
+        return subprocess.run([HOST, *map(str, arguments)], capture_output=True, text=True, timeout=PATIENCE,
+                              env={**os.environ, "TAVI_RUNTIME_DIR": str(self.state), **environment}, check=False)
+
+    def assert_fails_with(self, result, text):
+        self.assertEqual(result.returncode, 1, result.stdout)
+        self.assertIn(text, result.stdout)
+        self.assertRegex(result.stdout.splitlines()[-1], r" error \[host\] the service could not be initialised")
+
+    def test_help_names_every_option_and_exits_0(self):
+        for option in ("--help", "-h"):
+            result = self.run_host(option)
+            self.assertEqual(result.returncode, 0)
+            for word in ("--working-dir", "--config-dir", "--database", "TAVI_RUNTIME_DIR", "Exit code", "Example"):
+                self.assertIn(word, result.stdout)
+
+    def test_sigterm_and_sigint_stop_it_cleanly(self):
+        site = self.make_site()
+        site.start_site()
+        for number in (signal.SIGTERM, signal.SIGINT):
+            host = site.start_host()
+            os.kill(host.pid, number)
+            self.assertEqual(host.wait_for_end(), 0)
+            self.assertRegex(host.lines()[-1], "the service has stopped")
+            site.forget(host)
+
+    def test_a_signal_while_it_waits_for_its_siblings_stops_it_at_once(self):
+        site = self.make_site()
+        host = site.start("host", "stations_maintenance_host", "--working-dir", site.working_dir, "--config-dir",
+                          site.state / "config")
+        # It waits for services that are not there; its handler stands before its first thread does.
+        wait = time.monotonic()
+        while not host.lines() and time.monotonic() - wait < 0.5:
+            time.sleep(0.02)
+        self.assertEqual(host.stop(), 0)
+        self.assertRegex(host.lines()[-1], "stopped by signal 15 while starting")
+
+    def test_an_unknown_option_is_told_with_the_usage(self):
+        self.assert_fails_with(self.run_host("--colour", "red"), "--colour")
+        self.assertIn("usage:", self.run_host("--colour").stdout)
+
+    def test_a_missing_working_directory_is_told(self):
+        self.assert_fails_with(self.run_host("--working-dir", self.state / "nowhere"), str(self.state / "nowhere"))
+
+    def test_a_missing_configuration_is_told(self):
+        self.assert_fails_with(self.run_host("--working-dir", self.state), "stations_maintenance_service.toml")
+
+    def test_a_file_that_is_no_database_is_told_and_left_alone(self):
+        site = self.make_site()
+        file = site.working_dir / "stations_maintenance_service.db"
+        file.write_bytes(b"this is no database" * 1000)
+        before = file.read_bytes()
+        self.assert_fails_with(self.run_host("--working-dir", site.working_dir, "--config-dir", site.state / "config"),
+                               str(file))
+        self.assertEqual(file.read_bytes(), before)
+
+    def test_siblings_that_do_not_answer_are_named(self):
+        site = self.make_site()
+        result = self.run_host("--working-dir", site.working_dir, "--config-dir", site.state / "config",
+                               TAVI_RUNTIME_DIR=str(site.state / "sockets"))
+        self.assert_fails_with(result, "logger_service")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,130 @@
+"""The command that runs a whole site: once and away, or one clear line that says why not."""
+
+import os
+import pathlib
+import re
+import signal
+import socket
+import subprocess
+import sys
+import unittest
+
+from site_case import PATIENCE, PROGRAMS, SiteCase
+
+import run_site
+
+RUN_SITE = pathlib.Path(__file__).resolve().parent.parent.parent / "tools" / "run_site.py"
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+class RunCommand(SiteCase):
+    def command(self, *arguments):
+        return [sys.executable, "-B", RUN_SITE, "--programs", PROGRAMS, *map(str, arguments)]
+
+    def run_site(self, *arguments):
+        return subprocess.run(self.command(*arguments), capture_output=True, text=True, timeout=3 * PATIENCE,
+                              check=False)
+
+    def assert_one_line(self, result, text):
+        self.assertEqual(result.returncode, 1, result.stdout)
+        self.assertEqual(len(result.stderr.splitlines()), 1, result.stderr)
+        self.assertRegex(result.stderr, "^run: ")
+        self.assertIn(text, result.stderr)
+
+    def processes_of_this_site(self):
+        found = []
+        for entry in pathlib.Path("/proc").iterdir():
+            try:
+                command = (entry / "cmdline").read_bytes() if entry.name.isdigit() else b""
+            except OSError:
+                continue
+            if os.fsencode(self.state) in command:
+                found.append(command)
+        return found
+
+    def test_once_files_a_report_of_each_station_and_leaves_nothing_running(self):
+        result = self.run_site("--state", self.state, "--port", free_port(), "--stations", 3, "--once")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual(result.stderr, "")
+        for station in (1, 2, 3):
+            self.assertIn(f"station_{station}/", result.stdout)
+        files = re.findall(r"\d+_diagnostics_\S+\.tar\.gz  [1-9]\d* bytes", result.stdout)
+        self.assertGreaterEqual(len(files), 3)
+        self.assertIn("table DiagnosticReports:", result.stdout)
+        self.assertEqual(self.processes_of_this_site(), [])
+
+    def test_it_runs_again_over_the_same_state(self):
+        for _ in range(2):
+            result = self.run_site("--state", self.state, "--port", free_port(), "--stations", 1, "--once")
+            self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertRegex(result.stdout, r"2_diagnostics_\S+\.tar\.gz")
+
+    def test_it_stays_up_and_ctrl_c_ends_it_cleanly(self):
+        process = subprocess.Popen(self.command("--state", self.state, "--port", free_port(), "--stations", 1),
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.kill)
+        seen = ""
+        while "events:" not in seen:
+            line = process.stdout.readline()
+            self.assertNotEqual(line, "", seen)
+            seen += line
+        self.assertIn("has been uploaded on", process.stdout.readline() + process.stdout.readline()
+                      + process.stdout.readline() + process.stdout.readline())
+        process.send_signal(signal.SIGINT)
+        _, errors = process.communicate(timeout=PATIENCE)
+        self.assertEqual((process.returncode, errors), (0, ""))
+        self.assertEqual(self.processes_of_this_site(), [])
+
+    def test_a_port_in_use_is_one_line(self):
+        with socket.socket() as taken:
+            taken.bind(("127.0.0.1", 0))
+            taken.listen()
+            port = taken.getsockname()[1]
+            self.assert_one_line(self.run_site("--state", self.state, "--port", port, "--once"),
+                                 f"cannot listen on 127.0.0.1:{port}: Address already in use")
+
+    def test_a_state_path_too_long_for_a_socket_is_one_line(self):
+        state = self.state / ("x" * 120)
+        self.assert_one_line(self.run_site("--state", state, "--port", free_port(), "--once"), "is too long for sockets")
+        self.assertFalse(state.exists())
+
+    def test_a_folder_that_cannot_be_made_is_one_line(self):
+        (self.state / "file").write_text("in the way")
+        self.assert_one_line(self.run_site("--state", self.state / "file" / "below", "--port", free_port(), "--once"),
+                             "cannot use the state folder")
+
+    def test_a_folder_that_may_not_be_written_is_one_line(self):
+        self.state.chmod(0o555)
+        self.assert_one_line(self.run_site_unprivileged("--state", self.state / "below", "--port", free_port()),
+                             "Permission denied")
+
+    def run_site_unprivileged(self, *arguments):
+        """Runs the command in a child that has given up root's right to write everywhere."""
+        errors, error_end = os.pipe()
+        child = os.fork()
+        if child == 0:
+            os.dup2(error_end, sys.stderr.fileno())
+            if os.geteuid() == 0:
+                os.setgid(65534)
+                os.setuid(65534)
+            sys.argv = ["run", *map(str, arguments)]
+            os._exit(run_site.main())
+        os.close(error_end)
+        with os.fdopen(errors) as pipe:
+            text = pipe.read()
+        code = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
+        return subprocess.CompletedProcess(arguments, code, "", text)
+
+    def test_a_wrong_argument_is_refused_with_its_value(self):
+        result = self.run_site("--stations", 0)
+        self.assertEqual(result.returncode, 2)
+        self.assertIn("--stations is 0, expected 1 to 200", result.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
