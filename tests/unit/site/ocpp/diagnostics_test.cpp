@@ -136,7 +136,7 @@ TEST_F(Diagnostics, SiteThatGoesDownFailsTheWaitingCallAtOnce) {
   ASSERT_TRUE(events.wait_for("status 1 online idle"));
   auto waiting = request(1);
   received_call(station);
-  stop();
+  end();
   EXPECT_EQ(waiting.get().answer, 4);
 }
 

@@ -36,17 +36,23 @@ class OcppSite : public testing::Test {
     port = started.loop.call([&started] { return started.listener.port(); });
   }
 
-  /// Ends the site and waits until nothing of it runs any more.
+  /// Ends the site, waits until nothing of it runs any more, and takes it down.
   void stop() {
-    if (site) {
+    end();
+    site.reset();
+  }
+
+  /// Ends the site and waits until its loop has; whoever waits for an answer of it may still be in it.
+  void end() {
+    if (site && !site->is_ended) {
       auto& running = *site;
+      running.is_ended = true;
       running.loop.call([&running] {
         running.listener.stop();
         running.system.stop([] {});
         return true;
       });
       running.loop.finish();
-      site.reset();
     }
   }
 
@@ -72,6 +78,7 @@ class OcppSite : public testing::Test {
     loop_thread loop;
     http_listener listener;
     central_system system;
+    bool is_ended = false;
   };
 
   bool is_started = false;
