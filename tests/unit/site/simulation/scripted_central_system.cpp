@@ -20,13 +20,16 @@ using tcp = asio::ip::tcp;
 
 scripted_central_system::scripted_central_system(asio::io_context& event_loop, std::uint16_t port)
     : loop(event_loop),
-      acceptor(loop, tcp::endpoint(asio::ip::make_address_v4("127.0.0.1"), port)),
-      own_port(acceptor.local_endpoint().port()),
+      acceptor(
+          std::make_shared<tcp::acceptor>(loop, tcp::endpoint(asio::ip::make_address_v4("127.0.0.1"), port))),
+      own_port(acceptor->local_endpoint().port()),
       released(loop, asio::steady_timer::time_point::max()) {
-  asio::co_spawn(loop, accept(this), asio::detached);
+  asio::co_spawn(loop, accept(this, acceptor), asio::detached);
 }
 
-scripted_central_system::~scripted_central_system() = default;
+scripted_central_system::~scripted_central_system() {
+  acceptor->close();
+}
 
 std::string scripted_central_system::station_url() const {
   return "ws://127.0.0.1:" + std::to_string(own_port) + "/ocpp";
@@ -73,11 +76,12 @@ json scripted_central_system::answer(std::string const& id) const {
   return {};
 }
 
-asio::awaitable<void> scripted_central_system::accept(scripted_central_system* self) {
+asio::awaitable<void> scripted_central_system::accept(scripted_central_system* self,
+                                                      std::shared_ptr<tcp::acceptor> listener) {
   error_code error;
   auto token = asio::redirect_error(asio::use_awaitable, error);
   while (true) {
-    auto socket = co_await self->acceptor.async_accept(token);
+    auto socket = co_await listener->async_accept(token);
     if (error) {
       co_return;
     }

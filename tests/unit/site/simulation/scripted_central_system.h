@@ -89,7 +89,8 @@ class scripted_central_system {
  private:
   using parser_type = boost::beast::http::request_parser<boost::beast::http::string_body>;
 
-  static boost::asio::awaitable<void> accept(scripted_central_system* self);
+  static boost::asio::awaitable<void> accept(scripted_central_system* self,
+                                             std::shared_ptr<boost::asio::ip::tcp::acceptor> listener);
   static boost::asio::awaitable<void> serve(scripted_central_system* self,
                                             boost::asio::ip::tcp::socket socket);
   static boost::asio::awaitable<void> serve_station(
@@ -105,7 +106,7 @@ class scripted_central_system {
   [[nodiscard]] nlohmann::json make_result(std::string const& action);
 
   boost::asio::io_context& loop;
-  boost::asio::ip::tcp::acceptor acceptor;
+  std::shared_ptr<boost::asio::ip::tcp::acceptor> acceptor;  ///< outlives the server in its coroutine
   std::uint16_t own_port = 0;
   std::shared_ptr<station_link> link_now;
   boost::asio::steady_timer released;

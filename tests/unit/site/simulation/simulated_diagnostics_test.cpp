@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <vector>
@@ -59,7 +58,7 @@ TEST_F(SimulatedDiagnostics, AnswersThenUploadsWithNotificationsInOrder) {
   EXPECT_THAT(trace(), ElementsAre("result d", "DiagnosticsStatusNotification Uploading", "upload begins",
                                    "upload whole", "DiagnosticsStatusNotification Uploaded"));
   auto const name = server->answer("d")[2]["fileName"].get<std::string>();
-  EXPECT_TRUE(std::regex_match(name, std::regex(R"(diagnostics_CS-007_\d{8}T\d{6}Z\.tar\.gz)"))) << name;
+  EXPECT_THAT(name, ::testing::MatchesRegex("diagnostics_CS-007_[0-9]{8}T[0-9]{6}Z\\.tar\\.gz"));
   ASSERT_EQ(server->uploads.size(), 1U);
   auto const& upload = server->uploads[0];
   EXPECT_EQ(upload.target, "/upload/token/" + name);

@@ -1,10 +1,10 @@
 #include "simulation/station_journal.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <regex>
 #include <string>
 
 #include "simulation/station_status.h"
@@ -20,8 +20,8 @@ TEST(StationJournal, WritesOneLineWithTimeForEachMessage) {
   ASSERT_TRUE(journal.is_open());
   journal.record("sent", "[2]");
   journal.record("received", "[3]");
-  std::regex const expected("[0-9-]{10}T[0-9:]{8}\\.[0-9]{3}Z sent \\[2\\]\n[^ ]+Z received \\[3\\]\n");
-  EXPECT_TRUE(std::regex_match(content_of(journal.path()), expected)) << content_of(journal.path());
+  auto const* const expected = "[0-9-]{10}T[0-9:]{8}\\.[0-9]{3}Z sent \\[2\\]\n[^ ]+Z received \\[3\\]\n";
+  EXPECT_THAT(content_of(journal.path()), ::testing::MatchesRegex(expected));
 }
 
 TEST(StationJournal, KeepsAMessageWithControlCharactersOnOneLine) {
