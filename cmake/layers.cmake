@@ -36,12 +36,14 @@ if(STATIONS_MAINTENANCE_COVERAGE)
   add_link_options(--coverage)
 endif()
 
+# Left out are two warnings with which GCC 12, once it optimises, meets the standard library's streams (null
+# dereference) and the frames of Asio's coroutines (mismatched new and delete).
 add_library(stations_maintenance_warnings INTERFACE)
 target_compile_options(stations_maintenance_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
-  -Wold-style-cast -Wcast-qual -Wnull-dereference -Wduplicated-cond -Wlogical-op -Wformat=2 -Werror)
+  -Wold-style-cast -Wcast-qual -Wduplicated-cond -Wlogical-op -Wformat=2 -Wno-mismatched-new-delete -Werror)
 
-# add_layer(<name> [SHARED] SOURCES ... [PUBLIC_LINK ...] [PRIVATE_LINK ...] [INCLUDE dir] [PRECOMPILE ...])
+# add_layer(<name> [SHARED] SOURCES ... [PUBLIC_LINK ...] [PRIVATE_LINK ...] [INCLUDE dir] [PRECOMPILE headers])
 # One static library with an include root of its own, so that an include against the layering does not compile.
 function(add_layer name)
   cmake_parse_arguments(ARG "SHARED" "INCLUDE" "SOURCES;PUBLIC_LINK;PRIVATE_LINK;PRECOMPILE" ${ARGN})
