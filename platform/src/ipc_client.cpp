@@ -49,17 +49,19 @@ struct request_client::members {
         return {exchange_end::unusable, {}};
       }
       static_cast<void>(socket.send(zmq::buffer(request), zmq::send_flags::dontwait));
-      if (ipc::wait_for_message(socket, closing, deadline) != ipc::wake_reason::message) {
-        // The socket is closed here, and with it goes a reply that comes too late.
-        return {exchange_end::no_answer, {}};
+      std::optional<ipc::received_message> reply;
+      while (!reply) {
+        if (ipc::wait_for_message(socket, closing, deadline) != ipc::wake_reason::message) {
+          // The socket is closed here, and with it goes a reply that comes too late.
+          return {exchange_end::no_answer, {}};
+        }
+        reply = ipc::take_message(socket);
       }
-      zmq::message_t reply;
-      static_cast<void>(socket.recv(reply));
-      if (reply.more()) {
+      if (!reply->is_single) {
         return {exchange_end::several_frames, {}};
       }
       give_back(std::move(socket));
-      return {exchange_end::answered, reply.to_string()};
+      return {exchange_end::answered, reply->frame.to_string()};
     } catch (zmq::error_t const& error) {
       spdlog::error("[{}] {}: cannot exchange messages: {}", class_name, service, error.what());
       return {exchange_end::unusable, {}};

@@ -82,6 +82,20 @@ wake_reason wait_for_message(zmq::socket_t& socket, stop_signal const& stop,
   }
 }
 
+std::optional<received_message> take_message(zmq::socket_t& socket) {
+  received_message message;
+  if (!socket.recv(message.frame, zmq::recv_flags::dontwait)) {
+    return std::nullopt;
+  }
+  bool has_more = message.frame.more();
+  message.is_single = !has_more;
+  while (has_more) {
+    zmq::message_t rest;
+    has_more = socket.recv(rest, zmq::recv_flags::dontwait) && rest.more();
+  }
+  return message;
+}
+
 zmq::socket_t listening_socket(zmq::context_t& context, zmq::socket_type type, endpoint& place,
                                std::filesystem::path const& file, int largest_message) {
   zmq::socket_t socket(context, type);

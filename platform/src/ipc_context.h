@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <zmq.hpp>
 
 #include "ipc_endpoint.h"
@@ -46,6 +47,18 @@ enum class wake_reason { message, stopped, time_out };
 [[nodiscard]] wake_reason wait_for_message(
     zmq::socket_t& socket, stop_signal const& stop,
     std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max());
+
+/// A message as it was received: its first frame, and whether that was all of it.
+struct received_message {
+  zmq::message_t frame;
+  bool is_single = true;
+};
+
+/// Takes the message that waits at `socket`, without waiting for one.
+/// @return empty when there is none after all: ZeroMQ announces a stranger's bytes before it has found out
+/// that
+///         they are no message, and a thread that then waited for one could wait for ever
+[[nodiscard]] std::optional<received_message> take_message(zmq::socket_t& socket);
 
 /// A socket that listens at `place`. @throws zmq::error_t
 [[nodiscard]] zmq::socket_t listening_socket(zmq::context_t& context, zmq::socket_type type, endpoint& place,

@@ -27,20 +27,6 @@ constexpr std::string_view ping = "ping";
 /// Above `ipc_request_limit`, so that a request which is only somewhat too large still gets its error reply.
 constexpr int hard_request_limit = 16 * 1024 * 1024;
 
-/// One message with all its frames. @return the only frame; empty when there were several
-std::optional<zmq::message_t> receive(zmq::socket_t& socket) {
-  zmq::message_t first;
-  static_cast<void>(socket.recv(first));
-  if (!first.more()) {
-    return first;
-  }
-  zmq::message_t rest;
-  do {
-    static_cast<void>(socket.recv(rest));
-  } while (rest.more());
-  return std::nullopt;
-}
-
 }  // namespace
 
 struct request_server::members {
@@ -52,9 +38,13 @@ struct request_server::members {
         if (ipc::wait_for_message(socket, stopping) == ipc::wake_reason::stopped) {
           return;
         }
-        auto const frame = receive(socket);
-        auto const reply = frame ? answer(frame->to_string_view())
-                                 : refuse({ipc::bad_request, "a request is one frame, this one has several"});
+        auto const request = ipc::take_message(socket);
+        if (!request) {
+          continue;
+        }
+        auto const reply = request->is_single
+                               ? answer(request->frame.to_string_view())
+                               : refuse({ipc::bad_request, "a request is one frame, this one has several"});
         static_cast<void>(socket.send(zmq::buffer(reply), zmq::send_flags::dontwait));
       } catch (zmq::error_t const& error) {
         spdlog::error("[{}] {}: cannot read or answer a request: {}", class_name, service, error.what());

@@ -63,14 +63,12 @@ struct subscription::members {
         if (ipc::wait_for_message(socket, stopping) == ipc::wake_reason::stopped) {
           return;
         }
-        zmq::message_t frame;
-        static_cast<void>(socket.recv(frame));
-        bool const is_single = !frame.more();
-        for (zmq::message_t rest; frame.more(); frame = std::move(rest)) {
-          static_cast<void>(socket.recv(rest));
+        auto const event = ipc::take_message(socket);
+        if (!event) {
+          continue;
         }
-        take_in(is_single ? ipc::decode_event(frame.to_string_view())
-                          : ipc::unreadable{"an event is one frame, this one has several"});
+        take_in(event->is_single ? ipc::decode_event(event->frame.to_string_view())
+                                 : ipc::unreadable{"an event is one frame, this one has several"});
       } catch (zmq::error_t const& error) {
         spdlog::error("[{}] {}: cannot receive an event: {}", class_name, service, error.what());
       }
