@@ -42,14 +42,14 @@ class stop_signals {
   void on_first_signal(int number) {
     if (!is_ready) {
       spdlog::info("[host] stopped by signal {} while starting", number);
-      spdlog::shutdown();
+      spdlog::default_logger()->flush();
       std::_Exit(EXIT_SUCCESS);
     }
     received.set_value(number);
     signals.async_wait([](boost::system::error_code const& error, int second) {
       if (!error) {
         spdlog::error("[host] signal {} while stopping, ending at once", second);
-        spdlog::shutdown();
+        spdlog::default_logger()->flush();
         std::_Exit(EXIT_FAILURE);
       }
     });
@@ -65,19 +65,12 @@ class stop_signals {
 }  // namespace
 
 bool host::start(int argc, char const** argv) {
-  if (!service.init(argc, argv)) {
-    spdlog::error("[host] the service could not be initialised");
-    return false;
-  }
-  if (!service.start()) {
-    spdlog::error("[host] the service could not be started");
-    return false;
-  }
-  return true;
+  return service.init(argc, argv) && service.start();
 }
 
 int host::run(int argc, char const** argv) {
   stop_signals signals;
+  spdlog::info("[host] starting");
   if (!start(argc, argv)) {
     return EXIT_FAILURE;
   }

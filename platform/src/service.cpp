@@ -43,7 +43,8 @@ bool is_hook_content(std::string const& service_name, char const* hook_name, Hoo
     if (hook()) {
       return true;
     }
-    spdlog::error("[service] {}: {} failed", service_name, hook_name);
+    // Whatever failed has said so already; a second line would only push the first one away.
+    spdlog::debug("[service] {}: {} failed", service_name, hook_name);
   } catch (std::exception const& failure) {
     spdlog::error("[service] {}: {} failed with the exception '{}'", service_name, hook_name, failure.what());
   }

@@ -326,7 +326,7 @@ TEST_P(FailingHook, EndsTheStepThatCalledIt) {
   std::string const hook = GetParam().name;
   EXPECT_EQ(drive(), hook == "do_start" ? "start" : hook == "do_stop" ? "stop" : "init");
   EXPECT_EQ(service.calls.back(), hook);
-  EXPECT_TRUE(log.holds(error_level, hook + " failed"));
+  EXPECT_TRUE(log.holds(GetParam().throws ? error_level : spdlog::level::debug, hook + " failed"));
   EXPECT_EQ(log.holds(error_level, "out of paper"), GetParam().throws);
   EXPECT_TRUE(is_lane_free());
 }
