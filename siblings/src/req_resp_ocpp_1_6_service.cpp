@@ -19,7 +19,8 @@ using handler = i_req_resp_ocpp_1_6_service_handler;
 using stations = std::vector<tavi::stations::charging_station>;
 
 constexpr char const* const list_operation = "get_charging_stations";
-/// A station must answer within it, and the service must have time left to say that it did not.
+/// A station must answer within it, and the service must have time left to say that it did not. The service
+/// answers one request after the other, so a query may have to wait as long for the request before it.
 constexpr std::chrono::seconds station_time_out(20);
 constexpr int no_answer = -1;
 
@@ -38,8 +39,7 @@ struct req_resp_ocpp_1_6_service::members {
   }
 
   std::chrono::milliseconds const patience;
-  mura_common::request_client client{ocpp_1_6_service_name};
-  mura_common::request_client patient_client{ocpp_1_6_service_name, station_time_out};
+  mura_common::request_client client{ocpp_1_6_service_name, station_time_out};
   std::mutex guard;
   stations last_read;
 };
@@ -84,8 +84,8 @@ std::vector<tavi::stations::charging_station> req_resp_ocpp_1_6_service::get_cha
 int req_resp_ocpp_1_6_service::request_diagnostics_upload(unsigned int station_id,
                                                           std::string const& location,
                                                           unsigned int& request) {
-  return mura_common::call(own->patient_client, "request_diagnostics_upload",
-                           &handler::on_request_diagnostics_upload, station_id, location, request)
+  return mura_common::call(own->client, "request_diagnostics_upload", &handler::on_request_diagnostics_upload,
+                           station_id, location, request)
       .value_or(no_answer);
 }
 

@@ -15,8 +15,11 @@ namespace tavi::ocpp1_6 {
 /// Client of the OCPP 1.6 service over IPC.
 class TAVI_SIBLINGS_EXPORT req_resp_ocpp_1_6_service : public i_req_resp_ocpp_1_6_service {
  public:
-  /// Connects to nothing yet. @param patience  how long `init` waits for the service at most
-  explicit req_resp_ocpp_1_6_service(std::chrono::milliseconds patience = std::chrono::seconds(10));
+  /// Connects to nothing yet.
+  /// @param patience  how long `init` waits for the service at most; the default is longer than a request to
+  /// a
+  ///                  station can keep the service from answering
+  explicit req_resp_ocpp_1_6_service(std::chrono::milliseconds patience = std::chrono::seconds(25));
   ~req_resp_ocpp_1_6_service() override;
 
   [[nodiscard]] bool init() override;
