@@ -11,6 +11,21 @@ namespace tavi::stations_maintenance {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+/// Makes the entries of new directories last, up to `oldest`, which was there before: a report is only as
+/// durable as the directories above it. One that cannot be flushed is no reason to refuse the report.
+void flush_folders_from(fs::path folder, fs::path const& oldest) {
+  std::error_code ignored;
+  static_cast<void>(mura_common::flush_folder(folder, ignored));
+  while (folder != oldest && folder.has_relative_path()) {
+    folder = folder.parent_path();
+    static_cast<void>(mura_common::flush_folder(folder, ignored));
+  }
+}
+
+}  // namespace
+
 diagnostic_manager::diagnostic_manager(diagnostic_table& table,
                                        tavi::webserver_token::i_req_resp_webserver_token_service& tokens,
                                        tavi::ocpp1_6::i_req_resp_ocpp_1_6_service& ocpp,
@@ -49,6 +64,7 @@ bool diagnostic_manager::init(unsigned int max_periodic, unsigned int max_manual
   }
   auto const root = fs::path(working_dir) / storage_directory;
   if (fs::create_directories(root, error) && fs::exists(root, error)) {
+    flush_folders_from(root, working_dir);
     return true;
   }
   spdlog::error("[diagnostic_manager] Can't create directory {} for diagnostic reports", root.string());
@@ -102,11 +118,7 @@ bool diagnostic_manager::create_diagnostic_directory_for_station(unsigned int co
   auto const manual_made = fs::create_directory(manual_directory, error);
   auto const periodic_made = fs::create_directory(periodic_directory, error);
 
-  // A report is only as durable as the directories above it. One that cannot be flushed is no reason to
-  // refuse it.
-  std::error_code ignored;
-  static_cast<void>(mura_common::flush_folder(station_directory, ignored));
-  static_cast<void>(mura_common::flush_folder(fs::path(station_directory).parent_path(), ignored));
+  flush_folders_from(station_directory, fs::path(station_directory).parent_path());
   return station_made && manual_made && periodic_made;
 }
 

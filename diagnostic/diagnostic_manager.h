@@ -106,7 +106,9 @@ class diagnostic_manager {
   /// Whether an upload with exactly this token is expected.
   [[nodiscard]] bool is_my_token(std::string const& token) const;
   /// Files an uploaded report: makes room by evicting the oldest, records it, copies it into its station's
-  /// directory. The token is used up and the uploaded file removed, whatever the outcome.
+  /// directory. The uploaded file is removed and the token used up, whatever the outcome; but an empty path
+  /// leaves the token expected, and an unknown token is remembered so that its further files are discarded
+  /// too.
   /// @param token          under which it was uploaded
   /// @param file_name      the name that the station gave it
   /// @param uploaded_path  where the web server put it
@@ -114,6 +116,8 @@ class diagnostic_manager {
   /// path
   ///         cannot be stored; true otherwise, which is also the answer to an unknown token and to a failed
   ///         copy
+  /// @throw std::filesystem::filesystem_error  as `verif_size`; token and uploaded file are then left as they
+  ///         were
   bool save_file(std::string const& token, std::string const& file_name, std::string const& uploaded_path);
   /// Whether the station of this token has reached its count limit for the type of report expected.
   [[nodiscard]] bool is_too_many_diag_for_station(std::string const& token);

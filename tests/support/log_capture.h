@@ -5,6 +5,10 @@
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <ostream>
@@ -47,6 +51,12 @@ class log_capture {
     });
   }
 
+  /// Waits until `holds`. @return whether it did within `patience`
+  [[nodiscard]] bool wait_for(spdlog::level::level_enum level, std::string const& part,
+                              std::chrono::milliseconds patience) const {
+    return sink->wait([&] { return holds(level, part); }, patience);
+  }
+
   /// Forgets what was logged so far.
   void clear() { sink->clear(); }
 
@@ -61,15 +71,37 @@ class log_capture {
       std::lock_guard const lock(this->mutex_);
       kept.clear();
     }
+    template <typename Condition>
+    [[nodiscard]] bool wait(Condition is_met, std::chrono::milliseconds patience) {
+      auto const deadline = std::chrono::steady_clock::now() + patience;
+      while (true) {
+        auto const seen = arrivals.load();
+        if (is_met()) {
+          return true;
+        }
+        std::unique_lock lock(arrival);
+        if (!arrived.wait_until(lock, deadline, [&] { return arrivals != seen; })) {
+          return false;
+        }
+      }
+    }
 
    protected:
     void sink_it_(spdlog::details::log_msg const& message) override {
       kept.push_back({message.level, std::string(message.payload.data(), message.payload.size())});
+      {
+        std::lock_guard const lock(arrival);
+        ++arrivals;
+      }
+      arrived.notify_all();
     }
     void flush_() override {}
 
    private:
     std::vector<log_line> kept;
+    std::mutex arrival;
+    std::condition_variable arrived;
+    std::atomic<std::size_t> arrivals = 0;
   };
 
   std::shared_ptr<spdlog::logger> previous;

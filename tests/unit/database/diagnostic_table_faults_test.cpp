@@ -115,12 +115,13 @@ TEST_F(FaultyDiagnosticTable, ChecksTheSelectOfAStationBeforeItInserts) {
   EXPECT_TRUE(table.get_all_diagnostics().empty());
 }
 
-/// One operation whose statement fails: what it answers is checked by `call`, what it logs by `line`.
+/// One operation whose statement fails: what it answers is checked by `call`, what it logs by the lines.
 struct failing_operation {
   char const* name;
   char const* statement;
   std::function<bool(diagnostic_table&)> answers_failure;
   log_line line;
+  std::vector<log_line> further_lines = {};
 };
 
 void PrintTo(failing_operation const& operation, std::ostream* out) {
@@ -130,14 +131,16 @@ void PrintTo(failing_operation const& operation, std::ostream* out) {
 class FailingOperation : public FaultyDiagnosticTable,
                          public testing::WithParamInterface<failing_operation> {};
 
-TEST_P(FailingOperation, LogsOneLineAnswersFailureAndWorksAgainLater) {
+TEST_P(FailingOperation, LogsItsLinesAnswersFailureAndWorksAgainLater) {
   ASSERT_TRUE(table.init());
   ASSERT_TRUE(table.insert_diagnostic_report(7, "a", manual, 1));
   ASSERT_TRUE(table.update_full_path_query(1, "/path"));
   log.clear();
   database.fail_to_execute(GetParam().statement);
   EXPECT_TRUE(GetParam().answers_failure(table));
-  EXPECT_THAT(log.lines(), Contains(GetParam().line));
+  auto expected = GetParam().further_lines;
+  expected.insert(expected.begin(), GetParam().line);
+  EXPECT_EQ(log.lines(), expected);
 
   database.heal();
   log.clear();
@@ -161,15 +164,18 @@ std::vector<failing_operation> failing_operations() {
       {"AllPaths",
        "SELECT full_path",
        [](auto& t) { return t.get_all_diagnostics_path().empty(); },
-       {err, "[diagnostic_table] Can't get any diagnostic path : error = disk I/O error"}},
+       {err, "[diagnostic_table] Can't get any diagnostic path : error = disk I/O error"},
+       {{info, "[diagnostic_table] There is not any diagnostic reports"}}},
       {"All",
        "SELECT * FROM DiagnosticReports ;",
        [](auto& t) { return t.get_all_diagnostics().empty(); },
-       {err, "[diagnostic_table] Can't get any diagnostic : error = disk I/O error"}},
+       {err, "[diagnostic_table] Can't get any diagnostic : error = disk I/O error"},
+       {{info, "[diagnostic_table] There is not any diagnostic reports"}}},
       {"OfStation",
        "WHERE station_id IS ?;",
        [](auto& t) { return t.get_diagnostics_of_station(7).empty(); },
-       {err, "[diagnostic_table] Can't get diagnostics of stations 7 : error = disk I/O error"}},
+       {err, "[diagnostic_table] Can't get diagnostics of stations 7 : error = disk I/O error"},
+       {{err, "[diagnostic_table] There is not any diagnostic reports found for station 7"}}},
       {"Oldest",
        "SELECT * FROM DiagnosticReports ORDER",
        [](auto& t) { return !t.get_oldest_diagnostic(std::nullopt, std::nullopt); },

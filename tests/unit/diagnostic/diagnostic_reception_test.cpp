@@ -1,5 +1,8 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -172,11 +175,15 @@ TEST_F(DiagnosticReception, EvictsTheOldestOfEveryStationWhenTheStationHasNone) 
 
 TEST_F(DiagnosticReception, GoesOnToOtherStationsWhenItsOldestFileIsMissing) {
   ASSERT_TRUE(init({.max_total_size = 100}));
-  given_stored(2, "other", 60);
-  auto const missing = given_stored(1, "missing", 30);
+  given_stored(2, "other", 40);
+  auto const missing = given_stored(1, "missing", 20);
+  given_stored(1, "own", 20);
   fs::remove(missing);
+  log.clear();
   given_stored(1, "new", 60);
-  EXPECT_THAT(recorded_names(), ElementsAre("new"));
+  // The station's own next report stays: the missing file freed nothing, and then it was another's turn.
+  EXPECT_TRUE(log.holds(info, "Fail to remove oldest report for station 1, trying to remove the oldest"));
+  EXPECT_THAT(recorded_names(), ElementsAre("own", "new"));
 }
 
 TEST_F(DiagnosticReception, RefusesAnUploadThatDoesNotFitAfterEveryEviction) {
@@ -262,6 +269,40 @@ TEST_F(DiagnosticReception, RemovesTheFileWhosePathCannotBeStored) {
                                 "[diagnostic_manager] Can't store new path in database. Removing "
                                 "file " +
                                     stored}));
+}
+
+/// Leaves the process exactly one free file descriptor while it lives.
+class one_free_descriptor {
+ public:
+  one_free_descriptor() {
+    getrlimit(RLIMIT_NOFILE, &previous);
+    int const next = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(next);
+    rlimit tight = previous;
+    tight.rlim_cur = static_cast<rlim_t>(next) + 1;
+    setrlimit(RLIMIT_NOFILE, &tight);
+  }
+  ~one_free_descriptor() { setrlimit(RLIMIT_NOFILE, &previous); }
+  one_free_descriptor(one_free_descriptor const&) = delete;
+  one_free_descriptor& operator=(one_free_descriptor const&) = delete;
+
+ private:
+  rlimit previous{};
+};
+
+TEST_F(DiagnosticReception, LeavesFileAndTokenWhenTheTreeCannotBeWalkedToItsEnd) {
+  ASSERT_TRUE(init());
+  given_stored(1, "a", 1);
+  given_expected("token", 1);
+  auto const uploaded = given_uploaded("new", "content");
+  {
+    one_free_descriptor const limit;
+    EXPECT_THROW(manager.save_file("token", "new", uploaded), fs::filesystem_error);
+  }
+  EXPECT_TRUE(fs::exists(uploaded));
+  EXPECT_TRUE(manager.is_my_token("token"));
+  EXPECT_THAT(recorded_names(), ElementsAre("a"));
+  EXPECT_TRUE(manager.save_file("token", "new", uploaded));
 }
 
 TEST_F(DiagnosticReception, NeverOverwritesAFileThatStandsUnderTheReportsName) {

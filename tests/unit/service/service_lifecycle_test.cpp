@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "mura_common/database.h"
+#include "mura_common/timer.h"
 #include "service_fixture.h"
 #include "tavi/stations/sub_charging_stations_service.h"
 #include "tavi/webserver_token/sub_webserver_token_service.h"
@@ -82,7 +83,28 @@ TEST_F(ServiceLifecycle, StopsAtATableThatCannotBeUsed) {
   EXPECT_FALSE(std::filesystem::exists(folder.path() / "reports"));
 }
 
-TEST_F(ServiceLifecycle, StartsAndStopsPeriodicGeneration) {
+TEST_F(ServiceLifecycle, RunsPeriodicGenerationFromStartToStop) {
+  given_configuration("period_for_automatic_generation", "period_for_automatic_generation = 1");
+  ASSERT_TRUE(init());
+  std::string const run = "[diagnostic_manager] Generating period diagnostic reports";
+  ASSERT_TRUE(service.start());
+  ASSERT_TRUE(log.wait_for(spdlog::level::info, run, 60s));
+  ASSERT_TRUE(service.stop(0));
+  log.clear();
+  // A witness of the same period, armed later: had the service's timer gone on, it would have expired before.
+  mura_common::Timer witness;
+  std::promise<void> twice;
+  int expiries = 0;
+  ASSERT_TRUE(witness.start(1s, false, [&] {
+    if (++expiries == 2) {
+      twice.set_value();
+    }
+  }));
+  ASSERT_EQ(twice.get_future().wait_for(60s), std::future_status::ready);
+  EXPECT_FALSE(log.holds(spdlog::level::info, run));
+}
+
+TEST_F(ServiceLifecycle, SaysSoWhenThereIsNoPeriodicGeneration) {
   ASSERT_TRUE(init());
   EXPECT_CALL(logger, send_functional_log(13, tavi::logger::log_subtype::diagnostic_periodic_generation,
                                           "Periodic diagnostic report generation has been stopped"));
@@ -112,9 +134,7 @@ class ServiceEvents : public ServiceTest {
     auto const deadline = std::chrono::steady_clock::now() + 60s;
     while (std::chrono::steady_clock::now() < deadline) {
       publish();
-      std::promise<void> none;
-      none.get_future().wait_for(20ms);
-      if (log.holds(spdlog::level::info, line)) {
+      if (log.wait_for(spdlog::level::info, line, 50ms)) {
         return true;
       }
     }
