@@ -10,6 +10,7 @@ import queue
 import re
 import signal
 import socket
+import sqlite3
 import sys
 
 import site_processes
@@ -66,9 +67,9 @@ def say(text):
     print(text, flush=True)
 
 
-def await_reports(site, host, count):
+def await_reports(host, count):
     """Waits until a report of each station has been filed in this run."""
-    filed = host.wait_for(r"has been uploaded on \S*/station_(\d+)/", PATIENCE, count)
+    filed = host.wait_for(r"has been uploaded on .*/station_(\d+)/", PATIENCE, count)
     stations = sorted(int(match.group(1)) for match in filed)
     say(f"reports filed for stations {', '.join(map(str, stations))}")
 
@@ -103,12 +104,13 @@ def run(arguments, events):
     try:
         services = site.start_site()
         say(f"tavi_site listens on 127.0.0.1:{site.port}")
-        site.start_stations(arguments.stations)
+        stations = site.start_stations(arguments.stations)
+        stations.wait_for(r"\S+ connected", PATIENCE, arguments.stations)
         services.wait_for(r"station \d+ \(\S+\) booted", PATIENCE, arguments.stations)
         say(f"{arguments.stations} stations have booted")
         host = site.start_host()
         say(f"the stations maintenance service runs and asks every station each {PERIOD} s")
-        await_reports(site, host, arguments.stations)
+        await_reports(host, arguments.stations)
         show_tree(site)
         show_rows(site)
         if not arguments.once:
@@ -146,7 +148,7 @@ def main():
         # Asked to stop before the reports had arrived, or while the site was up: a success only in the second case.
         say("stopped")
         return 1 if arguments.once else 0
-    except site_processes.SiteError as error:
+    except (site_processes.SiteError, OSError, sqlite3.Error) as error:
         print(f"run: {error}", file=sys.stderr)
         return 1
     return 0

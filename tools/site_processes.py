@@ -5,9 +5,11 @@ import pathlib
 import re
 import signal
 import sqlite3
+import stat
 import subprocess
 import threading
 import time
+import urllib.parse
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
@@ -201,11 +203,19 @@ class Site:
         """The files below the storage directory with their sizes, sorted."""
         if not self.reports_root.exists():
             return []
-        return sorted((path, path.stat().st_size) for path in self.reports_root.rglob("*") if path.is_file())
+        found = []
+        for path in self.reports_root.rglob("*"):
+            try:
+                status = path.stat()
+            except FileNotFoundError:
+                continue  # evicted meanwhile
+            if stat.S_ISREG(status.st_mode):
+                found.append((path, status.st_size))
+        return sorted(found)
 
     def rows(self):
         """The rows of the table of reports, as dictionaries."""
-        database = sqlite3.connect(f"file:{self.working_dir}/stations_maintenance_service.db?mode=ro", uri=True,
+        database = sqlite3.connect(f"file:{urllib.parse.quote(str(self.working_dir))}/stations_maintenance_service.db?mode=ro", uri=True,
                                    timeout=10)
         try:
             database.row_factory = sqlite3.Row

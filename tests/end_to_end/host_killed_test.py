@@ -1,5 +1,6 @@
 """The host is killed with SIGKILL while reports arrive; what is on disk afterwards is whole."""
 
+import concurrent.futures
 import hashlib
 import os
 import random
@@ -63,15 +64,16 @@ class HostKilled(SiteCase):
             sent[name] = hashlib.sha256(content).hexdigest()
             file = self.state / "to_upload"
             file.write_bytes(content)
-            upload = threading.Thread(target=curl, args=("-T", file, station.locations[-1] + name))
-            upload.start()
+            upload = concurrent.futures.ThreadPoolExecutor(1).submit(curl, "-T", file, station.locations[-1] + name)
             # From before the announcement to after the filing: the moment is left to chance.
             host.wait_for(rf"Trying to save file|{name} uploaded on tavi", PATIENCE)
             threading.Event().wait(chance.uniform(0, 0.15))
             host.kill()
             site.forget(host)
-            upload.join()
+            self.assertEqual(upload.result()[0], 201)
             self.assert_files_are_whole(site, sent)
+        # The moments were on either side of the filing, or this would have shown little.
+        self.assertGreater(len(site.reports()), 0)
 
     def assert_files_are_whole(self, site, sent):
         rows = {row["diagnostic_id"]: row for row in site.rows()}

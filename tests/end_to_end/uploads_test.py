@@ -13,11 +13,14 @@ from site_case import PATIENCE, RawConnection, SiteCase, curl, wait_until
 UNKNOWN = "A" * 43
 
 
-class Uploads(SiteCase):
-    site_settings = {"uploads.max_file_size_mib": 1, "uploads.idle_time_out": 2, "uploads.total_time_out": 4}
+class UploadCase(SiteCase):
+    site_settings = {"uploads.max_file_size_mib": 1}
 
     def setUp(self):
         super().setUp()
+        # Two folders deeper than what is watched, so that a name that leads upwards would be seen.
+        self.outside = self.state
+        self.state = self.state / "one" / "two"
         self.site = self.make_site({"diagnostic_report.period_for_automatic_generation": 1})
         services = self.site.start_site()
         self.station = Station(self.site.port, "CS-1")
@@ -47,6 +50,23 @@ class Uploads(SiteCase):
     def head(self, path, length, more=""):
         return f"PUT {path} HTTP/1.1\r\nHost: site\r\nContent-Length: {length}\r\n{more}\r\n".encode("latin-1")
 
+    def upload_raw(self, name):
+        connection = self.connect()
+        connection.send(self.head(self.fresh_path() + name, 7) + b"content")
+        self.assertEqual(connection.status(), 201)
+
+    def placed(self):
+        return [row for row in self.site.rows() if row["full_path"] != "tmp"]
+
+    def files_outside(self):
+        """Every file but reports, spool, logs and databases."""
+        left_out = (self.site.reports_root, self.site.spool, self.state / "logs", self.state / "site" / "event_log")
+        return sorted(path for path in self.outside.rglob("*")
+                      if path.is_file() and not any(folder in path.parents for folder in left_out)
+                      and ".db" not in path.name)
+
+
+class Uploads(UploadCase):
     def test_an_unknown_token_is_refused_before_a_body_byte_is_read(self):
         connection = self.connect()
         connection.send(self.head(f"/upload/{UNKNOWN}/a", 1_000_000, "Expect: 100-continue\r\n"))
@@ -90,33 +110,13 @@ class Uploads(SiteCase):
         self.assertEqual(self.put(path + "whole"), 201)
         self.host.wait_for("File whole has been uploaded", PATIENCE)
 
-    def test_one_byte_a_second_is_too_slow(self):
-        path = self.fresh_path()
-        slow = self.connect()
-        slow.send(self.head(path + "slow", 1000))
-        stop = threading.Event()
-
-        def drip():
-            while not stop.wait(1):
-                try:
-                    slow.send(b"x")
-                except OSError:
-                    return
-
-        dripping = threading.Thread(target=drip)
-        dripping.start()
-        begin = time.monotonic()
-        self.assertEqual(slow.status(), 408)
-        stop.set()
-        dripping.join()
-        self.assertGreater(time.monotonic() - begin, 3)
-        self.assertEqual(self.put(path + "quick"), 201)
-
     def test_names_lead_nowhere_else(self):
         names = {
             "slash": ("a/b/c.bin", "c.bin"),
             "encoded slash": ("a%2Fb.bin", "b.bin"),
-            "dots": ("..%2F..%2F..%2Fup.bin", "up.bin"),
+            "one folder up": ("..%2Fup.bin", "up.bin"),
+            "two folders up": ("..%2F..%2Fup.bin", "up.bin"),
+            "four folders up": ("..%2F..%2F..%2F..%2Fup.bin", "up.bin"),
             "long": ("n" * 300 + ".bin", None),
             "no UTF-8": ("bad%FF%FEname.bin", None),
             "quotes and blanks": ("a%20%22b%22%27.bin", "a \"b\"'.bin"),
@@ -140,20 +140,31 @@ class Uploads(SiteCase):
         self.assertEqual(self.files_outside(), before)
         self.assert_tree_and_table_agree(self.site)
 
-    def upload_raw(self, name):
-        connection = self.connect()
-        connection.send(self.head(self.fresh_path() + name, 7) + b"content")
-        self.assertEqual(connection.status(), 201)
 
-    def placed(self):
-        return [row for row in self.site.rows() if row["full_path"] != "tmp"]
+class SlowUploads(UploadCase):
+    site_settings = {"uploads.idle_time_out": 3, "uploads.total_time_out": 6}
 
-    def files_outside(self):
-        """Every file of the state folder but reports, spool, logs and databases."""
-        left_out = (self.site.reports_root, self.site.spool, self.state / "logs", self.state / "site" / "event_log")
-        return sorted(path for path in self.state.rglob("*")
-                      if path.is_file() and not any(folder in path.parents for folder in left_out)
-                      and ".db" not in path.name)
+    def test_one_byte_a_second_is_too_slow(self):
+        path = self.fresh_path()
+        slow = self.connect()
+        slow.send(self.head(path + "slow", 1000))
+        stop = threading.Event()
+
+        def drip():
+            while not stop.wait(1):
+                try:
+                    slow.send(b"x")
+                except OSError:
+                    return
+
+        dripping = threading.Thread(target=drip)
+        dripping.start()
+        begin = time.monotonic()
+        self.assertEqual(slow.status(), 408)
+        stop.set()
+        dripping.join()
+        self.assertGreater(time.monotonic() - begin, 3)
+        self.assertEqual(self.put(path + "quick"), 201)
 
 
 if __name__ == "__main__":
