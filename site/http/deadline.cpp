@@ -4,8 +4,16 @@
 
 namespace tavi::site {
 
-struct deadline::members {
+namespace {
+
+constexpr auto cancel_interval = std::chrono::milliseconds(50);
+
+}  // namespace
+
+struct deadline::members : std::enable_shared_from_this<deadline::members> {
   explicit members(boost::beast::tcp_stream& guarded) : stream(&guarded), timer(guarded.get_executor()) {}
+
+  void wait(std::uint64_t begun_round);
 
   boost::beast::tcp_stream* stream;
   boost::asio::steady_timer timer;
@@ -13,6 +21,20 @@ struct deadline::members {
   std::uint64_t round = 0;
   bool over = false;
 };
+
+void deadline::members::wait(std::uint64_t begun_round) {
+  timer.async_wait([kept = shared_from_this(), begun_round](boost::system::error_code error) {
+    if (error || kept->stream == nullptr || kept->round != begun_round) {
+      return;
+    }
+    kept->over = true;
+    kept->stream->cancel();
+    // A read made of several smaller ones may just be between two of them, where nothing is there to be
+    // ended, and would begin the next one without any limit.
+    kept->timer.expires_after(cancel_interval);
+    kept->wait(begun_round);
+  });
+}
 
 deadline::deadline(boost::beast::tcp_stream& guarded) : own(std::make_shared<members>(guarded)) {
 }
@@ -26,13 +48,7 @@ void deadline::start(std::chrono::milliseconds time) {
   own->over = false;
   auto const round = ++own->round;
   own->timer.expires_after(time);
-  own->timer.async_wait([kept = own, round](boost::system::error_code error) {
-    if (error || kept->stream == nullptr || kept->round != round) {
-      return;
-    }
-    kept->over = true;
-    kept->stream->cancel();
-  });
+  own->wait(round);
 }
 
 void deadline::stop() {

@@ -5,6 +5,7 @@
 #include <boost/asio/post.hpp>
 #include <future>
 #include <thread>
+#include <utility>
 
 /// The site's event loop on a thread of its own, so that a test can be a blocking client of it.
 class loop_thread {
@@ -23,6 +24,19 @@ class loop_thread {
     return answer.get();
   }
 
+  /// Keeps the loop from doing anything until `resume` is called.
+  void suspend() {
+    std::promise<void> begun;
+    boost::asio::post(loop, [&begun, resumed = resumption.get_future()] {
+      begun.set_value();
+      resumed.wait();
+    });
+    begun.get_future().wait();
+  }
+
+  /// Lets a suspended loop go on.
+  void resume() { std::exchange(resumption, std::promise<void>()).set_value(); }
+
   /// Waits until everything that the loop was asked to do is done.
   void finish() {
     guard.reset();
@@ -35,5 +49,6 @@ class loop_thread {
 
  private:
   boost::asio::executor_work_guard<boost::asio::io_context::executor_type> guard;
+  std::promise<void> resumption;
   std::thread thread;
 };
