@@ -17,6 +17,7 @@
 
 #include "event_log/event_log.h"
 #include "folder_lock.h"
+#include "http/descriptor_limit.h"
 #include "http/http_listener.h"
 #include "network/network_service.h"
 #include "ocpp/central_system.h"
@@ -31,8 +32,9 @@ namespace {
 
 namespace asio = boost::asio;
 
-/// Connections beside those of the stations: uploads, and whoever knocks.
-constexpr std::size_t further_connections = 256;
+/// Connections that are no station's yet: uploads, and whoever knocks. The stations' WebSockets have a limit
+/// of their own, so that strangers cannot take their places.
+constexpr std::size_t plain_connections = 256;
 /// More than the stations' farewell takes.
 constexpr std::chrono::seconds stop_patience(5);
 
@@ -64,9 +66,9 @@ upload_options spool_options(site_options const& options) {
   return chosen;
 }
 
-http_limits connection_limits(site_options const& options) {
+http_limits connection_limits() {
   http_limits limits;
-  limits.connections = options.station_limit + further_connections;
+  limits.connections = plain_connections;
   return limits;
 }
 
@@ -109,7 +111,7 @@ site::members::members(site_options chosen)
               [this](std::string const& token, std::string const& name, std::string const& path) {
                 upload_events.publish_file_uploaded(token, name, path);
               }),
-      listener(loop, connection_limits(options)),
+      listener(loop, connection_limits()),
       tokens(uploads),
       logger_server(events),
       token_server(tokens),
@@ -185,6 +187,8 @@ site::~site() {
 }
 
 bool site::start() {
+  // A limit that cannot be raised still serves a smaller site.
+  raise_descriptor_limit();
   // The publishers come first, because what the spool still holds is announced as soon as it is read. The
   // servers come last, because they ask all the others.
   bool const is_ready = own->prepare_state() && own->events.start() && own->station_events.start() &&

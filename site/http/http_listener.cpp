@@ -35,6 +35,10 @@ struct route_entry {
 
 using connection_list = std::list<std::unique_ptr<http_exchange>>;
 
+// For what is read ahead of the parser besides a header: a piece of a body, or a chunk's extensions or the
+// trailer, which the parser takes only when they are whole.
+constexpr std::size_t read_ahead_bytes = 64 * 1024;
+
 enum class header_result { complete, closed, malformed, too_large, too_slow };
 
 std::string name_of(tcp::endpoint const& end) {
@@ -94,10 +98,12 @@ struct http_listener::members : std::enable_shared_from_this<http_listener::memb
 
   void bind(tcp::endpoint const& end);
   http_route const* find_route(std::string_view target) const;
+  std::size_t count_own_connections() const;
   void open_connection(tcp::socket socket);
   void note_accept_failure(boost::system::error_code const& error);
 
   asio::awaitable<void> accept_all();
+  asio::awaitable<bool> accept_next();
   asio::awaitable<bool> serve_request(http_exchange& exchange);
   asio::awaitable<void> serve(connection_list::iterator place);
 
@@ -136,11 +142,19 @@ void http_listener::members::note_accept_failure(boost::system::error_code const
   }
 }
 
+/// A stream that a route has moved away leaves a closed one behind.
+std::size_t http_listener::members::count_own_connections() const {
+  auto const count = std::count_if(connections.begin(), connections.end(), [](auto const& connection) {
+    return connection->stream.socket().is_open();
+  });
+  return static_cast<std::size_t>(count);
+}
+
 void http_listener::members::open_connection(tcp::socket socket) {
-  if (connections.size() >= limits.connections) {
+  if (count_own_connections() >= limits.connections) {
     if (!std::exchange(is_full, true)) {
       spdlog::warn("[http_listener] {} connections are open, the most allowed; further ones are closed",
-                   connections.size());
+                   limits.connections);
     }
     return;
   }
@@ -151,9 +165,10 @@ void http_listener::members::open_connection(tcp::socket socket) {
     return;
   }
   socket.set_option(tcp::no_delay(true), error);
+  boost::beast::flat_buffer buffer(limits.header_bytes + read_ahead_bytes);
   auto const place = connections.insert(
       connections.end(), std::make_unique<http_exchange>(boost::beast::tcp_stream(std::move(socket)),
-                                                         boost::beast::flat_buffer(), name_of(peer)));
+                                                         std::move(buffer), name_of(peer)));
   asio::co_spawn(
       loop, [self = shared_from_this(), place] { return self->serve(place); },
       [self = shared_from_this(), place](std::exception_ptr) { self->connections.erase(place); });
@@ -161,20 +176,34 @@ void http_listener::members::open_connection(tcp::socket socket) {
 
 asio::awaitable<void> http_listener::members::accept_all() {
   while (is_running) {
-    boost::system::error_code error;
-    auto socket = co_await acceptor.async_accept(asio::redirect_error(asio::use_awaitable, error));
-    if (!is_running) {
-      break;
+    auto is_accepted = false;
+    try {
+      is_accepted = co_await accept_next();
+    } catch (std::exception const& failure) {
+      spdlog::error("[http_listener] a connection could not be opened: {}", failure.what());
     }
-    if (!error) {
-      is_accept_failing = false;
-      open_connection(std::move(socket));
-      continue;
+    if (!is_accepted && is_running) {
+      boost::system::error_code ignored;
+      pause.expires_after(limits.accept_pause);
+      co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
     }
-    note_accept_failure(error);
-    pause.expires_after(limits.accept_pause);
-    co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, error));
   }
+}
+
+/// @return false when there should be a pause before the next one
+asio::awaitable<bool> http_listener::members::accept_next() {
+  boost::system::error_code error;
+  auto socket = co_await acceptor.async_accept(asio::redirect_error(asio::use_awaitable, error));
+  if (!is_running) {
+    co_return false;
+  }
+  if (error) {
+    note_accept_failure(error);
+    co_return false;
+  }
+  is_accept_failing = false;
+  open_connection(std::move(socket));
+  co_return true;
 }
 
 asio::awaitable<bool> http_listener::members::serve_request(http_exchange& exchange) {

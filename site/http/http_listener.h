@@ -15,7 +15,9 @@ namespace tavi::site {
 struct http_limits {
   std::chrono::milliseconds header_time = std::chrono::seconds(10);  ///< for a whole request header
   std::size_t header_bytes = 16 * 1024;                              ///< of a request header
-  std::size_t connections = 1024;  ///< open at once, WebSockets included; further ones are closed
+  /// Open at once that no route has moved away, as it moves WebSockets; further ones are closed. Routes bound
+  /// what they move away themselves.
+  std::size_t connections = 1024;
   std::chrono::milliseconds accept_pause = std::chrono::milliseconds(200);  ///< after a failed accept
 };
 

@@ -2,15 +2,21 @@
 
 #include <sys/resource.h>
 
+#include <array>
 #include <chrono>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <spdlog/sinks/base_sink.h>
 #include <boost/asio/buffer.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 
 #include "http/http_answer.h"
@@ -169,6 +175,29 @@ TEST_F(HttpListenerTest, HalfAHeaderIsAnsweredWhenItsTimeIsOver) {
   EXPECT_EQ(client.end, connection_end::closed);
 }
 
+TEST_F(HttpListenerTest, HeadersThatComeWhileTheirTimeRunsOutAreAnswered) {
+  auto limits = small_limits();
+  limits.header_time = std::chrono::milliseconds(50);
+  start(limits);
+  std::array<std::unique_ptr<raw_client>, 6> clients;
+  for (auto& client : clients) {
+    client = std::make_unique<raw_client>(port);
+    client->send("GET /a/ HTTP/1.1\r\nX: ");
+  }
+  // What came by the end of the time takes more than one read, and the time is over between two of them.
+  site.suspend();
+  for (auto const& client : clients) {
+    client->send(std::string(1000, 'x'));
+  }
+  EXPECT_FALSE(clients[0]->has_bytes_within(2 * limits.header_time));
+  site.resume();
+
+  for (auto const& client : clients) {
+    EXPECT_EQ(status_of(client->read_to_end()), 408);
+    EXPECT_EQ(client->end, connection_end::closed);
+  }
+}
+
 TEST_F(HttpListenerTest, SilentConnectionIsClosedWithoutAnAnswer) {
   auto limits = small_limits();
   limits.header_time = std::chrono::milliseconds(50);
@@ -203,6 +232,73 @@ TEST_F(HttpListenerTest, ConnectionsOverTheLimitAreClosedUntilAnotherOneEnds) {
     status = status_of(third.read_answer());
   }
   EXPECT_EQ(status, 200);
+}
+
+TEST_F(HttpListenerTest, ConnectionThatARouteMovedAwayTakesNoPlace) {
+  auto limits = small_limits();
+  limits.connections = 1;
+  start(limits);
+  std::unique_ptr<boost::beast::tcp_stream> moved;
+  asio::steady_timer farewell(site.loop, std::chrono::hours(1));
+  site.call([&] {
+    listener->add_route("/keep", [&](http_exchange& exchange) -> asio::awaitable<bool> {
+      moved = std::make_unique<boost::beast::tcp_stream>(std::move(exchange.stream));
+      asio::write(*moved, asio::buffer("kept", 4));
+      boost::system::error_code ignored;
+      co_await farewell.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+      co_return false;
+    });
+  });
+  raw_client station(port);
+  station.send("GET /keep HTTP/1.1\r\n\r\n");
+  ASSERT_TRUE(station.receive_until("kept"));
+
+  raw_client client(port);
+  client.send("GET /a/ HTTP/1.1\r\n\r\n");
+  EXPECT_EQ(status_of(client.read_answer()), 200);
+  raw_client further(port);
+  EXPECT_EQ(further.read_to_end(), "") << "the one place is taken now";
+
+  site.call([&] {
+    farewell.cancel();
+    moved.reset();
+  });
+}
+
+/// Fails whenever something is said at the level of warnings.
+class failing_sink : public spdlog::sinks::base_sink<std::mutex> {
+ protected:
+  void sink_it_(spdlog::details::log_msg const& message) override {
+    if (message.level == spdlog::level::warn) {
+      throw std::runtime_error("a fault of the log");
+    }
+  }
+  void flush_() override {}
+};
+
+TEST_F(HttpListenerTest, ExceptionWhileAConnectionIsOpenedDoesNotEndAccepting) {
+  spdlog::default_logger()->sinks().push_back(std::make_shared<failing_sink>());
+  spdlog::default_logger()->set_error_handler(
+      [](std::string const& text) { throw std::runtime_error(text); });
+  auto limits = small_limits();
+  limits.connections = 1;
+  start(limits);
+  auto first = std::make_unique<raw_client>(port);
+  first->send("GET /a/ HTTP/1.1\r\n\r\n");
+  ASSERT_EQ(status_of(first->read_answer()), 200);
+  raw_client second(port);
+  EXPECT_EQ(second.read_to_end(), "");
+
+  first.reset();
+
+  auto status = 0;
+  for (auto attempt = 0; attempt < 1000 && status == 0; ++attempt) {
+    raw_client third(port);
+    third.send("GET /a/ HTTP/1.1\r\n\r\n");
+    status = status_of(third.read_answer());
+  }
+  EXPECT_EQ(status, 200);
+  EXPECT_TRUE(log.holds(spdlog::level::err, "could not be opened: a fault of the log"));
 }
 
 TEST_F(HttpListenerTest, ExceptionOfARouteEndsItsConnectionOnly) {
