@@ -8,8 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -46,7 +44,8 @@ std::set<std::string> find_ids(fs::path const& folder, std::error_code& error) {
 std::error_code make_folder(fs::path const& folder) {
   std::error_code error;
   if (fs::create_directories(folder, error)) {
-    fs::permissions(folder, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec, error);
+    // Whoever takes a file away needs to write to the folder; the file itself need only be readable.
+    fs::permissions(folder, fs::perms::owner_all | fs::perms::group_all, error);
   }
   if (!error && !fs::is_directory(folder)) {
     error = std::make_error_code(std::errc::not_a_directory);
@@ -55,6 +54,25 @@ std::error_code make_folder(fs::path const& folder) {
     error = {errno, std::generic_category()};
   }
   return error;
+}
+
+/// The whole content of a file; what was read of it when there is an error.
+std::string read_file(fs::path const& path, std::error_code& error) {
+  std::string content;
+  auto const file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) {
+    error = {errno, std::generic_category()};
+    return content;
+  }
+  std::array<char, 4096> chunk;
+  auto count = ::read(file, chunk.data(), chunk.size());
+  while (count > 0) {
+    content.append(chunk.data(), static_cast<std::size_t>(count));
+    count = ::read(file, chunk.data(), chunk.size());
+  }
+  error = count < 0 ? std::error_code(errno, std::generic_category()) : std::error_code();
+  ::close(file);
+  return content;
 }
 
 std::chrono::seconds time_left(spool_record const& record, std::chrono::system_clock::time_point wall_now) {
@@ -88,7 +106,12 @@ std::optional<std::vector<finished_upload>> spool::open(std::chrono::steady_cloc
   }
   std::vector<finished_upload> finished;
   for (auto const& id : ids) {
-    auto const upload = recover(id, now, wall_now);
+    auto const upload = recover(id, now, wall_now, error);
+    if (error) {
+      spdlog::error("[spool] leaves upload {} in {} until the next start, it cannot be read: {}", id,
+                    folder.string(), error.message());
+      continue;
+    }
     if (!upload) {
       spdlog::info("[spool] removes what is left of upload {} in {}", id, folder.string());
       remove(id);
@@ -103,17 +126,19 @@ std::optional<std::vector<finished_upload>> spool::open(std::chrono::steady_cloc
 
 std::optional<finished_upload> spool::recover(std::string const& id,
                                               std::chrono::steady_clock::time_point now,
-                                              std::chrono::system_clock::time_point wall_now) const {
+                                              std::chrono::system_clock::time_point wall_now,
+                                              std::error_code& error) const {
   auto const paths = make_spool_paths(folder, id);
-  std::error_code error;
-  if (!fs::is_regular_file(fs::symlink_status(paths.data, error))) {
+  auto const kind = fs::symlink_status(paths.data, error);
+  auto const bytes = fs::is_regular_file(kind) ? fs::file_size(paths.data, error) : 0;
+  auto const text = fs::is_regular_file(kind) && !error ? read_file(paths.sidecar, error) : std::string();
+  // An upload was acknowledged, so it is given up only when it is certain that nothing is known about it.
+  if (error == std::errc::no_such_file_or_directory) {
+    error.clear();
     return std::nullopt;
   }
-  std::ifstream sidecar(paths.sidecar, std::ios::binary);
-  std::string const text(std::istreambuf_iterator<char>(sidecar), {});
-  auto const record = read_spool_record(text);
-  auto const bytes = fs::file_size(paths.data, error);
-  if (!record || error) {
+  auto const record = error ? std::nullopt : read_spool_record(text);
+  if (!record) {
     return std::nullopt;
   }
   return finished_upload{
@@ -134,7 +159,8 @@ std::unique_ptr<partial_upload> spool::begin(std::error_code& error) {
     return nullptr;
   }
   auto upload = std::make_unique<partial_upload>(folder, id, file, budget);
-  // The mode that was asked for is cut by the process's mask, but the owner of the file may be in the group.
+  // The mode that was asked for is cut by the process's mask, but who takes the file away may be in the
+  // group.
   if (::fchmod(file, data_mode) != 0) {
     error = {errno, std::generic_category()};
     return nullptr;

@@ -22,11 +22,12 @@ namespace tavi::site {
 /// themselves. Other files in the folder are left alone. Used on the event loop only.
 class spool {
  public:
-  /// @param folder        is made when it does not exist, with mode 0750
+  /// @param folder        is made when it does not exist, with mode 0770: who takes files away writes to it
   /// @param budget_bytes  what all files together may hold at most
   spool(std::filesystem::path folder, std::uint64_t budget_bytes);
 
-  /// Prepares the folder: partial uploads, and files that nothing is known about, are removed.
+  /// Prepares the folder: partial uploads, and files that nothing is known about, are removed. What cannot be
+  /// read at present is left for the next start, with a line in the log.
   /// @return the finished uploads that are still there; empty, with a line in the log that names the folder,
   ///         when it cannot be used
   [[nodiscard]] std::optional<std::vector<finished_upload>> open(
@@ -51,7 +52,8 @@ class spool {
 
  private:
   std::optional<finished_upload> recover(std::string const& id, std::chrono::steady_clock::time_point now,
-                                         std::chrono::system_clock::time_point wall_now) const;
+                                         std::chrono::system_clock::time_point wall_now,
+                                         std::error_code& error) const;
   void forget_taken();
 
   std::filesystem::path folder;

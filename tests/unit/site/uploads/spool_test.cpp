@@ -74,7 +74,7 @@ class SpoolTest : public testing::Test {
 using name_set = std::set<std::string>;
 
 TEST_F(SpoolTest, FolderIsMadeForOwnerAndGroup) {
-  EXPECT_EQ(mode_of(folder), 0750U);
+  EXPECT_EQ(mode_of(folder), 0770U) << "who takes files away writes to the folder";
   EXPECT_TRUE(names().empty());
 }
 
@@ -236,6 +236,28 @@ INSTANTIATE_TEST_SUITE_P(
                     leftover{"sidecar of a file taken away", {".json"}, good_sidecar},
                     leftover{"empty sidecar", {".upload", ".json"}, ""},
                     leftover{"half a sidecar", {".upload", ".json"}, R"({"token":"t")"}));
+
+TEST_F(SpoolTest, UploadWhoseSidecarCannotBeReadIsLeftForTheNextStart) {
+  auto const link = put("content");
+  auto const sidecar = folder / (link + ".json");
+  fs::rename(sidecar, root.path() / "aside");
+  fs::create_symlink(sidecar, sidecar);
+  auto const unreadable = put("content");
+  fs::remove(folder / (unreadable + ".json"));
+  fs::create_directory(folder / (unreadable + ".json"));
+
+  EXPECT_TRUE(open().empty());
+
+  EXPECT_EQ(content_of(folder / (link + ".upload")), "content");
+  EXPECT_EQ(content_of(folder / (unreadable + ".upload")), "content");
+  EXPECT_TRUE(log.holds(spdlog::level::err, link));
+  EXPECT_TRUE(log.holds(spdlog::level::err, "Is a directory"));
+
+  fs::rename(root.path() / "aside", sidecar);
+  auto const left = open();
+  ASSERT_EQ(left.size(), 1U);
+  EXPECT_EQ(left[0].id, link);
+}
 
 TEST_F(SpoolTest, FilesOfOthersAreLeftAlone) {
   for (auto const* const name : {"notes.part", "0123.upload", "0123456789abcdef0123456789abcdeX.part",
