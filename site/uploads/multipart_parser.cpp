@@ -31,6 +31,9 @@ multipart_parser::state multipart_parser::feed(std::string_view chunk, std::stri
     pending += chunk;
     while (current == state::reading && step(file)) {
     }
+    // Once for all the parts of a chunk, because what follows is moved each time.
+    pending.erase(0, begin);
+    begin = 0;
   }
   return current;
 }
@@ -53,18 +56,19 @@ bool multipart_parser::step(std::string& file) {
 }
 
 bool multipart_parser::skip_or_copy(std::string* file) {
-  auto const found = pending.find(delimiter);
+  auto const text = rest();
+  auto const found = text.find(delimiter);
   auto const is_found = found != std::string::npos;
   // What could be the beginning of a boundary waits for the next piece.
-  auto const certain = is_found ? found : pending.size() - std::min(pending.size(), delimiter.size() - 1);
+  auto const certain = is_found ? found : text.size() - std::min(text.size(), delimiter.size() - 1);
   if (!is_found && certain < dropped) {
     return false;
   }
   if (file != nullptr && certain > dropped) {
-    file->append(pending, dropped, certain - dropped);
+    file->append(text.substr(dropped, certain - dropped));
   }
   dropped = 0;
-  pending.erase(0, is_found ? certain + delimiter.size() : certain);
+  begin += is_found ? certain + delimiter.size() : certain;
   if (is_found) {
     position = place::after_boundary;
   }
@@ -72,49 +76,51 @@ bool multipart_parser::skip_or_copy(std::string* file) {
 }
 
 bool multipart_parser::read_boundary_end() {
-  if (pending.starts_with("--")) {
+  auto const text = rest();
+  if (text.starts_with("--")) {
     position = place::epilogue;
     current = state::complete;
-    pending.clear();
+    begin = pending.size();
     return false;
   }
-  if (pending.empty() || pending == "-") {
+  if (text.empty() || text == "-") {
     return false;
   }
-  auto const end = pending.find_first_not_of(" \t");
+  auto const end = text.find_first_not_of(" \t");
   if (end == std::string::npos) {
-    return pending.size() > padding_limit ? fail() : false;
+    return text.size() > padding_limit ? fail() : false;
   }
-  if (pending.compare(end, std::string::npos, "\r") == 0) {
+  if (text.substr(end) == "\r") {
     return false;
   }
-  if (pending.compare(end, line_end.size(), line_end) != 0) {
+  if (!text.substr(end).starts_with(line_end)) {
     return fail();
   }
   // The line end stays: it is also the one before an empty header's blank line.
-  pending.erase(0, end);
+  begin += end;
   position = place::header;
   is_file_part = false;
   return true;
 }
 
 bool multipart_parser::read_header() {
-  auto const end = pending.find("\r\n\r\n");
-  if (std::min(end, pending.size()) > header_limit) {
+  auto const text = rest();
+  auto const end = text.find("\r\n\r\n");
+  if (std::min(end, text.size()) > header_limit) {
     return fail();
   }
   if (end == std::string::npos) {
     return false;
   }
-  std::string_view rest(pending.data(), end);
-  while (!rest.empty()) {
-    rest.remove_prefix(line_end.size());
-    auto const line = rest.substr(0, rest.find(line_end));
+  auto fields = text.substr(0, end);
+  while (!fields.empty()) {
+    fields.remove_prefix(line_end.size());
+    auto const line = fields.substr(0, fields.find(line_end));
     read_field(line);
-    rest.remove_prefix(line.size());
+    fields.remove_prefix(line.size());
   }
   // The last line end stays, and is no content: a boundary that follows at once belongs to an empty part.
-  pending.erase(0, end + line_end.size());
+  begin += end + line_end.size();
   dropped = line_end.size();
   position = is_file_part ? place::file : place::between;
   return true;
@@ -135,7 +141,7 @@ void multipart_parser::read_field(std::string_view line) {
 
 bool multipart_parser::fail() {
   current = state::broken;
-  pending.clear();
+  begin = pending.size();
   return false;
 }
 

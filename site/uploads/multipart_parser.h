@@ -14,6 +14,7 @@ namespace tavi::site {
 /// no more than one part header and one boundary, whatever comes. Does no input or output.
 class multipart_parser {
  public:
+  /// How far the body is.
   enum class state {
     reading,   ///< the final boundary has not come yet: a body that ends now is broken
     complete,  ///< the final boundary was read
@@ -38,6 +39,7 @@ class multipart_parser {
  private:
   enum class place { between, after_boundary, header, file, epilogue };
 
+  [[nodiscard]] std::string_view rest() const { return std::string_view(pending).substr(begin); }
   bool step(std::string& file);
   bool skip_or_copy(std::string* file);
   bool read_boundary_end();
@@ -47,6 +49,7 @@ class multipart_parser {
 
   std::string delimiter;
   std::string pending;
+  std::size_t begin = 0;  // of what is pending; the bytes before it are done with
   std::string name;
   std::size_t dropped = 0;  // bytes at the begin of what is pending that are no content
   place position = place::between;

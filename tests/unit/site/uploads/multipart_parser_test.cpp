@@ -1,5 +1,6 @@
 #include "uploads/multipart_parser.h"
 
+#include <chrono>
 #include <ostream>
 #include <string>
 
@@ -177,6 +178,20 @@ TEST(MultipartParserLimitTest, BrokenStaysBrokenAndCompleteStaysComplete) {
   complete.feed(final_line, file);
   EXPECT_EQ(complete.feed("--Bx", file), state::complete);
   EXPECT_EQ(file, "");
+}
+
+TEST(MultipartParserLimitTest, ManySmallPartsAtOnceTakeTimeInProportionOnly) {
+  std::string body;
+  for (auto count = 0; count < 600'000; ++count) {
+    body += "--B\r\n\r\n";
+  }
+  multipart_parser parser("B");
+  std::string file;
+  auto const begun_at = std::chrono::steady_clock::now();
+
+  EXPECT_EQ(parser.feed(body + final_line, file), state::complete);
+
+  EXPECT_LT(std::chrono::steady_clock::now() - begun_at, std::chrono::seconds(30));
 }
 
 TEST(MultipartParserLimitTest, ContentIsHandedOnAsItComes) {
