@@ -16,7 +16,7 @@ struct upload_limits {
   std::chrono::milliseconds idle_time = std::chrono::seconds(30);  ///< in which nothing of a body comes
   std::chrono::milliseconds total_time = std::chrono::hours(1);    ///< for a whole body
   /// For which a finished file waits at least, though its token's life time may end during the upload.
-  std::chrono::milliseconds least_waiting_time = std::chrono::seconds(10);
+  std::chrono::milliseconds least_waiting_time = std::chrono::minutes(10);
 };
 
 /// How the upload server is set up.

@@ -73,6 +73,34 @@ TEST_F(UploadDurabilityTest, FileThatNobodyTookIsRemovedWhenItsTimeIsOver) {
   EXPECT_FALSE(log.holds(spdlog::level::warn, "token-of-before"));
 }
 
+TEST_F(UploadDurabilityTest, FileUploadedAtTheEndOfItsTokensLifeWaitsLongEnough) {
+  options.tokens.life_time = std::chrono::seconds(20);
+  start();
+  auto const begun_at = std::chrono::system_clock::now();
+  ASSERT_EQ(status_for(put(make_token(), "content")), 201);
+
+  auto const files = announced.wait_for(1);
+  ASSERT_FALSE(files.empty());
+  auto const record = read_spool_record(content_of(sidecar_of(files[0].path)));
+  ASSERT_TRUE(record.has_value());
+  EXPECT_GE(record->expires_at, std::chrono::system_clock::to_time_t(begun_at + std::chrono::minutes(10)));
+}
+
+TEST_F(UploadDurabilityTest, FileThatNobodyTookIsRemovedAfterTheTimeThatWasChosen) {
+  options.tokens.life_time = std::chrono::seconds(20);
+  options.upload.least_waiting_time = std::chrono::seconds(40);
+  start();
+  auto const begun_at = std::chrono::system_clock::now();
+  ASSERT_EQ(status_for(put(make_token(), "content")), 201);
+
+  auto const files = announced.wait_for(1);
+  ASSERT_FALSE(files.empty());
+  auto const record = read_spool_record(content_of(sidecar_of(files[0].path)));
+  ASSERT_TRUE(record.has_value());
+  EXPECT_GE(record->expires_at, std::chrono::system_clock::to_time_t(begun_at + std::chrono::seconds(40)));
+  EXPECT_LT(record->expires_at, std::chrono::system_clock::to_time_t(begun_at + std::chrono::minutes(5)));
+}
+
 TEST_F(UploadDurabilityTest, UploadCutByTheEndOfTheSiteLeavesNothing) {
   start();
   raw_client client(port);
