@@ -1,7 +1,9 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <memory>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -96,6 +98,10 @@ INSTANTIATE_TEST_SUITE_P(
         refusal{"chunk without its line end", "PUT", "TOKEN", chunked, "3\r\nconXX\r\n0\r\n\r\n", 400},
         refusal{"chunks that grow too large", "PUT", "TOKEN", chunked,
                 "3e8\r\n" + std::string(1000, 'x') + "\r\n1\r\nx\r\n0\r\n\r\n", 413},
+        refusal{"chunk extension without an end", "PUT", "TOKEN", chunked, "3;" + std::string(200000, 'x'),
+                400},
+        refusal{"trailer without an end", "PUT", "TOKEN", chunked, "0\r\nX: " + std::string(200000, 'x'),
+                400},
         refusal{"one huge chunk", "PUT", "TOKEN", chunked, "ffffff\r\n" + std::string(5000, 'x'), 413},
         bad_multipart("multipart without its final boundary", "--xyz\r\n" + file_header + "content\r\n"),
         bad_multipart("multipart without a file",
@@ -159,6 +165,35 @@ TEST_F(UploadRefusalTest, BodyThatComesByteByByteIsTooSlowInTheEnd) {
   EXPECT_EQ(status_of(client.read_answer()), 408);
   EXPECT_LT(sent, 900);
   EXPECT_EQ(tree(), std::set<std::string>{"spool"});
+}
+
+TEST_F(UploadRefusalTest, ChunkHeadersThatComeWhileTheirTimeRunsOutAreTooSlow) {
+  options.upload.idle_time = milliseconds(50);
+  start();
+  std::vector<std::string> tokens;
+  std::vector<std::unique_ptr<raw_client>> clients;
+  for (auto count = 0; count < 4; ++count) {
+    tokens.push_back(make_token());
+    clients.push_back(std::make_unique<raw_client>(port));
+    clients.back()->send(header("PUT", tokens.back(), chunked + expects));
+    ASSERT_TRUE(clients.back()->receive_until("100 Continue\r\n\r\n"));
+    clients.back()->received.clear();
+    clients.back()->send("3");
+  }
+  // What came by the end of the time takes more than one read, and the time is over between two of them.
+  site.suspend();
+  for (auto const& client : clients) {
+    client->send(";" + std::string(5000, 'x'));
+  }
+  EXPECT_FALSE(raw_client(port).has_bytes_within(2 * options.upload.idle_time));
+  site.resume();
+
+  for (auto const& client : clients) {
+    EXPECT_EQ(status_of(client->read_answer()), 408);
+  }
+  for (auto const& token : tokens) {
+    EXPECT_EQ(status_for(put(token, "content")), 201) << "the token can still be used";
+  }
 }
 
 TEST_F(UploadRefusalTest, BodyHeldBackForEverIsTooSlow) {
