@@ -29,6 +29,7 @@ struct announcement_intervals {
 /// away or its time is over. Only decides: the caller announces and removes.
 class announcer {
  public:
+  /// A moment on the clock that is never set.
   using time_point = std::chrono::steady_clock::time_point;
 
   /// What is to be done at a moment.
@@ -38,6 +39,7 @@ class announcer {
     std::vector<finished_upload> expired;      ///< nobody took them; they are not followed any more
   };
 
+  /// Follows no upload yet. @param intervals  see `announcement_intervals`
   explicit announcer(announcement_intervals const& intervals);
 
   /// Follows an upload from now on; its first announcement is due at once.

@@ -45,6 +45,7 @@ struct token_grant {
 /// called from any thread.
 class token_store {
  public:
+  /// A moment on the clock that is never set.
   using time_point = std::chrono::steady_clock::time_point;
   /// Fills bytes with randomness fit for secrets. @return false when there is none
   using random_source = std::function<bool(std::span<std::uint8_t> bytes)>;

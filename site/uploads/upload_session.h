@@ -15,6 +15,7 @@ namespace tavi::site {
 
 /// What every upload of a server shares.
 struct upload_services {
+  /// Nothing is open and no token is made yet. @param options  see `upload_options`
   explicit upload_services(upload_options const& options)
       : limits(options.upload),
         tokens(options.tokens),
