@@ -1,11 +1,11 @@
 #include "simulation/diagnostics_request.h"
 
+#include <fmt/chrono.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
-
-#include "simulation/utc_time.h"
 
 namespace tavi::site::simulation {
 namespace {
@@ -63,7 +63,9 @@ std::variant<diagnostics_request, request_fault> parse_diagnostics_request(nlohm
 
 std::string make_diagnostics_file_name(std::string const& identity,
                                        std::chrono::system_clock::time_point now) {
-  return "diagnostics_" + identity + "_" + to_utc_basic(now) + ".tar.gz";
+  // To the second and without colons, fit for a file name.
+  auto const time = fmt::gmtime(std::chrono::system_clock::to_time_t(now));
+  return fmt::format("diagnostics_{}_{:%Y%m%dT%H%M%SZ}.tar.gz", identity, time);
 }
 
 bool is_worth_retrying(unsigned int http_status) {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "simulation/utc_time.h"
+#include "utc_time.h"
 
 namespace tavi::site::simulation {
 
@@ -16,7 +16,7 @@ bool station_journal::is_open() const {
 }
 
 void station_journal::record(std::string_view kind, std::string_view text) {
-  std::string line = to_utc_extended(std::chrono::system_clock::now());
+  std::string line = to_utc_iso8601(std::chrono::system_clock::now());
   line.append(" ").append(kind).append(" ").append(text);
   auto const is_control = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7f; };
   std::replace_if(line.begin(), line.end(), is_control, ' ');

@@ -9,7 +9,7 @@
 
 #include "simulation/boot_answer.h"
 #include "simulation/spawn_task.h"
-#include "simulation/utc_time.h"
+#include "utc_time.h"
 
 namespace tavi::site::simulation {
 
@@ -23,7 +23,7 @@ json describe_connector(int connector) {
   payload["connectorId"] = connector;
   payload["errorCode"] = "NoError";
   payload["status"] = "Available";
-  payload["timestamp"] = to_utc_extended(std::chrono::system_clock::now());
+  payload["timestamp"] = to_utc_iso8601(std::chrono::system_clock::now());
   return payload;
 }
 

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "simulation/utc_time.h"
+#include "utc_time.h"
 
 namespace tavi::site::simulation {
 namespace {
@@ -29,7 +29,7 @@ std::string describe_configuration(station_options const& options) {
 std::string describe_status(station_options const& options, station_status const& status) {
   json object = json::object();
   object["identity"] = options.identity;
-  object["time"] = to_utc_extended(std::chrono::system_clock::now());
+  object["time"] = to_utc_iso8601(std::chrono::system_clock::now());
   object["connected"] = status.is_connected;
   object["heartbeat_interval_seconds"] = status.heartbeat_interval.count();
   object["last_upload"] = status.last_upload;
