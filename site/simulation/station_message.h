@@ -36,6 +36,7 @@ struct broken_message {
 using central_message = std::variant<central_call, central_result, central_error, broken_message>;
 
 /// Reads one text frame. Pure, throws nothing on bad input. @param text  from outside, any bytes
+/// @return a broken message, that cannot be answered, also when arrays and objects nest deeper than 16 levels
 [[nodiscard]] central_message parse_central_message(std::string const& text);
 
 /// The frame of a call: [2, id, action, payload]; text that is not UTF-8 is replaced, never thrown about.

@@ -38,6 +38,36 @@ TEST(StationMessage, ReadsARefusalWithOrWithoutDetails) {
   }
 }
 
+/// A call whose payload makes it nest this deep.
+std::string nested_call(std::size_t levels) {
+  return R"([2,"z","Foo",{"a":)" + std::string(levels - 2, '[') + std::string(levels - 2, ']') + "}]";
+}
+
+TEST(StationMessage, DropsWhatNestsDeeperThanSixteenLevels) {
+  EXPECT_TRUE(std::holds_alternative<central_call>(parse_central_message(nested_call(16))));
+  for (std::size_t const levels : {17U, 1000U, 500'000U}) {
+    auto const message = parse_central_message(nested_call(levels));
+    auto const* broken = std::get_if<broken_message>(&message);
+    ASSERT_NE(broken, nullptr) << levels;
+    EXPECT_EQ(broken->id, "");
+    EXPECT_EQ(broken->reason, "a message nests at most 16 levels");
+  }
+}
+
+TEST(StationMessage, CountsNoBracketsInTextsAndNoneThatAreClosed) {
+  std::string wide = "[]";
+  for (int count = 0; count < 100; ++count) {
+    wide += ",{}";
+  }
+  auto const brackets = std::string(100, '[');
+  std::vector<std::string> const values = {"\"" + brackets + "\"", "\"\\\"" + brackets + "\"", R"("\\")",
+                                           "[" + wide + "]"};
+  for (auto const& value : values) {
+    auto const message = parse_central_message(R"([2,"7","Reset",{"a":)" + value + "}]");
+    EXPECT_TRUE(std::holds_alternative<central_call>(message)) << value;
+  }
+}
+
 struct broken_row {
   std::string text;
   std::string id;  ///< of the call that can be refused
