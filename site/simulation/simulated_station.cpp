@@ -2,7 +2,6 @@
 
 #include <spdlog/spdlog.h>
 
-#include <atomic>
 #include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -23,10 +22,9 @@ using namespace simulation;
 using nlohmann::json;
 
 struct simulated_station::members : std::enable_shared_from_this<members> {
-  members(asio::io_context& event_loop, station_options settings, station_events told)
+  members(asio::io_context& event_loop, station_options settings)
       : loop(event_loop),
         options(std::make_shared<station_options const>(std::move(settings))),
-        events(std::move(told)),
         pause(loop),
         ready_signal(loop, asio::steady_timer::time_point::max()) {}
 
@@ -48,7 +46,6 @@ struct simulated_station::members : std::enable_shared_from_this<members> {
 
   asio::io_context& loop;
   std::shared_ptr<station_options const> options;
-  station_events events;
   std::shared_ptr<station_journal> journal;
   web_location server;
   asio::steady_timer pause;
@@ -58,11 +55,6 @@ struct simulated_station::members : std::enable_shared_from_this<members> {
   station_status status;
   std::chrono::milliseconds pause_time{};
   bool is_stopping = false;
-  std::atomic<unsigned int> connected{0};
-  std::atomic<unsigned int> booted{0};
-  std::atomic<unsigned int> disconnected{0};
-  std::atomic<unsigned int> uploaded{0};
-  std::atomic<unsigned int> upload_failed{0};
 };
 
 bool simulated_station::members::prepare() {
@@ -151,22 +143,14 @@ std::shared_ptr<station_session> simulated_station::members::make_session() {
 
 void simulated_station::members::on_connected() {
   status.is_connected = true;
-  ++connected;
   spdlog::info("{} connected", options->identity);
-  if (events.on_connected) {
-    events.on_connected();
-  }
 }
 
 void simulated_station::members::on_booted(std::chrono::seconds interval) {
   // Only here, and not when the WebSocket opens: a server that accepts and drops must not be rushed at.
   pause_time = options->pace.first_pause;
   status.heartbeat_interval = interval;
-  ++booted;
   spdlog::info("{} booted", options->identity);
-  if (events.on_booted) {
-    events.on_booted();
-  }
 }
 
 void simulated_station::members::on_session_over(std::string const& reason,
@@ -178,12 +162,8 @@ void simulated_station::members::on_session_over(std::string const& reason,
     }
     return;
   }
-  ++disconnected;
   spdlog::info("{} disconnected", options->identity);
   journal->record("disconnected", reason);
-  if (events.on_disconnected) {
-    events.on_disconnected();
-  }
 }
 
 void simulated_station::members::on_call(central_call const& call) {
@@ -213,9 +193,6 @@ void simulated_station::members::on_get_diagnostics(central_call const& call) {
   json answer = json::object();
   answer["fileName"] = job->file_name();
   session->send(encode_result(call.id, answer));
-  if (events.on_asked) {
-    events.on_asked(job->file_name());
-  }
   if (is_new) {
     spawn_task(loop.get_executor(), deliver_diagnostics(shared_from_this(), job));
   }
@@ -254,18 +231,10 @@ asio::awaitable<upload_outcome> simulated_station::members::make_and_upload(diag
 void simulated_station::members::on_upload_end(std::string const& file, upload_outcome const& outcome) {
   status.last_upload = outcome.is_done ? "Uploaded" : "UploadFailed";
   if (outcome.is_done) {
-    ++uploaded;
     spdlog::info("{} uploaded {} ({} bytes)", options->identity, file, outcome.bytes);
-    if (events.on_uploaded) {
-      events.on_uploaded(file, outcome.bytes);
-    }
     return;
   }
-  ++upload_failed;
   spdlog::warn("{} upload failed: {}", options->identity, outcome.reason);
-  if (events.on_upload_failed) {
-    events.on_upload_failed(outcome.reason);
-  }
 }
 
 asio::awaitable<void> simulated_station::members::report_upload_end(std::string status_name) {
@@ -292,12 +261,11 @@ asio::awaitable<void> simulated_station::members::wait_until_ready() {
   }
 }
 
-simulated_station::simulated_station(asio::io_context& loop, station_options settings, station_events events)
-    : own(std::make_shared<members>(loop, std::move(settings), std::move(events))) {
+simulated_station::simulated_station(asio::io_context& loop, station_options settings)
+    : own(std::make_shared<members>(loop, std::move(settings))) {
 }
 
 simulated_station::~simulated_station() {
-  own->events = {};
   own->halt();
 }
 
@@ -315,10 +283,6 @@ bool simulated_station::start() {
 
 void simulated_station::stop() {
   asio::post(own->loop, [self = own] { self->halt(); });
-}
-
-station_counters simulated_station::counters() const {
-  return {own->connected, own->booted, own->disconnected, own->uploaded, own->upload_failed};
 }
 
 }  // namespace tavi::site

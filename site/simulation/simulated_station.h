@@ -1,33 +1,11 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
-#include <cstdint>
-#include <functional>
 #include <memory>
-#include <string>
 
 #include "simulation/station_options.h"
 
 namespace tavi::site {
-
-/// What a simulated station reports, on the event loop's thread; an empty function is not called.
-struct station_events {
-  std::function<void()> on_connected;                     ///< WebSocket open
-  std::function<void()> on_booted;                        ///< accepted
-  std::function<void()> on_disconnected;                  ///< WebSocket lost or closed
-  std::function<void(std::string const& file)> on_asked;  ///< for diagnostics
-  std::function<void(std::string const& file, std::uint64_t bytes)> on_uploaded;  ///< taken by the server
-  std::function<void(std::string const& reason)> on_upload_failed;                ///< for good
-};
-
-/// How often things have happened to a simulated station since it was made.
-struct station_counters {
-  unsigned int connected = 0;      ///< WebSockets opened
-  unsigned int booted = 0;         ///< BootNotifications accepted
-  unsigned int disconnected = 0;   ///< WebSockets lost or closed
-  unsigned int uploaded = 0;       ///< archives taken by a server
-  unsigned int upload_failed = 0;  ///< archives given up
-};
 
 /// A charging station that speaks OCPP 1.6-J over a WebSocket and uploads its diagnostics over HTTP.
 ///
@@ -39,10 +17,9 @@ class simulated_station {
  public:
   /// @param loop      outlives the station; a single thread runs it
   /// @param settings  checked by `start`
-  /// @param events    see `station_events`
-  simulated_station(boost::asio::io_context& loop, station_options settings, station_events events = {});
+  simulated_station(boost::asio::io_context& loop, station_options settings);
 
-  /// Stops, without waiting for the goodbye; no event follows. On the loop's thread, or when nobody runs it.
+  /// Stops, without waiting for the goodbye. On the loop's thread, or when nobody runs it.
   ~simulated_station();
   simulated_station(simulated_station const&) = delete;
   simulated_station& operator=(simulated_station const&) = delete;
@@ -55,9 +32,6 @@ class simulated_station {
   /// Ends the connection in an orderly way and breaks an upload off; the loop runs out of work then. From any
   /// thread, before `start` or repeatedly too.
   void stop();
-
-  /// How often things have happened. From any thread.
-  [[nodiscard]] station_counters counters() const;
 
  private:
   struct members;

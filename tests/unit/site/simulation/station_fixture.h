@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <chrono>
 #include <filesystem>
@@ -31,7 +32,7 @@ class station_fixture : public ::testing::Test {
 
   /// Makes and starts the station.
   [[nodiscard]] bool start() {
-    station = std::make_unique<tavi::site::simulated_station>(loop, options, events);
+    station = std::make_unique<tavi::site::simulated_station>(loop, options);
     return station->start();
   }
 
@@ -58,11 +59,17 @@ class station_fixture : public ::testing::Test {
     return run_until([&] { return server->count(beginning) >= times; });
   }
 
+  /// How many lines of the log hold `part`.
+  [[nodiscard]] std::ptrdiff_t logged(std::string const& part) const {
+    auto const lines = log.lines();
+    return std::ranges::count_if(
+        lines, [&](log_line const& line) { return line.text.find(part) != std::string::npos; });
+  }
+
   boost::asio::io_context loop;
   temporary_folder folder;
   log_capture log;
   std::unique_ptr<scripted_central_system> server;
   tavi::site::station_options options;
-  tavi::site::station_events events;
   std::unique_ptr<tavi::site::simulated_station> station;
 };
