@@ -27,7 +27,8 @@ diagnostics_job::diagnostics_job(asio::any_io_executor loop, diagnostics_request
 asio::awaitable<std::string> diagnostics_job::prepare(diagnostics_material material) {
   auto const self = shared_from_this();
   if (!target) {
-    co_return "location \"" + request.location + "\" cannot be used, expected http://host:port/path";
+    // Without the location itself, because it holds an upload token.
+    co_return std::string("the location cannot be used, expected http://host:port/path");
   }
   auto failure = co_await archive.make(std::move(material));
   co_return failure;

@@ -14,6 +14,7 @@ using nlohmann::json;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 /// What a command prints, or "failed".
 std::string output_of(std::string const& command) {
@@ -86,6 +87,24 @@ TEST_F(SimulatedDiagnostics, UploadsARealArchiveOfLogConfigurationAndStatus) {
   EXPECT_EQ(status["connectors"].size(), 2U);
 }
 
+TEST_F(SimulatedDiagnostics, KeepsUploadTokensOutOfJournalArchiveAndLog) {
+  std::string const token = "q1Zk5h0yXw3vB8mT-1Zk5h0yXw3vB8mT_1Zk5h0yXw3";
+  auto const folder_url = "127.0.0.1:" + std::to_string(server->port()) + "/upload/" + token + "/";
+  ASSERT_TRUE(run_to_end("Uploaded", "http://" + folder_url));
+  ASSERT_TRUE(run_to_end("UploadFailed", "https://" + folder_url));
+  ASSERT_EQ(server->uploads.size(), 1U);
+  EXPECT_THAT(server->uploads[0].target, HasSubstr(token));
+  auto const archive = folder.write("received.tar.gz", server->uploads[0].body).string();
+  auto const archived = output_of("tar xzOf '" + archive + "'");
+  EXPECT_THAT(archived, HasSubstr("/upload/q1Zk5h.../\""));
+  EXPECT_THAT(archived, Not(HasSubstr(token)));
+  auto const journal = content_of(options.work_folder / "station.log");
+  EXPECT_THAT(journal, HasSubstr("https://127.0.0.1:"));
+  EXPECT_THAT(journal, Not(HasSubstr(token)));
+  EXPECT_EQ(logged("upload failed: the location cannot be used"), 1);
+  EXPECT_EQ(logged(token), 0);
+}
+
 TEST_F(SimulatedDiagnostics, AppendsTheNameWithOneSlashAndEncoded) {
   options.identity = "CS=1";
   for (auto const* end : {"", "/"}) {
@@ -153,7 +172,7 @@ TEST_F(SimulatedDiagnostics, ReportsFailureForALocationItCannotUse) {
     ASSERT_TRUE(station || start_and_boot());
     server->ask_for_diagnostics("d", location);
     ASSERT_TRUE(run_until_traced("DiagnosticsStatusNotification UploadFailed", before + 1));
-    EXPECT_TRUE(log.holds(spdlog::level::warn, "location \"" + std::string(location) + "\" cannot be used"));
+    EXPECT_TRUE(log.holds(spdlog::level::warn, "the location cannot be used, expected http://host"));
   }
   EXPECT_EQ(server->count("DiagnosticsStatusNotification Uploading"), 0U);
   EXPECT_EQ(server->count("upload begins"), 0U);

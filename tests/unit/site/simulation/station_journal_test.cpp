@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "simulation/station_status.h"
 #include "temporary_folder.h"
@@ -31,6 +33,27 @@ TEST(StationJournal, KeepsAMessageWithControlCharactersOnOneLine) {
   auto const content = content_of(journal.path());
   EXPECT_EQ(std::ranges::count(content, '\n'), 1);
   EXPECT_NE(content.find("a b  [31m "), std::string::npos);
+}
+
+TEST(StationJournal, KeepsOnlyTheBeginningOfUploadTokens) {
+  std::vector<std::pair<std::string, std::string>> const rows = {
+      {R"({"location":"http://a:1/upload/abcdefghij/"})", R"({"location":"http://a:1/upload/abcdef.../"})"},
+      {R"("http:\/\/a\/upload\/abcdefghij\/")", R"("http:\/\/a\/upload\/abcdef...\/")"},
+      {"/upload/abcdefghij", "/upload/abcdef..."},
+      {"/upload/abcdefg\" and /upload/gfedcba/x", "/upload/abcdef...\" and /upload/gfedcb.../x"},
+      {"/upload/abcdef/longer-file-name", "/upload/abcdef/longer-file-name"},
+      {"/upload/", "/upload/"},
+      {"/upload", "/upload"},
+      {"/upload\\", "/upload\\"},
+      {"/uploads/abcdefghij", "/uploads/abcdefghij"},
+      {"/uploads/upload/abcdefghij", "/uploads/upload/abcdef..."},
+  };
+  for (auto const& [text, expected] : rows) {
+    temporary_folder const folder;
+    station_journal journal(folder.path() / "log");
+    journal.record("received", text);
+    EXPECT_THAT(content_of(journal.path()), ::testing::EndsWith("Z received " + expected + "\n"));
+  }
 }
 
 TEST(StationJournal, ContinuesAnExistingFile) {
