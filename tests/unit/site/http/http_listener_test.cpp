@@ -182,6 +182,8 @@ TEST_F(HttpListenerTest, HeadersThatComeWhileTheirTimeRunsOutAreAnswered) {
   std::array<std::unique_ptr<raw_client>, 6> clients;
   for (auto& client : clients) {
     client = std::make_unique<raw_client>(port);
+    client->send("GET /a/ HTTP/1.1\r\n\r\n");
+    ASSERT_EQ(status_of(client->read_answer()), 200);
     client->send("GET /a/ HTTP/1.1\r\nX: ");
   }
   // What came by the end of the time takes more than one read, and the time is over between two of them.
