@@ -1,6 +1,5 @@
 #include "simulation/simulated_station.h"
 
-#include <algorithm>
 #include <tuple>
 #include <vector>
 
