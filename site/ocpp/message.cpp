@@ -103,8 +103,6 @@ std::string_view name_of(error_code code) {
       return "NotSupported";
     case error_code::internal_error:
       return "InternalError";
-    case error_code::protocol_error:
-      return "ProtocolError";
     case error_code::formation_violation:
       return "FormationViolation";
     case error_code::property_constraint_violation:

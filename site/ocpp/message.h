@@ -19,10 +19,9 @@ enum class error_code {
   not_implemented,                 ///< the action is not known
   not_supported,                   ///< the action is known, but not one that this side takes
   internal_error,                  ///< it could not be carried out
-  protocol_error,                  ///< the payload is incomplete
   formation_violation,             ///< the message has not the form of a call
   property_constraint_violation,   ///< a field has a value that it must not have
-  occurence_constraint_violation,  ///< a list has too few elements
+  occurence_constraint_violation,  ///< a field is missing, or a list has too few elements
   type_constraint_violation,       ///< a field is of another type
 };
 

@@ -20,12 +20,18 @@ refusal wrong_value(field_rule const& rule, std::string const& expected) {
   return {error_code::property_constraint_violation, fmt::format("{} is to be {}", rule.name, expected)};
 }
 
+/// How many characters a text has, which is well-formed UTF-8 once it was read as JSON.
+std::size_t count_characters(std::string const& text) {
+  auto const begins_character = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; };
+  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), begins_character));
+}
+
 std::optional<refusal> check_text(json const& value, field_rule const& rule) {
   if (!value.is_string()) {
     return wrong_type(rule, "a string");
   }
   auto const& text = value.get_ref<std::string const&>();
-  if (rule.most > 0 && text.size() > rule.most) {
+  if (rule.most > 0 && count_characters(text) > rule.most) {
     return wrong_value(rule, fmt::format("at most {} characters long", rule.most));
   }
   if (rule.type == field_type::choice &&
@@ -78,8 +84,6 @@ std::optional<refusal> check_field(json const& value, field_rule const& rule) {
       return check_text(value, rule);
     case field_type::integer:
       return check_integer(value, rule);
-    case field_type::object:
-      return value.is_object() ? find_violation(value, rule.fields) : wrong_type(rule, "an object");
     case field_type::list:
       return check_list(value, rule);
   }
@@ -93,7 +97,7 @@ std::optional<refusal> find_violation(json const& object, std::span<field_rule c
     auto const field = object.find(rule.name);
     bool const is_left_out = field == object.end() || field->is_null();
     if (is_left_out && rule.is_required) {
-      return refusal{error_code::protocol_error, fmt::format("{} is missing", rule.name)};
+      return refusal{error_code::occurence_constraint_violation, fmt::format("{} is missing", rule.name)};
     }
     if (is_left_out) {
       continue;

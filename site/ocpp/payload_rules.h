@@ -17,7 +17,6 @@ enum class field_type {
   choice,     ///< a string out of a given set
   date_time,  ///< a string with an ISO 8601 date and time
   integer,    ///< a whole number of 32 bits
-  object,     ///< an object with fields of its own
   list,       ///< an array of objects with fields of their own
 };
 
@@ -26,10 +25,10 @@ struct field_rule {
   std::string_view name;     ///< as on the wire
   field_type type;           ///< what it holds
   bool is_required = false;  ///< whether it must be there
-  std::size_t most = 0;      ///< text: longest in bytes, 0 for any; unused otherwise
+  std::size_t most = 0;      ///< text: longest in characters, 0 for any; unused otherwise
   std::int64_t least = 0;    ///< integer: smallest; list: fewest elements; unused otherwise
   std::span<std::string_view const> choices = {};  ///< choice: the values
-  std::span<field_rule const> fields = {};         ///< object, list: the fields inside
+  std::span<field_rule const> fields = {};         ///< list: the fields inside
 };
 
 /// Checks the fields of an object.
@@ -37,9 +36,10 @@ struct field_rule {
 /// A field that no rule names is ignored, because stations of newer firmware say more than was agreed; a
 /// field of null counts as left out.
 /// @param object  a JSON object
-/// @return empty when every rule holds; otherwise the first break: `protocol_error` for a missing field,
-///         `type_constraint_violation`, `property_constraint_violation` for a value, and
-///         `occurence_constraint_violation` for a list with too few elements
+/// @return empty when every rule holds; otherwise the first break: `occurence_constraint_violation` for a
+/// missing
+///         field and for a list with too few elements, `type_constraint_violation`, and
+///         `property_constraint_violation` for a value
 [[nodiscard]] std::optional<refusal> find_violation(nlohmann::json const& object,
                                                     std::span<field_rule const> rules);
 

@@ -155,7 +155,6 @@ TEST(Message, EveryErrorCodeHasItsNameOnTheWire) {
   EXPECT_EQ(name_of(error_code::not_implemented), "NotImplemented");
   EXPECT_EQ(name_of(error_code::not_supported), "NotSupported");
   EXPECT_EQ(name_of(error_code::internal_error), "InternalError");
-  EXPECT_EQ(name_of(error_code::protocol_error), "ProtocolError");
   EXPECT_EQ(name_of(error_code::formation_violation), "FormationViolation");
   EXPECT_EQ(name_of(error_code::property_constraint_violation), "PropertyConstraintViolation");
   EXPECT_EQ(name_of(error_code::type_constraint_violation), "TypeConstraintViolation");

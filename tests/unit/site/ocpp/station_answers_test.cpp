@@ -119,10 +119,10 @@ TEST_F(StationAnswers, WhatBreaksTheProtocolIsRefusedAndChangesNothing) {
   auto const answer = json::parse(answer_to("BootNotification", R"({"chargePointVendor":"Acme"})"));
   EXPECT_EQ(answer.at(0), 4);
   EXPECT_EQ(answer.at(1), "m7");
-  EXPECT_EQ(answer.at(2), "ProtocolError");
+  EXPECT_EQ(answer.at(2), "OccurenceConstraintViolation");
   EXPECT_EQ(answer.at(4), json::object());
   EXPECT_EQ(registry.get(1).value().vendor, "");
-  EXPECT_TRUE(log.holds(spdlog::level::warn, "ProtocolError"));
+  EXPECT_TRUE(log.holds(spdlog::level::warn, "OccurenceConstraintViolation"));
 }
 
 TEST_F(StationAnswers, UnknownActionIsNotImplemented) {
