@@ -27,9 +27,14 @@ namespace asio = boost::asio;
 namespace http = boost::beast::http;
 using tavi::stations::charging_station;
 using tavi::stations::cs_request_status;
+using tavi::stations::station_diagnostics_status;
 
 constexpr std::chrono::seconds loop_patience(5);
 constexpr std::chrono::seconds farewell_time(1);
+/// Stations that boot at once, as after a power failure, share a write within this time.
+constexpr std::chrono::seconds save_delay(1);
+/// A disk that could not be written is left alone for this time.
+constexpr std::chrono::seconds save_retry(60);
 
 /// What came of asking a station for its diagnostics.
 struct asked_diagnostics {
@@ -50,10 +55,7 @@ std::variant<std::string, http_answer> read_upgrade(http_exchange const& exchang
         http::status::bad_request, "the address is to be /ocpp/<identity>, of 1 to 48 characters", {}};
   }
   if (!boost::beast::websocket::is_upgrade(request)) {
-    return http_answer{http::status::upgrade_required, "a WebSocket is wanted here", {}};
-  }
-  if (!has_sub_protocol(to_std(request[http::field::sec_websocket_protocol]))) {
-    return http_answer{http::status::bad_request, "the sub-protocol ocpp1.6 is wanted", {}};
+    return http_answer{http::status::bad_request, "a WebSocket is wanted here, and no body", {}};
   }
   if (exchange.buffer.size() > 0) {
     // The WebSocket would begin in the middle of whatever these bytes are.
@@ -90,16 +92,21 @@ struct central_system::members {
         events(listeners),
         registry(options.stations_file, options.station_limit),
         answers(registry, events, options.heartbeat),
-        farewell(loop) {}
+        farewell(loop),
+        saving(loop) {}
 
   asio::awaitable<bool> on_exchange(http_exchange& exchange);
   asio::awaitable<bool> refuse(http_exchange& exchange, http_answer answer);
-  std::variant<unsigned int, http_answer> admit(std::string const& identity);
-  asio::awaitable<bool> has_live_session(unsigned int id);
-  asio::awaitable<void> serve(http_exchange& exchange, unsigned int id, std::string name);
+  std::optional<http_answer> find_objection(std::string const& identity) const;
+  asio::awaitable<bool> has_live_session(std::string const& identity);
+  asio::awaitable<void> serve(http_exchange& exchange, std::string identity);
   asio::awaitable<asked_diagnostics> ask_for_diagnostics(unsigned int id, std::string location);
-  void on_connected(unsigned int id, std::string const& name);
-  void detach(unsigned int id, std::shared_ptr<station_session> const& session);
+  std::string answer(std::string const& identity, call const& request);
+  std::optional<unsigned int> take_in(std::string const& identity);
+  bool on_connected(std::string const& identity);
+  void detach(std::string const& identity, std::shared_ptr<station_session> const& session);
+  void plan_save(std::chrono::seconds delay);
+  void save();
   void note_if_stopped();
 
   asio::io_context& loop;
@@ -108,31 +115,42 @@ struct central_system::members {
   station_registry registry;
   station_answers answers;
   asio::steady_timer farewell;
-  std::map<unsigned int, std::shared_ptr<station_session>> sessions;  // with those that are being opened
+  asio::steady_timer saving;
+  bool is_save_planned = false;
+  // By identity: one that is being opened may belong to a station that is not known yet.
+  std::map<std::string, std::shared_ptr<station_session>> sessions;
   unsigned int last_request = 0;
   bool is_stopping = false;
   std::function<void()> on_stopped;
 };
 
 asio::awaitable<bool> central_system::members::on_exchange(http_exchange& exchange) {
+  auto const& request = exchange.parser.get();
+  if (!boost::beast::websocket::is_upgrade(request) && exchange.parser.is_done()) {
+    co_return co_await ask_for_web_socket(exchange);
+  }
   auto wanted = read_upgrade(exchange);
   if (auto* const answer = std::get_if<http_answer>(&wanted)) {
     co_return co_await refuse(exchange, std::move(*answer));
   }
   auto const identity = std::get<std::string>(wanted);
-  auto admitted = admit(identity);
-  if (auto* const answer = std::get_if<http_answer>(&admitted)) {
+  if (auto answer = find_objection(identity)) {
     co_return co_await refuse(exchange, std::move(*answer));
   }
-  auto const id = std::get<unsigned int>(admitted);
-  auto const is_taken = co_await has_live_session(id);
+  if (!has_sub_protocol(to_std(request[http::field::sec_websocket_protocol]))) {
+    spdlog::warn("[central_system] {} ({}) is sent away: it does not offer the sub-protocol {}",
+                 exchange.peer, identity, sub_protocol);
+    co_await open_and_close(exchange);
+    co_return false;
+  }
+  auto const is_taken = co_await has_live_session(identity);
   if (is_taken || is_stopping) {
     http_answer answer;
     answer.status = is_taken ? http::status::conflict : http::status::service_unavailable;
     answer.text = is_taken ? "a station of this identity is connected" : "the site is going down";
     co_return co_await refuse(exchange, std::move(answer));
   }
-  co_await serve(exchange, id, identity);
+  co_await serve(exchange, identity);
   co_return false;
 }
 
@@ -143,82 +161,135 @@ asio::awaitable<bool> central_system::members::refuse(http_exchange& exchange, h
   co_return goes_on;
 }
 
-std::variant<unsigned int, http_answer> central_system::members::admit(std::string const& identity) {
-  if (auto const known = registry.find(identity)) {
-    return *known;
+std::optional<http_answer> central_system::members::find_objection(std::string const& identity) const {
+  if (registry.find(identity).has_value()) {
+    return std::nullopt;
   }
   if (!options.is_accepting_unknown || is_stopping) {
     return http_answer{http::status::not_found, "no station of this identity is known", {}};
   }
-  auto const id = registry.add(identity);
-  if (!id.has_value()) {
+  if (!registry.has_room()) {
     return http_answer{http::status::not_found, "no further station can be taken in", {}};
   }
-  spdlog::info("[central_system] station {} ({}) is new", *id, identity);
-  events.on_created(*id);
-  return *id;
+  return std::nullopt;
 }
 
-asio::awaitable<bool> central_system::members::has_live_session(unsigned int id) {
+asio::awaitable<bool> central_system::members::has_live_session(std::string const& identity) {
   // Another newcomer may have taken the place while the first one was being pinged, so look again each time.
-  while (sessions.contains(id)) {
-    auto const occupant = sessions.at(id);
+  while (sessions.contains(identity)) {
+    auto const occupant = sessions.at(identity);
     auto const is_alive = co_await occupant->is_alive(options.ping_patience);
     if (is_alive) {
       co_return true;
     }
-    spdlog::info("[central_system] station {}: a connection that gives no sign of life is dropped", id);
+    spdlog::info("[central_system] {}: a connection that gives no sign of life is dropped", identity);
     occupant->drop();
-    detach(id, occupant);
+    detach(identity, occupant);
   }
   co_return false;
 }
 
-asio::awaitable<void> central_system::members::serve(http_exchange& exchange, unsigned int id,
-                                                     std::string name) {
+asio::awaitable<void> central_system::members::serve(http_exchange& exchange, std::string identity) {
   auto const session = std::make_shared<station_session>(
-      std::move(exchange.stream), name, options.session,
-      [this, id](call const& request) { return answers.answer(id, request); });
-  sessions[id] = session;
+      std::move(exchange.stream), identity, options.session,
+      [this, identity](call const& request) { return answer(identity, request); });
+  sessions[identity] = session;
   try {
     auto const is_open = co_await session->open(exchange.parser.get());
+    if (is_open && !on_connected(identity)) {
+      session->close();
+    }
     if (is_open) {
-      on_connected(id, name);
       co_await session->run();
     }
   } catch (std::exception const& failure) {
-    spdlog::error("[central_system] station {} ({}): its connection ends by an exception: {}", id, name,
-                  failure.what());
+    spdlog::error("[central_system] {}: its connection ends by an exception: {}", identity, failure.what());
     session->drop();
   }
-  detach(id, session);
+  detach(identity, session);
 }
 
-void central_system::members::on_connected(unsigned int id, std::string const& name) {
-  registry.set_connected(id, true);
-  spdlog::info("[central_system] station {} ({}) connected", id, name);
-  auto const station = registry.get(id).value_or(charging_station());
-  events.on_status({id, true, station.diagnostics_status});
+std::string central_system::members::answer(std::string const& identity, call const& request) {
+  auto const id = registry.find(identity);
+  if (!id.has_value()) {
+    return encode(refused_call{request.id, {error_code::internal_error, "the site cannot take it in"}});
+  }
+  auto frame = answers.answer(*id, request);
+  if (registry.has_changes() && !is_save_planned) {
+    plan_save(save_delay);
+  }
+  return frame;
+}
+
+std::optional<unsigned int> central_system::members::take_in(std::string const& identity) {
+  if (auto const known = registry.find(identity)) {
+    return known;
+  }
+  auto const id = registry.add(identity);
+  if (id.has_value()) {
+    spdlog::info("[central_system] station {} ({}) is new", *id, identity);
+    events.on_created(*id);
+  }
+  return id;
+}
+
+bool central_system::members::on_connected(std::string const& identity) {
+  // Only now, because a request that never becomes a connection must not leave a station behind.
+  auto const id = take_in(identity);
+  if (!id.has_value()) {
+    return false;
+  }
+  registry.set_connected(*id, true);
+  spdlog::info("[central_system] station {} ({}) connected", *id, identity);
+  auto status = registry.get(*id).value_or(charging_station()).diagnostics_status;
+  if (status == station_diagnostics_status::uploading) {
+    // Its end may have been told while nobody listened. A station that still uploads tells the end of it.
+    status = station_diagnostics_status::idle;
+    registry.set_diagnostics_status(*id, status);
+  }
+  events.on_status({*id, true, status});
+  return true;
+}
+
+void central_system::members::plan_save(std::chrono::seconds delay) {
+  is_save_planned = true;
+  saving.expires_after(delay);
+  saving.async_wait([this](boost::system::error_code error) {
+    if (!error) {
+      save();
+    }
+  });
+}
+
+void central_system::members::save() {
+  is_save_planned = false;
+  if (!registry.save_changes() && !is_stopping) {
+    plan_save(save_retry);
+  }
 }
 
 void central_system::members::note_if_stopped() {
   if (is_stopping && sessions.empty() && on_stopped) {
     farewell.cancel();
+    saving.cancel();
+    save();
     std::exchange(on_stopped, nullptr)();
   }
 }
 
-void central_system::members::detach(unsigned int id, std::shared_ptr<station_session> const& session) {
-  auto const place = sessions.find(id);
+void central_system::members::detach(std::string const& identity,
+                                     std::shared_ptr<station_session> const& session) {
+  auto const place = sessions.find(identity);
   if (place == sessions.end() || place->second != session) {
     return;
   }
   sessions.erase(place);
-  auto const station = registry.get(id).value_or(charging_station());
-  if (station.connected) {
-    registry.set_connected(id, false);
-    spdlog::info("[central_system] station {} ({}) disconnected", id, station.identity);
-    events.on_status({id, false, station.diagnostics_status});
+  auto const id = registry.find(identity);
+  auto const station = id.has_value() ? registry.get(*id) : std::nullopt;
+  if (station.has_value() && station->connected) {
+    registry.set_connected(station->id, false);
+    spdlog::info("[central_system] station {} ({}) disconnected", station->id, identity);
+    events.on_status({station->id, false, station->diagnostics_status});
   }
   note_if_stopped();
 }
@@ -231,7 +302,7 @@ asio::awaitable<asked_diagnostics> central_system::members::ask_for_diagnostics(
     asked.answer = diagnostics_answer::unknown_station;
     co_return asked;
   }
-  auto const place = sessions.find(id);
+  auto const place = sessions.find(station->identity);
   if (place == sessions.end() || !station->connected) {
     asked.answer = diagnostics_answer::not_connected;
     co_return asked;

@@ -42,10 +42,13 @@ enum class diagnostics_answer : int {
 /// The site's side of OCPP 1.6-J: takes stations' connections and serves the OCPP 1.6 service of the
 /// controller.
 ///
-/// Stations connect to "/ocpp/<identity>" with the sub-protocol "ocpp1.6". A second connection of an identity
-/// is refused while the first one is alive. What others of the controller ask comes on any thread and is
-/// carried out on the event loop; it throws when the loop does not come to it in time, because an empty
-/// answer would look like a site without stations.
+/// Stations connect to "/ocpp/<identity>" with the sub-protocol "ocpp1.6". A new station is kept and
+/// announced once its handshake has succeeded; one that offers no such sub-protocol is connected and closed
+/// at once. A second connection of an identity is refused while the first one is alive. What stations say
+/// about themselves is written at most once per second, and at the end. An upload that was under way when a
+/// connection ended counts as over with the next one. What others of the controller ask comes on any thread
+/// and is carried out on the event loop; it throws when the loop does not come to it in time, because an
+/// empty answer would look like a site without stations.
 class central_system : public tavi::ocpp1_6::i_req_resp_ocpp_1_6_service_handler {
  public:
   /// @param loop     the site's event loop, run by one thread; outlives the system

@@ -2,7 +2,15 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <nlohmann/json.hpp>
+#include <utility>
+
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <boost/beast/http/write.hpp>
+#include <boost/beast/websocket/stream.hpp>
 
 #include "mura_common/text.h"
 
@@ -10,6 +18,13 @@ namespace tavi::site::ocpp {
 
 namespace {
 
+namespace asio = boost::asio;
+namespace http = boost::beast::http;
+namespace websocket = boost::beast::websocket;
+
+constexpr std::chrono::seconds answer_time(10);
+/// For the whole of a connection that is only opened to be closed.
+constexpr std::chrono::seconds farewell_time(1);
 constexpr std::string_view target_prefix = "/ocpp/";
 
 bool is_utf8(std::string_view text) {
@@ -78,6 +93,38 @@ bool has_sub_protocol(std::string_view offered) {
     offered.remove_prefix(comma == std::string_view::npos ? offered.size() : comma + 1);
   }
   return false;
+}
+
+asio::awaitable<bool> ask_for_web_socket(http_exchange& exchange) {
+  auto const& request = exchange.parser.get();
+  http::response<http::string_body> response(http::status::upgrade_required,
+                                             request.version() == 10 ? 10 : 11);
+  response.set(http::field::upgrade, "websocket");
+  response.set(http::field::connection, "Upgrade");
+  response.set(http::field::content_type, "text/plain; charset=utf-8");
+  response.keep_alive(request.keep_alive());
+  std::string const text = "a WebSocket is wanted here\n";
+  response.content_length(text.size());
+  if (request.method() != http::verb::head) {
+    response.body() = text;
+  }
+  boost::system::error_code error;
+  exchange.stream.expires_after(answer_time);
+  co_await http::async_write(exchange.stream, response, asio::redirect_error(asio::use_awaitable, error));
+  exchange.stream.expires_never();
+  co_return !error && request.keep_alive();
+}
+
+asio::awaitable<void> open_and_close(http_exchange& exchange) {
+  websocket::stream<boost::beast::tcp_stream> socket(std::move(exchange.stream));
+  socket.set_option(websocket::stream_base::timeout{farewell_time, websocket::stream_base::none(), false});
+  auto const& request = exchange.parser.get();
+  boost::system::error_code error;
+  co_await socket.async_accept(request, asio::redirect_error(asio::use_awaitable, error));
+  if (!error) {
+    co_await socket.async_close(websocket::close_code::protocol_error,
+                                asio::redirect_error(asio::use_awaitable, error));
+  }
 }
 
 }  // namespace tavi::site::ocpp

@@ -14,7 +14,7 @@ namespace tavi::site::ocpp {
 namespace {
 
 /// Numbers are set aside in blocks, so that one transaction in so many costs a write to the disk.
-constexpr std::int32_t transaction_block = 100;
+constexpr std::int32_t transaction_block = 1000;
 
 }  // namespace
 
@@ -61,8 +61,12 @@ std::optional<unsigned int> station_registry::find(std::string const& identity) 
   return found == numbers.end() ? std::nullopt : std::optional(found->second);
 }
 
+bool station_registry::has_room() const {
+  return stations.size() < limit && next_station < std::numeric_limits<unsigned int>::max();
+}
+
 std::optional<unsigned int> station_registry::add(std::string const& identity) {
-  if (stations.size() >= limit || next_station == std::numeric_limits<unsigned int>::max()) {
+  if (!has_room()) {
     spdlog::error(
         "[station_registry] station {} is not taken in: the site has {} stations, at most {} are allowed",
         identity, stations.size(), limit);
@@ -95,14 +99,19 @@ std::vector<tavi::stations::charging_station> station_registry::get_all() const 
   return all;
 }
 
-bool station_registry::set_model(unsigned int id, std::string const& vendor, std::string const& model) {
+void station_registry::set_model(unsigned int id, std::string const& vendor, std::string const& model) {
   auto& station = stations.at(id);
-  if (station.vendor == vendor && station.model == model) {
-    return true;
-  }
+  is_changed = is_changed || station.vendor != vendor || station.model != model;
   station.vendor = vendor;
   station.model = model;
-  return save(next_station, reserved_transaction);
+}
+
+bool station_registry::has_changes() const {
+  return is_changed;
+}
+
+bool station_registry::save_changes() {
+  return !is_changed || save(next_station, reserved_transaction);
 }
 
 bool station_registry::set_diagnostics_status(unsigned int id,
@@ -128,7 +137,7 @@ std::optional<std::int32_t> station_registry::make_transaction_id() {
   return next_transaction++;
 }
 
-bool station_registry::save(unsigned int station, std::int32_t transaction) const {
+bool station_registry::save(unsigned int station, std::int32_t transaction) {
   stations_file content{station, transaction, {}};
   content.stations.reserve(stations.size());
   for (auto const& [id, known] : stations) {
@@ -139,6 +148,7 @@ bool station_registry::save(unsigned int station, std::int32_t transaction) cons
     spdlog::error("[station_registry] {} cannot be written: {}", path.string(), error.message());
     return false;
   }
+  is_changed = false;
   return true;
 }
 

@@ -110,10 +110,25 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(refused_case{"NoIdentity", "/ocpp/", "ocpp1.6", 400},
                     refused_case{"IdentityTooLong", "/ocpp/" + std::string(49, 'a'), "ocpp1.6", 400},
                     refused_case{"IdentityWithControlCharacter", "/ocpp/a%0Ab", "ocpp1.6", 400},
-                    refused_case{"NoSubProtocol", "/ocpp/CP-1", "", 400},
-                    refused_case{"OtherSubProtocol", "/ocpp/CP-1", "ocpp2.0.1", 400},
-                    refused_case{"UnknownStation", "/ocpp/CP-1", "ocpp1.6", 404}),
+                    refused_case{"UnknownStation", "/ocpp/CP-1", "ocpp1.6", 404},
+                    refused_case{"UnknownStationOfAnotherSubProtocol", "/ocpp/CP-1", "ocpp2.0.1", 404}),
     [](auto const& row) { return std::string(row.param.name); });
+
+class OtherSubProtocol : public OcppSite, public testing::WithParamInterface<char const*> {};
+
+TEST_P(OtherSubProtocol, IsConnectedWithoutOneAndClosedAndCreatesNoStation) {
+  start();
+  test_station station;
+  EXPECT_EQ(station.connect(port, "/ocpp/CP-1", GetParam()), 101U);
+  EXPECT_EQ(station.protocol(), "");
+  EXPECT_EQ(station.receive(), std::nullopt);
+  EXPECT_EQ(station.close_code(), 1002U);
+  EXPECT_TRUE(system().on_get_charging_stations().empty());
+  EXPECT_TRUE(events.all().empty());
+  EXPECT_TRUE(log.holds(spdlog::level::warn, "does not offer the sub-protocol ocpp1.6"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, OtherSubProtocol, testing::Values("", "ocpp2.0.1", "ocpp1.5, ocpp2.0.1"));
 
 /// A request for a WebSocket, as it is on the wire.
 std::string const upgrade =
@@ -128,6 +143,48 @@ TEST_F(OcppSite, RequestFollowedByTheRightSilenceIsTaken) {
   EXPECT_EQ(status_of(station.read_answer()), 101);
 }
 
+TEST_F(OcppSite, RequestThatIsNoProperHandshakeCreatesNoStation) {
+  start();
+  auto request = upgrade;
+  request.erase(request.find("Sec-WebSocket-Key"), std::string("Sec-WebSocket-Key").size());
+  raw_client stranger(port);
+  ASSERT_TRUE(stranger.send(request.replace(request.find(": AAAA"), 0, "X-Other")));
+  EXPECT_EQ(status_of(stranger.read_answer()), 400);
+  EXPECT_TRUE(system().on_get_charging_stations().empty());
+  EXPECT_TRUE(events.all().empty());
+  EXPECT_FALSE(std::filesystem::exists(options.stations_file));
+}
+
+TEST_F(OcppSite, StationThatCannotBeKeptIsSentAway) {
+  start();
+  std::filesystem::remove_all(state.path());
+  test_station station;
+  EXPECT_EQ(station.connect(port, "/ocpp/CP-1"), 101U);
+  EXPECT_EQ(station.receive(), std::nullopt);
+  EXPECT_EQ(station.close_code(), 1001U);
+  EXPECT_TRUE(system().on_get_charging_stations().empty());
+  EXPECT_TRUE(events.all().empty());
+}
+
+TEST_F(OcppSite, ModelIsWrittenWhileTheSiteRuns) {
+  start();
+  auto station = connected("CP-1");
+  station.call("BootNotification", {{"chargePointVendor", "Acme"}, {"chargePointModel", "X7"}});
+  auto const limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (content_of(options.stations_file).find("Acme") == std::string::npos) {
+    ASSERT_LT(std::chrono::steady_clock::now(), limit);
+    ASSERT_EQ(station.call("Heartbeat", json::object()).at(0), 3);
+  }
+}
+
+TEST_F(OcppSite, ModelIsWrittenAtTheEnd) {
+  start();
+  auto station = connected("CP-1");
+  station.call("BootNotification", {{"chargePointVendor", "Acme"}, {"chargePointModel", "X7"}});
+  stop();
+  EXPECT_NE(content_of(options.stations_file).find("Acme"), std::string::npos);
+}
+
 TEST_F(OcppSite, BytesSentBeforeTheAnswerAreRefused) {
   start();
   raw_client station(port);
@@ -139,7 +196,19 @@ TEST_F(OcppSite, RequestForAPageIsToldThatAWebSocketIsWanted) {
   start();
   raw_client browser(port);
   ASSERT_TRUE(browser.send("GET /ocpp/CP-1 HTTP/1.1\r\nHost: a\r\n\r\n"));
-  EXPECT_EQ(status_of(browser.read_answer()), 426);
+  auto const answer = browser.read_answer();
+  EXPECT_EQ(status_of(answer), 426);
+  EXPECT_NE(answer.find("Upgrade: websocket\r\n"), std::string::npos);
+  EXPECT_NE(answer.find("Connection: Upgrade\r\n"), std::string::npos);
+  ASSERT_TRUE(browser.send(upgrade));
+  EXPECT_EQ(status_of(browser.read_answer()), 101);
+}
+
+TEST_F(OcppSite, RequestWithABodyIsRefused) {
+  start();
+  raw_client browser(port);
+  ASSERT_TRUE(browser.send("POST /ocpp/CP-1 HTTP/1.1\r\nHost: a\r\nContent-Length: 5\r\n\r\nhello"));
+  EXPECT_EQ(status_of(browser.read_answer()), 400);
 }
 
 TEST_F(OcppSite, KnownStationConnectsToASiteThatTakesNoUnknownOnes) {

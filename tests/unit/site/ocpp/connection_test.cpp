@@ -119,12 +119,26 @@ TEST_F(OcppSite, DiagnosticsStatusOutlivesAConnection) {
   start();
   {
     auto station = connected("CP-1");
+    EXPECT_EQ(station.call("DiagnosticsStatusNotification", {{"status", "UploadFailed"}}).at(0), 3);
+    station.close();
+  }
+  EXPECT_TRUE(events.wait_for("status 1 offline upload failed"));
+  auto station = connected("CP-1");
+  EXPECT_TRUE(events.wait_for("status 1 online upload failed", 2));
+}
+
+TEST_F(OcppSite, UploadThatWasUnderWayIsOverWithTheNextConnection) {
+  start();
+  {
+    auto station = connected("CP-1");
     EXPECT_EQ(station.call("DiagnosticsStatusNotification", {{"status", "Uploading"}}).at(0), 3);
     station.close();
   }
   EXPECT_TRUE(events.wait_for("status 1 offline uploading"));
   auto station = connected("CP-1");
-  EXPECT_TRUE(events.wait_for("status 1 online uploading", 2));
+  EXPECT_TRUE(events.wait_for("status 1 online idle", 2));
+  EXPECT_EQ(system().on_get_charging_station(1).value().diagnostics_status,
+            tavi::stations::station_diagnostics_status::idle);
 }
 
 }  // namespace

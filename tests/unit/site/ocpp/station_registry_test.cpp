@@ -44,7 +44,8 @@ TEST_F(StationRegistry, KnowsItsStationsAfterARestart) {
   {
     auto registry = restarted();
     ASSERT_EQ(registry.add("CP-1"), 1U);
-    EXPECT_TRUE(registry.set_model(1, "Acme", "X7"));
+    registry.set_model(1, "Acme", "X7");
+    EXPECT_TRUE(registry.save_changes());
     registry.set_connected(1, true);
     registry.set_diagnostics_status(1, station_diagnostics_status::uploading);
   }
@@ -71,6 +72,7 @@ TEST_F(StationRegistry, TakesInNoMoreStationsThanAllowed) {
   ASSERT_EQ(registry.add("CP-1"), 1U);
   EXPECT_EQ(registry.add("CP-2"), std::nullopt);
   EXPECT_EQ(registry.find("CP-2"), std::nullopt);
+  EXPECT_FALSE(registry.has_room());
   EXPECT_TRUE(log.holds(spdlog::level::err, "CP-2"));
 }
 
@@ -91,20 +93,49 @@ TEST_F(StationRegistry, GivesTheSameNumberOnceTheDiskIsThereAgain) {
   EXPECT_EQ(registry.add("CP-1"), 1U);
 }
 
-TEST_F(StationRegistry, SaysThatAModelCouldNotBeKept) {
+TEST_F(StationRegistry, KeepsAModelThatCouldNotBeWrittenForTheNextTime) {
   auto registry = restarted();
   ASSERT_EQ(registry.add("CP-1"), 1U);
   break_disk();
-  EXPECT_FALSE(registry.set_model(1, "Acme", "X7"));
+  registry.set_model(1, "Acme", "X7");
+  EXPECT_FALSE(registry.save_changes());
+  EXPECT_TRUE(log.holds(spdlog::level::err, file.string()));
+  EXPECT_TRUE(registry.has_changes());
   EXPECT_EQ(registry.get(1).value().vendor, "Acme");
+  std::filesystem::create_directory(folder);
+  EXPECT_TRUE(registry.save_changes());
+  EXPECT_EQ(restarted().get(1).value().vendor, "Acme");
+}
+
+TEST_F(StationRegistry, WritesAModelOnlyWhenAskedTo) {
+  auto registry = restarted();
+  ASSERT_EQ(registry.add("CP-1"), 1U);
+  auto const before = content_of(file);
+  registry.set_model(1, "Acme", "X7");
+  EXPECT_TRUE(registry.has_changes());
+  EXPECT_EQ(content_of(file), before);
+  EXPECT_TRUE(registry.save_changes());
+  EXPECT_NE(content_of(file), before);
+}
+
+TEST_F(StationRegistry, ModelIsKeptAlongWithANewStation) {
+  auto registry = restarted();
+  ASSERT_EQ(registry.add("CP-1"), 1U);
+  registry.set_model(1, "Acme", "X7");
+  ASSERT_EQ(registry.add("CP-2"), 2U);
+  EXPECT_FALSE(registry.has_changes());
+  EXPECT_EQ(restarted().get(1).value().model, "X7");
 }
 
 TEST_F(StationRegistry, WritesNothingWhenAStationTellsNoNews) {
   auto registry = restarted();
   ASSERT_EQ(registry.add("CP-1"), 1U);
-  ASSERT_TRUE(registry.set_model(1, "Acme", "X7"));
+  registry.set_model(1, "Acme", "X7");
+  ASSERT_TRUE(registry.save_changes());
   break_disk();
-  EXPECT_TRUE(registry.set_model(1, "Acme", "X7"));
+  registry.set_model(1, "Acme", "X7");
+  EXPECT_FALSE(registry.has_changes());
+  EXPECT_TRUE(registry.save_changes());
 }
 
 TEST_F(StationRegistry, TellsWhetherADiagnosticsStatusIsNews) {
@@ -126,6 +157,16 @@ TEST_F(StationRegistry, NeverGivesATransactionNumberTwice) {
       last = *id;
     }
   }
+}
+
+TEST_F(StationRegistry, OneWriteServesAThousandTransactions) {
+  auto registry = restarted();
+  ASSERT_EQ(registry.make_transaction_id(), 1);
+  break_disk();
+  for (int transaction = 2; transaction <= 1000; ++transaction) {
+    ASSERT_EQ(registry.make_transaction_id(), transaction);
+  }
+  EXPECT_EQ(registry.make_transaction_id(), std::nullopt);
 }
 
 TEST_F(StationRegistry, GivesNoTransactionNumberThatItCannotSetAside) {
