@@ -1,5 +1,6 @@
 #include <signal.h>
 
+#include <exception>
 #include <string>
 
 #include <spdlog/cfg/env.h>
@@ -12,27 +13,15 @@
 namespace {
 
 void log_to_standard_output() {
-  auto logger = spdlog::stdout_logger_mt("tavi_site");
-  logger->set_pattern("%Y-%m-%dT%H:%M:%S.%e%z %l %v");
-  logger->flush_on(spdlog::level::trace);
-  spdlog::set_default_logger(std::move(logger));
+  spdlog::set_default_logger(spdlog::stdout_logger_mt("tavi_site"));
+  spdlog::set_pattern("%Y-%m-%dT%H:%M:%S.%e%z %l %v");
+  spdlog::flush_on(spdlog::level::trace);
   spdlog::cfg::load_env_levels();
-}
-
-int run(tavi::site::site_options const& options, sigset_t const& end_signals) {
-  tavi::site::site site(options);
-  if (!site.start()) {
-    return 1;
-  }
-  spdlog::info("tavi_site is ready on {}", site.endpoint());
-  int signal_number = 0;
-  sigwait(&end_signals, &signal_number);
-  return 0;
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   CLI::App app("The services of a charging site: OCPP 1.6-J, uploads, network and event log.", "tavi_site");
   std::string config, state_folder, address;
   unsigned short port = 0;
@@ -56,5 +45,15 @@ int main(int argc, char** argv) {
   options->state_folder = state_folder;
   options->port = *port_option ? port : options->port;
   options->address = address.empty() ? options->address : address;
-  return run(*options, end_signals);
+  tavi::site::site site(*options);
+  if (!site.start()) {
+    return 1;
+  }
+  spdlog::info("tavi_site is ready on {}", site.endpoint());
+  int signal_number = 0;
+  sigwait(&end_signals, &signal_number);
+  return 0;
+} catch (std::exception const& failure) {
+  spdlog::error("[main] the site ends by an exception: {}", failure.what());
+  return 1;
 }

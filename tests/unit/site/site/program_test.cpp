@@ -1,4 +1,5 @@
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,7 +16,8 @@ namespace {
 /// The program in a process of its own, whose output can be read while it runs.
 class program {
  public:
-  explicit program(std::vector<std::string> arguments) {
+  /// @param descriptors  how many files it may have open, 0 for as many as the test
+  explicit program(std::vector<std::string> arguments, rlim_t descriptors = 0) {
     std::array<int, 2> ends{};
     if (::pipe(ends.data()) != 0) {
       throw std::runtime_error("no pipe");
@@ -32,6 +34,12 @@ class program {
       ::dup2(ends[1], STDERR_FILENO);
       ::close(ends[0]);
       ::close(ends[1]);
+      if (descriptors > 0) {
+        // What the test inherited must not take the few that the program is left with.
+        ::close_range(STDERR_FILENO + 1, ~0U, 0);
+        rlimit const most{descriptors, descriptors};
+        ::setrlimit(RLIMIT_NOFILE, &most);
+      }
       ::execv(pointers[0], pointers.data());
       ::_exit(127);
     }
@@ -113,6 +121,13 @@ TEST_F(TaviSite, EndsCleanlyBySigint) {
 TEST_F(TaviSite, FailsWithALineAboutAMissingConfiguration) {
   program site({"--config", state.path() / "none.toml", "--state-dir", state.path()});
   EXPECT_NE(site.read_until("").find("none.toml"), std::string::npos);
+  EXPECT_EQ(site.wait(), 1);
+}
+
+TEST_F(TaviSite, FailsWithALineAboutAnException) {
+  // Enough to read the configuration, and too few for an event loop.
+  program site(options(), 4);
+  EXPECT_NE(site.read_until("").find("the site ends by an exception: "), std::string::npos);
   EXPECT_EQ(site.wait(), 1);
 }
 
