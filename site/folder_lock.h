@@ -7,7 +7,9 @@ namespace tavi::site {
 /// Keeps a second site away from a state folder, for as long as it lives and no longer than its process does.
 class folder_lock {
  public:
+  /// Holds no folder yet.
   folder_lock() = default;
+  /// Gives the folder back.
   ~folder_lock();
   folder_lock(folder_lock const&) = delete;
   folder_lock& operator=(folder_lock const&) = delete;

@@ -27,10 +27,10 @@ struct site_options {
   std::size_t event_log_files = 5;                             ///< older files that are kept
 };
 
-/// Reads the configuration of a site; what the file does not say keeps its default.
+/// Reads the configuration of a site; every key of config/site.toml must be there.
 /// @param file  TOML, see config/site.toml
-/// @return empty, with one line in the log for each defect, when the file cannot be read or a value of it is
-///         not what its key takes
+/// @return empty, with one line in the log for each defect, when the file cannot be read, lacks a
+///         key, or holds a value that its key does not take
 [[nodiscard]] std::optional<site_options> read_site_options(std::filesystem::path const& file);
 
 }  // namespace tavi::site
