@@ -138,7 +138,9 @@ class Timer::state : public std::enable_shared_from_this<state> {
 Timer::Timer() : engine(timer_engine::share()), own(std::make_shared<state>(*engine)) {
 }
 
-Timer::~Timer() { stop_and_wait(); }
+Timer::~Timer() {
+  stop_and_wait();
+}
 
 bool Timer::start(std::chrono::milliseconds const& period, bool single_shot, std::function<void()> callback) {
   if (period < std::chrono::milliseconds(1) || !is_countable(period, steady::now())) {

@@ -49,8 +49,9 @@ class MURA_COMMON_EXPORT Timer {
   /// @return true, also for a timer that was not armed
   bool stop();
 
-  /// Prevents every further expiry and waits until a callback in flight has returned, as destruction does; for an
-  /// owner whose callback uses members that end before the timer. Must not run on the timer's own callback.
+  /// Prevents every further expiry and waits until a callback in flight has returned, as destruction does;
+  /// for an owner whose callback uses members that end before the timer. Must not run on the timer's own
+  /// callback.
   void stop_and_wait();
 
  private:
