@@ -125,7 +125,7 @@ bool service::init(int argc, char const** argv) {
   auto const options = parse_service_options(arguments, refusal);
   if (!options) {
     spdlog::error("[service] {}: {}", own->name, refusal);
-    spdlog::error("[service] {}", usage_line(argc > 0 ? argv[0] : own->name));
+    spdlog::info("[service] {}", usage_line(argc > 0 ? argv[0] : own->name));
     return false;
   }
   if (!own->resolve(*options) || !own->enter_working_dir() ||

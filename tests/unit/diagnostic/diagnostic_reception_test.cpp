@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "diagnostic_fixture.h"
+#include "sanitizer.h"
 
 namespace tavi::stations_maintenance {
 namespace {
@@ -291,6 +292,9 @@ class one_free_descriptor {
 };
 
 TEST_F(DiagnosticReception, LeavesFileAndTokenWhenTheTreeCannotBeWalkedToItsEnd) {
+  if (is_sanitizer_in_need_of_descriptors) {
+    GTEST_SKIP() << "the sanitizer needs the descriptors that this situation lacks";
+  }
   ASSERT_TRUE(init());
   given_stored(1, "a", 1);
   given_expected("token", 1);

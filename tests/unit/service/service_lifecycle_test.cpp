@@ -3,11 +3,13 @@
 
 #include <chrono>
 #include <future>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "mura_common/database.h"
+#include "mura_common/delivery.h"
 #include "mura_common/timer.h"
 #include "service_fixture.h"
 #include "tavi/stations/sub_charging_stations_service.h"
@@ -141,6 +143,12 @@ class ServiceEvents : public ServiceTest {
     return false;
   }
 
+  /// Waits until the event that is being handled has been: no other one holds the service's turn meanwhile.
+  static void wait_until_handled() {
+    auto const lane = mura_common::delivery_lane_of("stations_maintenance_service");
+    std::lock_guard const turn(*lane);
+  }
+
   tavi::stations::pub_charging_stations_service stations;
   tavi::webserver_token::pub_webserver_token_service uploads;
 };
@@ -148,6 +156,7 @@ class ServiceEvents : public ServiceTest {
 TEST_F(ServiceEvents, MakeAndRemoveAStationsDirectories) {
   ASSERT_TRUE(is_received([&] { stations.publish_station_created(5); },
                           "Creating directories for the diagnostic report of station 5"));
+  wait_until_handled();
   ASSERT_TRUE(std::filesystem::exists(folder.path() / "reports/station_5"));
   // Deleted, then made again: the second line can only come after the first directory is gone.
   log.clear();
