@@ -21,7 +21,8 @@ class UploadCase(SiteCase):
         # Two folders deeper than what is watched, so that a name that leads upwards would be seen.
         self.outside = self.state
         self.state = self.state / "one" / "two"
-        self.site = self.make_site({"diagnostic_report.period_for_automatic_generation": 1})
+        self.site = self.make_site({"diagnostic_report.period_for_automatic_generation": 1,
+                                    "diagnostic_report.max_periodic_report_per_station": 100})
         services = self.site.start_site()
         self.station = Station(self.site.port, "CS-1")
         self.addCleanup(self.station.close)
