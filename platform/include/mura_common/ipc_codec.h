@@ -35,6 +35,9 @@ struct record_field {
   T Record::*content;  ///< the member
 };
 
+template <typename Record, typename T>
+record_field(char const*, T Record::*) -> record_field<Record, T>;
+
 /// Specialise for each record that travels, with one constant that serves both directions:
 /// `static constexpr auto list = std::make_tuple(record_field{"id", &my_record::id}, ...);`
 template <typename Record>
