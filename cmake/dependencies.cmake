@@ -9,6 +9,7 @@ find_package(nlohmann_json 3.11 REQUIRED)
 find_package(toml11 3.7 REQUIRED)
 find_package(CLI11 2.1 REQUIRED)
 find_package(cppzmq REQUIRED)
+find_package(CURL 7.85 REQUIRED)
 find_package(Boost 1.81 REQUIRED)
 
 if(STATIONS_MAINTENANCE_BUILD_TESTS)

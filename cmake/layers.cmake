@@ -20,14 +20,18 @@ if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     "CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}" CCACHE_NOHASHDIR=1
     CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
     "${CCACHE_PROGRAM}")
-  add_compile_options(-fpch-preprocess)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    add_compile_options("SHELL:-Xclang -fno-pch-timestamp")
+  else()
+    add_compile_options(-fpch-preprocess)
+  endif()
 endif()
 
 set(STATIONS_MAINTENANCE_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
 if(STATIONS_MAINTENANCE_SANITIZE)
   add_compile_options(-fsanitize=${STATIONS_MAINTENANCE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${STATIONS_MAINTENANCE_SANITIZE})
-  if(STATIONS_MAINTENANCE_SANITIZE MATCHES "thread")
+  if(STATIONS_MAINTENANCE_SANITIZE MATCHES "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # Asio's fences are beside its locks, never in their place; the compiler only says that it cannot see them.
     add_compile_options(-Wno-tsan)
   endif()
@@ -39,23 +43,52 @@ if(STATIONS_MAINTENANCE_COVERAGE)
   add_link_options(--coverage)
 endif()
 
-# Left out are two warnings with which GCC 12, once it optimises, meets the standard library's streams (null
-# dereference) and the frames of Asio's coroutines (mismatched new and delete).
 add_library(stations_maintenance_warnings INTERFACE)
 target_compile_options(stations_maintenance_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
-  -Wold-style-cast -Wcast-qual -Wduplicated-cond -Wlogical-op -Wformat=2 -Wno-mismatched-new-delete -Werror)
+  -Wold-style-cast -Wcast-qual -Wformat=2 -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # Left out are two warnings with which GCC 12, once it optimises, meets the standard library's streams (null
+  # dereference) and the frames of Asio's coroutines (mismatched new and delete).
+  target_compile_options(stations_maintenance_warnings INTERFACE
+    -Wduplicated-cond -Wlogical-op -Wno-mismatched-new-delete)
+endif()
 
-# add_layer(<name> [SHARED] SOURCES ... [PUBLIC_LINK ...] [PRIVATE_LINK ...] [INCLUDE dir] [PRECOMPILE headers])
-# One static library with an include root of its own, so that an include against the layering does not compile.
+# show_only(<target> <namespace>): a shared library shows what is marked for export in this namespace. Instances of
+# other libraries' templates stay inside, where no other version of them in the same process can take their place.
+function(show_only target namespace)
+  set(map "${CMAKE_CURRENT_BINARY_DIR}/${target}.map")
+  file(CONFIGURE OUTPUT "${map}" @ONLY CONTENT [[
+{
+  global:
+    extern "C++" {
+      @namespace@::*;
+      vtable?for?@namespace@::*;
+      typeinfo?for?@namespace@::*;
+      typeinfo?name?for?@namespace@::*;
+    };
+  local: *;
+};
+]])
+  target_link_options(${target} PRIVATE "-Wl,--version-script=${map}")
+  set_target_properties(${target} PROPERTIES LINK_DEPENDS "${map}")
+endfunction()
+
+# add_layer(<name> [SHARED namespace] SOURCES ... [PUBLIC_LINK ...] [PRIVATE_LINK ...] [INCLUDE dir] [PRECOMPILE headers])
+# One static library with an include root of its own, so that an include against the layering does not compile; or a
+# shared one that shows a namespace.
 function(add_layer name)
-  cmake_parse_arguments(ARG "SHARED" "INCLUDE" "SOURCES;PUBLIC_LINK;PRIVATE_LINK;PRECOMPILE" ${ARGN})
+  cmake_parse_arguments(ARG "" "SHARED;INCLUDE" "SOURCES;PUBLIC_LINK;PRIVATE_LINK;PRECOMPILE" ${ARGN})
   if(ARG_SHARED)
     add_library(${name} SHARED ${ARG_SOURCES})
+    show_only(${name} ${ARG_SHARED})
+    # Whoever links it meets its headers, which are written in this level of the language.
+    target_compile_features(${name} PUBLIC cxx_std_20)
   else()
     add_library(${name} STATIC ${ARG_SOURCES})
   endif()
-  target_include_directories(${name} PUBLIC "${ARG_INCLUDE}")
+  cmake_path(ABSOLUTE_PATH ARG_INCLUDE NORMALIZE OUTPUT_VARIABLE include_root)
+  target_include_directories(${name} PUBLIC "$<BUILD_INTERFACE:${include_root}>")
   target_link_libraries(${name} PUBLIC ${ARG_PUBLIC_LINK} PRIVATE stations_maintenance_warnings ${ARG_PRIVATE_LINK})
   if(ARG_PRECOMPILE)
     target_precompile_headers(${name} PRIVATE ${ARG_PRECOMPILE})
