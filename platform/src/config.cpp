@@ -42,20 +42,25 @@ std::optional<std::string> text_of(fs::path const& file) {
   return text;
 }
 
-std::optional<config_document> document_in(fs::path const& file, std::string& text) {
-  auto content = text_of(file);
-  if (!content) {
+/// A file as it was when it was last both readable and TOML.
+struct file_state {
+  std::string text;
+  config_document document;
+};
+
+std::optional<file_state> state_of(fs::path const& file) {
+  auto text = text_of(file);
+  if (!text) {
     spdlog::error("[toml_config] {}: cannot be read, expected a TOML file", file.string());
     return std::nullopt;
   }
   std::string error;
-  auto document = config_document::parse(*content, error);
+  auto document = config_document::parse(*text, error);
   if (!document) {
     spdlog::error("[toml_config] {}: {}", file.string(), error);
     return std::nullopt;
   }
-  text = std::move(*content);
-  return document;
+  return file_state{std::move(*text), std::move(*document)};
 }
 
 stored_value stored_form_of(config_value const& value) {
@@ -114,23 +119,24 @@ std::optional<config_value> converted(stored_value const& value, config_value co
 
 }  // namespace
 
-struct toml_config::content {
+struct [[gnu::visibility("hidden")]] toml_config::content {
   using values = std::map<std::string, stored_value>;
 
-  /// The value in force, from what was set or else from the file.
+  /// The value in force, from what was set or else from the file as it was loaded.
   [[nodiscard]] std::optional<stored_value> value_of(std::string const& key) const;
-  /// Puts the values into a text, and notes which of them the text has no room for any more.
-  [[nodiscard]] std::optional<std::string> edited(config_document const& document, std::string text,
-                                                  values const& changes);
+  /// Brings `seen` up to date, as far as the file can be used.
+  void look_again();
+  /// Puts the values into a text.
+  [[nodiscard]] std::optional<std::string> edited(std::string text, values const& changes) const;
 
   /// Held while a file is read or written; taken before `guard`, which is never held meanwhile.
   std::mutex file_access;
+  file_state seen;  ///< belongs to `file_access`
   mutable std::mutex guard;
   fs::path file;
-  config_document document;
+  config_document document;       ///< as it was loaded
   values set_values;              ///< every value set since loading
   std::set<std::string> unsaved;  ///< keys among them that are not known to be in the file
-  std::set<std::string> lost;     ///< keys whose entries had gone from the file at the last saving
 };
 
 std::optional<stored_value> toml_config::content::value_of(std::string const& key) const {
@@ -141,20 +147,20 @@ std::optional<stored_value> toml_config::content::value_of(std::string const& ke
   return entry != nullptr ? entry->value : std::nullopt;
 }
 
-std::optional<std::string> toml_config::content::edited(config_document const& found, std::string text,
-                                                        values const& changes) {
+void toml_config::content::look_again() {
+  auto text = text_of(file);
+  if (!text || *text == seen.text) {
+    return;
+  }
+  std::string ignored;  // a saving says what is wrong with the file, and fails
+  if (auto document_now = config_document::parse(*text, ignored)) {
+    seen = {std::move(*text), std::move(*document_now)};
+  }
+}
+
+std::optional<std::string> toml_config::content::edited(std::string text, values const& changes) const {
   bool is_complete = true;
   for (auto const& [key, value] : changes) {
-    auto const* const entry = found.find(key);
-    bool const is_lost = entry == nullptr || !entry->value || entry->value->index() != value.index();
-    {
-      std::lock_guard const lock(guard);
-      if (is_lost) {
-        lost.insert(key);
-      } else {
-        lost.erase(key);
-      }
-    }
     std::string error = "'" + key + "' would be negative, expected 0 or more";
     auto changed = is_negative(value) ? std::nullopt : replace_config_value(text, key, value, error);
     if (!changed) {
@@ -176,16 +182,15 @@ bool toml_config::load(std::filesystem::path const& file) {
   std::lock_guard const access(own->file_access);
   std::error_code error;
   auto place = fs::absolute(file, error);
-  std::string text;
-  auto document = document_in(error ? file : place, text);
+  auto state = state_of(error ? file : place);
+  bool const is_loaded = state.has_value();
+  own->seen = is_loaded ? std::move(*state) : file_state();
 
   std::lock_guard const lock(own->guard);
   own->set_values.clear();
   own->unsaved.clear();
-  own->lost.clear();
   own->file = std::move(place);
-  bool const is_loaded = document.has_value();
-  own->document = is_loaded ? std::move(*document) : config_document();
+  own->document = own->seen.document;
   return is_loaded;
 }
 
@@ -202,12 +207,13 @@ bool toml_config::save() {
     return true;
   }
 
-  std::string text;
-  auto const document = document_in(own->file, text);
-  if (!document) {
+  auto state = state_of(own->file);
+  if (!state) {
     return false;
   }
-  auto const changed = own->edited(*document, text, changes);
+  own->seen = std::move(*state);
+  auto const& text = own->seen.text;
+  auto const changed = own->edited(text, changes);
   if (!changed) {
     return false;
   }
@@ -227,26 +233,27 @@ bool toml_config::save() {
 }
 
 std::optional<config_value> toml_config::read(std::string const& key, config_value const& wanted) {
-  std::lock_guard const lock(own->guard);
+  std::lock_guard const access(own->file_access);
+  own->look_again();
   auto const complain = [&](std::string_view found) {
     spdlog::error("[toml_config] {}: '{}' is {}, expected {}", own->file.string(), key, found,
                   expectation_of(wanted));
-  };
-  if (own->lost.contains(key)) {
-    complain("gone from the file, or of another type there now");
     return std::nullopt;
+  };
+  auto const* const entry = own->seen.document.find(key);
+  if (entry == nullptr || !entry->value) {
+    return complain(entry == nullptr ? "missing" : "of type " + entry->kind);
   }
-  auto const* const entry = own->document.find(key);
+  if (!converted(*entry->value, wanted)) {
+    return complain(described(*entry->value));
+  }
+  std::lock_guard const lock(own->guard);
   auto const value = own->value_of(key);
   if (!value) {
-    complain(entry == nullptr ? "missing" : "of type " + entry->kind);
-    return std::nullopt;
+    return complain("not in force, as the file was loaded without it");
   }
   auto result = converted(*value, wanted);
-  if (!result) {
-    complain(described(*value));
-  }
-  return result;
+  return result ? result : complain("in force as " + described(*value));
 }
 
 std::optional<config_value> toml_config::current(std::string const& key, config_value const& wanted) {

@@ -23,4 +23,9 @@ namespace mura_common {
 /// Writes all of `content` at the file's position. @return false, with `error` set, when not all was written
 [[nodiscard]] bool write_all(file_descriptor const& file, std::string_view content, std::error_code& error);
 
+/// Copies from one file's position to its end, to the other's position. The kernel does it where it can: a
+/// file system that shares blocks between files then copies nothing at all.
+/// @return false, with `error` set, when not all was copied
+[[nodiscard]] bool copy_bytes(file_descriptor const& from, file_descriptor const& to, std::error_code& error);
+
 }  // namespace mura_common

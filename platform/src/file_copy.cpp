@@ -157,8 +157,7 @@ bool is_free(file_descriptor const& folder, std::string const& name, std::error_
 
 bool copy_content(file_descriptor const& source, mode_t permissions, file_descriptor const& copy,
                   std::error_code& error) {
-  copy_in_kernel(source, copy);
-  if (!copy_plainly(source, copy, error)) {
+  if (!copy_bytes(source, copy, error)) {
     return false;
   }
   if (::fchmod(copy.get(), permissions) != 0) {
@@ -188,6 +187,11 @@ bool make_copy(file_descriptor const& source, mode_t permissions, std::filesyste
 }
 
 }  // namespace
+
+bool copy_bytes(file_descriptor const& from, file_descriptor const& to, std::error_code& error) {
+  copy_in_kernel(from, to);
+  return copy_plainly(from, to, error);
+}
 
 bool copy_file_durably(std::filesystem::path const& from, std::filesystem::path const& to,
                        std::error_code& error) {

@@ -12,6 +12,7 @@
 #include "ipc_context.h"
 #include "ipc_endpoint.h"
 #include "ipc_message.h"
+#include "ipc_order.h"
 #include "mura_common/ipc.h"
 #include "mura_common/ipc_typed.h"
 
@@ -48,6 +49,7 @@ struct request_client::members {
       if (!socket) {
         return {exchange_end::unusable, {}};
       }
+      ipc::note_sending();
       static_cast<void>(socket.send(zmq::buffer(request), zmq::send_flags::dontwait));
       std::optional<ipc::received_message> reply;
       while (!reply) {

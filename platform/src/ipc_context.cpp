@@ -10,6 +10,8 @@
 #include <mutex>
 #include <system_error>
 
+#include "ipc_order.h"
+
 namespace mura_common::ipc {
 
 namespace {
@@ -87,6 +89,7 @@ std::optional<received_message> take_message(zmq::socket_t& socket) {
   if (!socket.recv(message.frame, zmq::recv_flags::dontwait)) {
     return std::nullopt;
   }
+  note_receiving();
   bool has_more = message.frame.more();
   message.is_single = !has_more;
   while (has_more) {

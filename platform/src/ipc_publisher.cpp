@@ -11,6 +11,7 @@
 #include "ipc_context.h"
 #include "ipc_endpoint.h"
 #include "ipc_message.h"
+#include "ipc_order.h"
 #include "mura_common/ipc.h"
 
 namespace mura_common {
@@ -74,6 +75,7 @@ bool publisher::publish(std::string const& event, nlohmann::json const& argument
     return false;
   }
   auto const frame = ipc::encode_event({event, ++own->number, own->instance, arguments});
+  ipc::note_sending();
   try {
     return own->socket.send(zmq::buffer(frame), zmq::send_flags::dontwait).has_value();
   } catch (zmq::error_t const& error) {

@@ -53,7 +53,7 @@ bool is_hook_content(std::string const& service_name, char const* hook_name, Hoo
 
 }  // namespace
 
-struct service::members {
+struct [[gnu::visibility("hidden")]] service::members {
   members(std::string own_name, bool wants_database)
       : name(std::move(own_name)), has_database(wants_database), lane(delivery_lane_of(name)) {}
 

@@ -34,7 +34,7 @@ void call(callback_function const& callback) {
 
 /// What a timer shares with the waits and jobs under way for it. Each start and stop begins a new generation;
 /// a wait or job of an earlier one finds that out and does nothing.
-class Timer::state : public std::enable_shared_from_this<state> {
+class [[gnu::visibility("hidden")]] Timer::state : public std::enable_shared_from_this<state> {
  public:
   explicit state(timer_engine& shared_engine) : engine(shared_engine), clock(engine.clocks()) {}
 

@@ -28,8 +28,8 @@ class MURA_COMMON_EXPORT IConfigParameterProvider {
   /// Looks a parameter up.
   /// @tparam T  unsigned int, std::chrono::seconds or std::string
   /// @return a handle on the live value; absent when the key is missing or its entry is of another type,
-  /// negative
-  ///         or out of range for T (the provider logs which)
+  ///         negative or out of range for T (the provider logs which), by what the configuration holds at the
+  ///         call
   template <typename T>
   [[nodiscard]] std::optional<ConfigParameter<T>> getParam(std::string const& key);
 
@@ -42,7 +42,7 @@ class MURA_COMMON_EXPORT IConfigParameterProvider {
   template <typename T>
   friend class ConfigParameter;
 
-  /// The live value of `key`, absent when it is missing or not of the type that `wanted` holds.
+  /// The live value of `key`, absent when it is missing now or not of the type that `wanted` holds.
   [[nodiscard]] virtual std::optional<config_value> read(std::string const& key,
                                                          config_value const& wanted) = 0;
   /// Whether `value` lies within the limits set for `key`.
@@ -91,12 +91,19 @@ std::optional<ConfigParameter<T>> IConfigParameterProvider::getParam(std::string
 
 /// A configuration kept in a TOML file that an operator may edit.
 ///
-/// `[limits.a]` with `b = { min = 0, max = 1000 }` in the same file bounds what `check` admits for "a.b";
-/// either bound may be left out. They hold for numbers of either type and not for strings. Limits that are
-/// malformed (no table, anything but min and max in it, a bound that is no integer, min above max) admit no
-/// value at all, with a line in the log, so that a slip of the pen never opens a range. Files of up to 64 KiB
-/// are taken. Saving reads the file anew and replaces only the values that were set: every other byte,
-/// comments and order included, stays as the operator left it.
+/// Values in force are those of loading and those set since; what an operator changes in the file takes
+/// effect at the next loading. Only whether a parameter is there is asked anew: `getParam` reads the file, so
+/// that a key which has gone from it is missing at once, and found again, with the value in force, as soon as
+/// it is put back. While the file cannot be read or is not TOML, it counts as it was last seen, without a
+/// line in the log; a saving then fails and says why. An entry that the file got after loading has no value
+/// in force and is missing until the file is loaded again.
+///
+/// `[limits.a]` with `b = { min = 0, max = 1000 }` in the same file bounds what `check` admits for "a.b", as
+/// it was when the file was loaded; either bound may be left out. They hold for numbers of either type and
+/// not for strings. Limits that are malformed (no table, anything but min and max in it, a bound that is no
+/// integer, min above max) admit no value at all, with a line in the log, so that a slip of the pen never
+/// opens a range. Files of up to 64 KiB are taken. Saving reads the file anew and replaces only the values
+/// that were set: every other byte, comments and order included, stays as the operator left it.
 class MURA_COMMON_EXPORT toml_config : public IConfigParameterProvider {
  public:
   toml_config();
@@ -116,9 +123,9 @@ class MURA_COMMON_EXPORT toml_config : public IConfigParameterProvider {
   /// Integers are written in decimal, texts as basic strings.
   /// @return true also when nothing was set; false, with a line in the log for each cause and the file
   ///         untouched, when the file cannot be read or written or is no longer TOML, when a value that was
-  ///         set cannot be read back (negative seconds, text that is not UTF-8), or when an entry has gone
-  ///         from the file or changed its type: `getParam` then treats its key as missing until a saving
-  ///         finds it again
+  ///         set cannot be read back (negative seconds, text that is not UTF-8), or when the entry of one
+  ///         has gone from the file or changed its type since its `getParam`; every further saving then fails
+  ///         too, until the entry is put back
   [[nodiscard]] bool save() override;
 
  protected:

@@ -6,7 +6,10 @@
 #include <functional>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
+#include <type_traits>
+#include <variant>
 
 #include "mura_common/export.h"
 
@@ -66,6 +69,15 @@ enum class call_failure {
   no_answer,  ///< the service did not answer in time
   refused,    ///< the service answered with an error
   malformed,  ///< the answer could not be understood
+};
+
+/// What a typed call came to.
+template <typename Result>
+struct call_result {
+  /// The operation's result; absent when there was none, `failure` then says why. An operation without a
+  /// result gives std::monostate.
+  std::optional<std::conditional_t<std::is_void_v<Result>, std::monostate, Result>> value;
+  call_failure failure = call_failure::none;  ///< `none` exactly when `value` is there
 };
 
 /// Calls the operations of one service. Any number of threads may call at once.

@@ -21,15 +21,6 @@
 /// because the standard library has one too.
 namespace mura_common {
 
-/// What a typed call came to.
-template <typename Result>
-struct call_result {
-  /// The operation's result; absent when there was none, `failure` then says why. An operation without a
-  /// result gives std::monostate.
-  std::optional<std::conditional_t<std::is_void_v<Result>, std::monostate, Result>> value;
-  call_failure failure = call_failure::none;  ///< `none` exactly when `value` is there
-};
-
 /// Inner workings of this header.
 namespace ipc_detail {
 

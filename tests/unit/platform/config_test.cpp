@@ -13,8 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "log_capture.h"
-#include "temporary_folder.h"
+#include "config_fixture.h"
 
 namespace mura_common {
 namespace {
@@ -22,38 +21,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using std::chrono::seconds;
-
-constexpr auto error_level = spdlog::level::err;
-
-class Configuration : public testing::Test {
- protected:
-  fs::path load(std::string const& text) {
-    auto const file = folder.write("service.toml", text);
-    EXPECT_TRUE(config.load(file));
-    return file;
-  }
-
-  template <typename T>
-  ConfigParameter<T> parameter(std::string const& key) {
-    auto found = config.getParam<T>(key);
-    if (!found) {
-      throw std::runtime_error("the test expected a parameter " + key);
-    }
-    return *found;
-  }
-
-  [[nodiscard]] std::size_t error_count() const {
-    std::size_t count = 0;
-    for (auto const& line : log.lines()) {
-      count += line.level == error_level ? 1U : 0U;
-    }
-    return count;
-  }
-
-  temporary_folder folder;
-  log_capture log;
-  toml_config config;
-};
 
 TEST_F(Configuration, ReadsValuesOfEachType) {
   load("top = 1\n[a]\ncount = 4294967295\ntime = 3_600\nname = 'x'\n[a.b]\ndeep = 0x10\n");
@@ -253,44 +220,6 @@ TEST_F(Configuration, WritesEachSettingOnce) {
   folder.write("service.toml", "a = 3\n");
   EXPECT_TRUE(config.save());
   EXPECT_EQ(content_of(file), "a = 3\n");
-}
-
-TEST_F(Configuration, NamesTheKeyThatHasVanishedAndTreatsItAsMissing) {
-  auto const file = load("[a]\nb = 1\nc = 1\n");
-  auto handle = parameter<unsigned int>("a.b");
-  handle.set(2);
-  parameter<unsigned int>("a.c").set(2);
-  folder.write("service.toml", "[a]\nc = 1\n");
-  EXPECT_FALSE(config.save());
-  EXPECT_EQ(error_count(), 1U);
-  EXPECT_TRUE(log.holds(error_level, file.string()));
-  EXPECT_TRUE(log.holds(error_level, "'a.b'"));
-  EXPECT_EQ(content_of(file), "[a]\nc = 1\n");
-  EXPECT_FALSE(config.getParam<unsigned int>("a.b").has_value());
-  EXPECT_EQ(handle.value(), 2U);
-  EXPECT_EQ(parameter<unsigned int>("a.c").value(), 2U);
-}
-
-TEST_F(Configuration, FindsAVanishedKeyAgain) {
-  auto const file = load("a = 1\n");
-  parameter<unsigned int>("a").set(2);
-  folder.write("service.toml", "");
-  ASSERT_FALSE(config.save());
-  EXPECT_FALSE(config.save());
-  folder.write("service.toml", "a = 5\n");
-  EXPECT_TRUE(config.save());
-  EXPECT_EQ(content_of(file), "a = 2\n");
-  EXPECT_EQ(parameter<unsigned int>("a").value(), 2U);
-}
-
-TEST_F(Configuration, TreatsAKeyOfAnotherTypeAsVanished) {
-  auto const file = load("a = 1\n");
-  parameter<unsigned int>("a").set(2);
-  folder.write("service.toml", "a = 'one'\n");
-  EXPECT_FALSE(config.save());
-  EXPECT_TRUE(log.holds(error_level, "'a' is of another type (string)"));
-  EXPECT_EQ(content_of(file), "a = 'one'\n");
-  EXPECT_FALSE(config.getParam<unsigned int>("a").has_value());
 }
 
 TEST_F(Configuration, DoesNotSaveIntoAFileThatIsNoLongerToml) {

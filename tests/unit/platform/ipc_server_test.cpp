@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <future>
 #include <mutex>
 #include <stdexcept>
@@ -117,6 +118,18 @@ TEST_F(RequestServer, SurvivesOneThatIsFarTooLarge) {
   ASSERT_TRUE(server.start());
   raw_peer peer(zmq::socket_type::req, socket("echo.req"));
   peer.send({std::string(17 * 1024 * 1024, 'x')});
+  expect_alive();
+}
+
+TEST_F(RequestServer, AnswersWithAnErrorWhereAReplyIsTooLarge) {
+  constexpr std::size_t limit = 64 * 1024 * 1024;
+  server.add("large", [](json const&) { return json{{"result", std::string(limit, 'x')}}; });
+  ASSERT_TRUE(server.start());
+  // Writing so much takes its time where a sanitizer looks on.
+  request_client client("echo", std::chrono::minutes(5));
+  json reply;
+  EXPECT_EQ(client.call("large", json::array(), reply), call_failure::refused);
+  EXPECT_TRUE(log.holds(err, "at most 67108864 can be sent"));
   expect_alive();
 }
 
