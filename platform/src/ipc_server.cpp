@@ -1,6 +1,7 @@
 #include <spdlog/spdlog.h>
 
 #include <exception>
+#include <iterator>
 #include <map>
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -9,10 +10,13 @@
 #include <thread>
 #include <utility>
 #include <variant>
+#include <vector>
+#include <zmq_addon.hpp>
 
 #include "ipc_context.h"
 #include "ipc_endpoint.h"
 #include "ipc_message.h"
+#include "ipc_order.h"
 #include "mura_common/delivery.h"
 #include "mura_common/ipc.h"
 #include "mura_common/ipc_codec.h"
@@ -26,6 +30,8 @@ constexpr char const* const class_name = "request_server";
 constexpr std::string_view ping = "ping";
 /// Above `ipc_request_limit`, so that a request which is only somewhat too large still gets its error reply.
 constexpr int hard_request_limit = 16 * 1024 * 1024;
+/// What stands before a request: ZeroMQ's name for the sender, and the empty frame of the sender's `REQ` socket.
+constexpr std::size_t envelope_frames = 2;
 
 }  // namespace
 
@@ -38,18 +44,29 @@ struct request_server::members {
         if (ipc::wait_for_message(socket, stopping) == ipc::wake_reason::stopped) {
           return;
         }
-        auto const request = ipc::take_message(socket);
-        if (!request) {
+        std::vector<zmq::message_t> frames;
+        if (!zmq::recv_multipart(socket, std::back_inserter(frames), zmq::recv_flags::dontwait) ||
+            !is_request(frames)) {
           continue;
         }
-        auto const reply = request->is_single
-                               ? answer(request->frame.to_string_view())
+        ipc::note_receiving();
+        auto const reply = frames.size() == envelope_frames + 1
+                               ? answer(frames.back().to_string_view())
                                : refuse({ipc::bad_request, "a request is one frame, this one has several"});
-        static_cast<void>(socket.send(zmq::buffer(reply), zmq::send_flags::dontwait));
+        frames.resize(envelope_frames);
+        frames.emplace_back(reply);
+        ipc::note_sending();
+        static_cast<void>(zmq::send_multipart(socket, frames, zmq::send_flags::dontwait));
       } catch (zmq::error_t const& error) {
         spdlog::error("[{}] {}: cannot read or answer a request: {}", class_name, service, error.what());
       }
     }
+  }
+
+  /// ZeroMQ hands over what a stranger sends as well, and it announces bytes before it has found out that they
+  /// are no message.
+  static bool is_request(std::vector<zmq::message_t> const& frames) {
+    return frames.size() > envelope_frames && frames[envelope_frames - 1].empty();
   }
 
   std::string answer(std::string_view frame) {
@@ -79,7 +96,7 @@ struct request_server::members {
         std::lock_guard const turn(*lane);
         body = handler(request.arguments);
       }
-      return ipc::encode_reply(body);
+      return sendable(ipc::encode_reply(body), request.operation);
     } catch (malformed_value const& error) {
       return refuse({ipc::bad_request, request.operation + ": " + error.what()});
     } catch (std::exception const& error) {
@@ -87,6 +104,16 @@ struct request_server::members {
     } catch (...) {
       return problem_in("of an unknown type");
     }
+  }
+
+  /// A reply above the limit would only end the client's connection and leave the client waiting.
+  std::string sendable(std::string reply, std::string const& operation) const {
+    if (reply.size() <= std::size_t{ipc::message_limit}) {
+      return reply;
+    }
+    spdlog::error("[{}] {}: the reply to {} has {} bytes, at most {} can be sent", class_name, service,
+                  operation, reply.size(), ipc::message_limit);
+    return ipc::encode_refusal({ipc::failed, "the reply is too large"});
   }
 
   std::string refuse(ipc::refusal const& refusal) const {
@@ -126,8 +153,9 @@ bool request_server::start() {
   }
   try {
     own->context = ipc::shared_context();
+    // Not a REP socket: from one, the reply to the next client may be lost after a stranger's bytes.
     own->socket =
-        ipc::listening_socket(*own->context, zmq::socket_type::rep, *own->place, file, hard_request_limit);
+        ipc::listening_socket(*own->context, zmq::socket_type::router, *own->place, file, hard_request_limit);
     own->stopping.lower();
     own->thread = std::thread([members = own.get()] { members->run(); });
     return true;

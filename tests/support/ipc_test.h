@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -30,24 +31,29 @@ class ipc_test : public testing::Test {
   log_capture log;
 };
 
-/// A door that threads wait at until it is opened.
+/// A door that threads wait at until it is opened. It may go while a thread is still on its way out of it.
 class gate {
  public:
   void open() {
-    std::lock_guard const lock(guard);
-    is_open = true;
-    changed.notify_all();
+    auto const kept = door;
+    std::lock_guard const lock(kept->guard);
+    kept->is_open = true;
+    kept->changed.notify_all();
   }
   /// @return whether it was open in time
   bool pass() {
-    std::unique_lock lock(guard);
-    return changed.wait_for(lock, generous, [&] { return is_open; });
+    auto const kept = door;
+    std::unique_lock lock(kept->guard);
+    return kept->changed.wait_for(lock, generous, [&] { return kept->is_open; });
   }
 
  private:
-  std::mutex guard;
-  std::condition_variable changed;
-  bool is_open = false;
+  struct state {
+    std::mutex guard;
+    std::condition_variable changed;
+    bool is_open = false;
+  };
+  std::shared_ptr<state> const door = std::make_shared<state>();
 };
 
 /// Collects what threads bring and lets the test wait for it.
