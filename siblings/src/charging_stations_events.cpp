@@ -14,8 +14,13 @@ constexpr char const* const connector_status_changed = "connector_status_changed
 constexpr char const* const command_status = "command_status";
 constexpr char const* const station_created = "station_created";
 constexpr char const* const station_deleted = "station_deleted";
+constexpr char const* const firmware_status = "firmware_status";
 
 }  // namespace
+
+void i_sub_charging_stations_service_handler::on_firmware_status(unsigned int const& /*station_id*/,
+                                                                 std::string const& /*status*/) {
+}
 
 // The events hold on to the receiver itself, so the base may stop after this class is gone.
 sub_charging_stations_service::sub_charging_stations_service(std::string subscriber, receiver& target)
@@ -43,6 +48,10 @@ bool sub_charging_stations_service::subscribe_to_command_status() {
   return mura_common::bind_event(*this, command_status, handler, &receiver::on_command_status);
 }
 
+bool sub_charging_stations_service::subscribe_to_firmware_status() {
+  return mura_common::bind_event(*this, firmware_status, handler, &receiver::on_firmware_status);
+}
+
 pub_charging_stations_service::pub_charging_stations_service() : publisher(charging_stations_service_name) {
 }
 
@@ -68,6 +77,11 @@ bool pub_charging_stations_service::publish_station_created(unsigned int station
 
 bool pub_charging_stations_service::publish_station_deleted(unsigned int station_id) {
   return mura_common::publish(*this, station_deleted, &receiver::on_station_deleted, station_id);
+}
+
+bool pub_charging_stations_service::publish_firmware_status(unsigned int station_id,
+                                                            std::string const& status) {
+  return mura_common::publish(*this, firmware_status, &receiver::on_firmware_status, station_id, status);
 }
 
 }  // namespace tavi::stations

@@ -23,7 +23,7 @@ constexpr std::chrono::milliseconds parting_time(500);
 
 }  // namespace
 
-struct req_resp_logger_service::members {
+struct [[gnu::visibility("hidden")]] req_resp_logger_service::members {
   struct entry {
     unsigned int category;
     unsigned int subtype;

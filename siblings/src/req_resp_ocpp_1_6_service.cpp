@@ -89,12 +89,20 @@ int req_resp_ocpp_1_6_service::request_diagnostics_upload(unsigned int station_i
       .value_or(no_answer);
 }
 
+int req_resp_ocpp_1_6_service::request_firmware_update(unsigned int station_id, std::string const& path,
+                                                       unsigned int& request) {
+  return mura_common::call(own->client, "request_firmware_update", &handler::on_request_firmware_update,
+                           station_id, path, request)
+      .value_or(no_answer);
+}
+
 req_resp_ocpp_1_6_service_handler::req_resp_ocpp_1_6_service_handler(
     i_req_resp_ocpp_1_6_service_handler& target)
     : request_server(ocpp_1_6_service_name) {
   mura_common::bind(*this, "get_charging_station", target, &handler::on_get_charging_station);
   mura_common::bind(*this, list_operation, target, &handler::on_get_charging_stations);
   mura_common::bind(*this, "request_diagnostics_upload", target, &handler::on_request_diagnostics_upload);
+  mura_common::bind(*this, "request_firmware_update", target, &handler::on_request_firmware_update);
 }
 
 }  // namespace tavi::ocpp1_6

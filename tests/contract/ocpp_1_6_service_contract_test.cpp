@@ -25,6 +25,10 @@ class called_directly : public tavi::ocpp1_6::i_req_resp_ocpp_1_6_service {
                                  unsigned int& request) override {
     return handler.on_request_diagnostics_upload(station_id, location, request);
   }
+  int request_firmware_update(unsigned int station_id, std::string const& path,
+                              unsigned int& request) override {
+    return handler.on_request_firmware_update(station_id, path, request);
+  }
 
  private:
   fake_ocpp_1_6_service& handler;
@@ -72,6 +76,29 @@ TYPED_TEST(Ocpp16ServiceContract, TellsAnUnknownStationFromOneThatIsAway) {
   unsigned int request = 0;
   EXPECT_EQ(this->service().request_diagnostics_upload(7, "http://a/upload/t/", request), 1);
   EXPECT_EQ(this->service().request_diagnostics_upload(4294967295U, "http://a/upload/t/", request), 2);
+}
+
+TYPED_TEST(Ocpp16ServiceContract, NumbersTheUpdatesThatAStationTook) {
+  this->handler.add(this->online);
+  auto const file = this->folder.write("1_x7 \xc3\xa4.bin", "firmware").string();
+  unsigned int first = 0;
+  unsigned int second = 0;
+  EXPECT_EQ(this->service().request_firmware_update(1, file, first), 0);
+  EXPECT_EQ(this->service().request_firmware_update(1, file, second), 0);
+  EXPECT_NE(first, second);
+}
+
+TYPED_TEST(Ocpp16ServiceContract, TellsWhatStandsInTheWayOfAnUpdate) {
+  this->handler.add(this->online);
+  this->handler.add(this->offline);
+  auto const file = this->folder.write("1_x7.bin", "firmware").string();
+  unsigned int request = 0;
+  EXPECT_EQ(this->service().request_firmware_update(7, file, request), 1);
+  EXPECT_EQ(this->service().request_firmware_update(7, "/none", request), 1);
+  EXPECT_EQ(this->service().request_firmware_update(4294967295U, file, request), 2);
+  EXPECT_EQ(this->service().request_firmware_update(1, file + ".none", request), 3);
+  EXPECT_EQ(this->service().request_firmware_update(1, this->folder.path().string(), request), 3);
+  EXPECT_EQ(this->service().request_firmware_update(1, "", request), 3);
 }
 
 }  // namespace

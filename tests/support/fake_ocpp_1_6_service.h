@@ -2,16 +2,19 @@
 
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "tavi/ocpp1_6/req_resp_ocpp_1_6_service.h"
 
-/// An OCPP 1.6 service whose stations are a list in memory; connected ones take every request.
+/// An OCPP 1.6 service whose stations are a list in memory; connected ones take every request. Regular files
+/// are delivered from wherever they lie.
 class fake_ocpp_1_6_service : public tavi::ocpp1_6::i_req_resp_ocpp_1_6_service_handler {
  public:
   using station = tavi::stations::charging_station;
@@ -50,6 +53,19 @@ class fake_ocpp_1_6_service : public tavi::ocpp1_6::i_req_resp_ocpp_1_6_service_
     }
     request = ++last_request;
     return 0;
+  }
+
+  int on_request_firmware_update(unsigned int const& station_id, std::string const& path,
+                                 unsigned int& request) override {
+    std::error_code ignored;
+    auto const is_file = std::filesystem::is_regular_file(path, ignored);
+    unsigned int number = 0;
+    auto const answer = on_request_diagnostics_upload(station_id, path, number);
+    if (answer == 0 && !is_file) {
+      return 3;
+    }
+    request = answer == 0 ? number : request;
+    return answer;
   }
 
  private:

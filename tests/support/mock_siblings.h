@@ -35,6 +35,8 @@ class mock_ocpp : public tavi::ocpp1_6::i_req_resp_ocpp_1_6_service {
   MOCK_METHOD(std::vector<tavi::stations::charging_station>, get_charging_stations, (), (override));
   MOCK_METHOD(int, request_diagnostics_upload,
               (unsigned int station_id, std::string const& location, unsigned int& request), (override));
+  MOCK_METHOD(int, request_firmware_update,
+              (unsigned int station_id, std::string const& path, unsigned int& request), (override));
 };
 
 class mock_network : public tavi::network::i_req_resp_network_service {

@@ -50,6 +50,16 @@ TEST_F(OcppClient, AnswersWithTheListOfItsStartWhenTheServiceFailsLater) {
   EXPECT_EQ(request, 77U);
 }
 
+TEST_F(OcppClient, UpdateThatNobodyAnswersHasAResultOfItsOwnAndNoNumber) {
+  ASSERT_TRUE(server.start());
+  req_resp_ocpp_1_6_service client;
+  ASSERT_TRUE(client.init());
+  service.is_failing = true;
+  unsigned int request = 77;
+  EXPECT_EQ(client.request_firmware_update(1, "/store/1_x7.bin", request), -1);
+  EXPECT_EQ(request, 77U);
+}
+
 TEST_F(OcppClient, DoesNotStartWhenTheListCannotBeRead) {
   service.is_failing = true;
   ASSERT_TRUE(server.start());

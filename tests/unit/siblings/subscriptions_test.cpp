@@ -51,6 +51,10 @@ class station_events : public i_sub_charging_stations_service_handler {
     }
   }
 
+  void on_firmware_status(unsigned int const& station_id, std::string const& status) override {
+    seen.add(fmt::format("firmware {} {}", station_id, status));
+  }
+
   collector<std::string> seen;
   collector<bool> connected;
 };
@@ -77,19 +81,22 @@ TEST_F(StationEvents, ArriveWithEverythingThatTheyTell) {
   EXPECT_TRUE(events.subscribe_to_station_status());
   EXPECT_TRUE(events.subscribe_to_connector_status_changed());
   EXPECT_TRUE(events.subscribe_to_command_status());
+  EXPECT_TRUE(events.subscribe_to_firmware_status());
   EXPECT_TRUE(source.publish_station_created(5));
   EXPECT_TRUE(source.publish_station_status({5, true, station_diagnostics_status::uploading}));
   EXPECT_TRUE(source.publish_connector_status_changed(5, 2, {"Faulted", "GroundFailure"}));
   EXPECT_TRUE(source.publish_command_status(5, 4294967295U, cs_request_status::timed_out));
+  EXPECT_TRUE(source.publish_firmware_status(5, "Downloaded"));
   EXPECT_TRUE(source.publish_station_deleted(5));
-  EXPECT_THAT(receiver.seen.wait_for(5),
+  EXPECT_THAT(receiver.seen.wait_for(6),
               ElementsAre("created 5", "status 5 true 3", "connector 5 2 Faulted GroundFailure",
-                          "command 5 4294967295 2", "deleted 5"));
+                          "command 5 4294967295 2", "firmware 5 Downloaded", "deleted 5"));
 }
 
 TEST_F(StationEvents, AreReceivedOnlyWhenSubscribedTo) {
   EXPECT_TRUE(source.publish_station_created(5));
   EXPECT_TRUE(source.publish_command_status(5, 1, cs_request_status::accepted));
+  EXPECT_TRUE(source.publish_firmware_status(5, "Installed"));
   EXPECT_TRUE(source.publish_station_deleted(6));
   EXPECT_THAT(receiver.seen.wait_for(1), ElementsAre("deleted 6"));
 }

@@ -38,6 +38,20 @@ class TAVI_SIBLINGS_EXPORT i_req_resp_ocpp_1_6_service {
   ///         answer from the station or the service, or the station has nothing to upload
   virtual int request_diagnostics_upload(unsigned int station_id, std::string const& location,
                                          unsigned int& request) = 0;
+
+  /// Asks a station to fetch a firmware and install it (OCPP 1.6, UpdateFirmware). May be called from any
+  /// thread.
+  ///
+  /// The service itself makes the location that the station fetches the file from. What becomes of the update
+  /// is published as the station tells it, see `i_sub_charging_stations_service_handler::on_firmware_status`.
+  /// @param station_id  the station
+  /// @param path        absolute path of the file on the service's machine
+  /// @param request     receives the number of the request, under which its outcome is published
+  /// @return 0 the station has been asked and took the request; 1 unknown station; 2 not connected; 3 no
+  ///         regular file there that the service can read, or one outside the folders that it delivers from;
+  ///         any other value: no answer from the station or the service
+  virtual int request_firmware_update(unsigned int station_id, std::string const& path,
+                                      unsigned int& request) = 0;
 };
 
 }  // namespace tavi::ocpp1_6

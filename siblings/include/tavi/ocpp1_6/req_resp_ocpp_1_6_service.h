@@ -28,6 +28,8 @@ class TAVI_SIBLINGS_EXPORT req_resp_ocpp_1_6_service : public i_req_resp_ocpp_1_
   [[nodiscard]] std::vector<tavi::stations::charging_station> get_charging_stations() override;
   int request_diagnostics_upload(unsigned int station_id, std::string const& location,
                                  unsigned int& request) override;
+  int request_firmware_update(unsigned int station_id, std::string const& path,
+                              unsigned int& request) override;
 
  private:
   struct members;
@@ -47,6 +49,9 @@ class TAVI_SIBLINGS_EXPORT i_req_resp_ocpp_1_6_service_handler {
   /// See `i_req_resp_ocpp_1_6_service::request_diagnostics_upload`.
   virtual int on_request_diagnostics_upload(unsigned int const& station_id, std::string const& location,
                                             unsigned int& request) = 0;
+  /// See `i_req_resp_ocpp_1_6_service::request_firmware_update`.
+  virtual int on_request_firmware_update(unsigned int const& station_id, std::string const& path,
+                                         unsigned int& request) = 0;
 };
 
 /// IPC server of the OCPP 1.6 service.

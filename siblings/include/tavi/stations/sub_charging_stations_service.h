@@ -25,6 +25,9 @@ class TAVI_SIBLINGS_EXPORT i_sub_charging_stations_service_handler {
   virtual void on_station_created(unsigned int const& station_id) = 0;
   /// A station was taken out of the site.
   virtual void on_station_deleted(unsigned int const& station_id) = 0;
+  /// A station told how its firmware update goes; does nothing unless overridden.
+  /// @param status  FirmwareStatus of OCPP 1.6, such as "Downloading" or "Installed"
+  virtual void on_firmware_status(unsigned int const& station_id, std::string const& status);
 };
 
 /// Subscription to the events of the charging-stations service.
@@ -48,6 +51,8 @@ class TAVI_SIBLINGS_EXPORT sub_charging_stations_service : public mura_common::s
   [[nodiscard]] bool subscribe_to_connector_status_changed();
   /// As `subscribe_to_station_created`.
   [[nodiscard]] bool subscribe_to_command_status();
+  /// As `subscribe_to_station_created`.
+  [[nodiscard]] bool subscribe_to_firmware_status();
 
  private:
   i_sub_charging_stations_service_handler& handler;
@@ -71,6 +76,8 @@ class TAVI_SIBLINGS_EXPORT pub_charging_stations_service : public mura_common::p
   bool publish_station_created(unsigned int station_id);
   /// See `i_sub_charging_stations_service_handler::on_station_deleted`.
   bool publish_station_deleted(unsigned int station_id);
+  /// See `i_sub_charging_stations_service_handler::on_firmware_status`.
+  bool publish_firmware_status(unsigned int station_id, std::string const& status);
 };
 
 }  // namespace tavi::stations
