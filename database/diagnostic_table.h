@@ -61,6 +61,15 @@ class diagnostic_table : public mura_common::DatabaseTable {
   /// Deletes the rows with exactly this path. @return whether the statement ran; no row to delete is no error
   bool delete_diagnostic_report_for_path(std::string const& full_path);
 
+  /// Prepares many deletions by path: until `end_deletions` they are one transaction, flushed to disk once,
+  /// and each finds its rows without walking through the others. Nothing else is to be changed meanwhile.
+  /// @return false, with a line in the log, when that is not possible; each deletion then stands alone, as
+  ///         without this call
+  bool begin_deletions();
+  /// Makes the deletions since `begin_deletions` last. Does nothing without it.
+  /// @return false, with a line in the log, when that fails: the rows are back
+  bool end_deletions();
+
   /// The stored paths of the reports with these ids, each once, in the database's order; unknown ids give
   /// none.
   std::vector<std::string> get_list_of_diagnostics_path(std::vector<int> const& diagnostic_ids);
@@ -76,6 +85,7 @@ class diagnostic_table : public mura_common::DatabaseTable {
 
  private:
   [[nodiscard]] bool prepare_statements();
+  [[nodiscard]] bool run(char const* statement);
   [[nodiscard]] std::vector<diagnostic_report_info> fetch_all_and_reset(
       std::unique_ptr<mura_common::IQuery> const& query);
   [[nodiscard]] std::optional<diagnostic_report_info> get_oldest_of_all();
@@ -95,6 +105,7 @@ class diagnostic_table : public mura_common::DatabaseTable {
   std::unique_ptr<mura_common::IQuery> delete_by_path_query;
   std::unique_ptr<mura_common::IQuery> delete_by_station_query;
   std::unique_ptr<mura_common::IQuery> count_query;
+  bool has_begun_deletions = false;
 };
 
 }  // namespace tavi::stations_maintenance

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <set>
@@ -22,14 +23,19 @@ class faulty_database : public mura_common::IDatabase {
   void refuse_to_prepare(std::string const& part) { unpreparable.insert(part); }
   /// From now on executing a statement whose text holds `part` fails, prepared before or not.
   void fail_to_execute(std::string const& part) { unexecutable.insert(part); }
+  /// From now on a statement whose text holds `part` runs but gives no row.
+  void hide_rows_of(std::string const& part) { rowless.insert(part); }
   /// Everything works again.
   void heal() {
     unpreparable.clear();
     unexecutable.clear();
+    rowless.clear();
   }
 
   /// The texts of all statements that were prepared or were to be, in order.
   std::vector<std::string> prepared_texts;
+  /// How often a statement was told to go on to its next row, which each row costs once.
+  std::size_t steps = 0;
 
   std::unique_ptr<mura_common::IQuery> create_query(std::string const& sql) override {
     prepared_texts.push_back(sql);
@@ -74,8 +80,13 @@ class faulty_database : public mura_common::IDatabase {
     }
     bool bind_null(int position) override { return working->bind_null(position); }
     bool execute() override { return !is_in(database.unexecutable, text) && working->execute(); }
-    [[nodiscard]] bool has_row() const override { return working->has_row(); }
-    bool next() override { return working->next(); }
+    [[nodiscard]] bool has_row() const override {
+      return !is_in(database.rowless, text) && working->has_row();
+    }
+    bool next() override {
+      ++database.steps;
+      return working->next();
+    }
     [[nodiscard]] std::int32_t get_int32(int column) const override { return working->get_int32(column); }
     [[nodiscard]] std::uint32_t get_uint32(int column) const override { return working->get_uint32(column); }
     [[nodiscard]] std::int64_t get_int64(int column) const override { return working->get_int64(column); }
@@ -93,4 +104,5 @@ class faulty_database : public mura_common::IDatabase {
   mura_common::IDatabase& working;
   std::set<std::string> unpreparable;
   std::set<std::string> unexecutable;
+  std::set<std::string> rowless;
 };

@@ -236,5 +236,71 @@ TEST_F(FaultyDiagnosticTable, TellsTheStatementForChosenIdsThatItCannotPrepare) 
                            "diagnostic_id IN(3,-1);"}));
 }
 
+struct failing_step {
+  char const* name;
+  char const* statement;
+};
+
+class FailingBegin : public FaultyDiagnosticTable, public testing::WithParamInterface<failing_step> {};
+
+TEST_P(FailingBegin, LeavesEachDeletionToItself) {
+  ASSERT_TRUE(table.init());
+  ASSERT_TRUE(table.insert_diagnostic_report(7, "a", manual, 1));
+  log.clear();
+  database.fail_to_execute(GetParam().statement);
+  EXPECT_FALSE(table.begin_deletions());
+  EXPECT_THAT(log.lines(), ElementsAre(log_line{
+                               err, "[diagnostic_table] Unable to delete many diagnostic reports at once : " +
+                                        std::string(GetParam().statement) + " error = disk I/O error"}));
+  EXPECT_TRUE(table.delete_diagnostic_report_for_path("tmp"));
+  EXPECT_TRUE(table.end_deletions());
+  database.heal();
+  EXPECT_TRUE(table.get_all_diagnostics().empty());
+  EXPECT_TRUE(table.begin_deletions()) << "no transaction was left open";
+  EXPECT_TRUE(table.end_deletions());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, FailingBegin,
+    testing::Values(failing_step{"Transaction", "BEGIN IMMEDIATE;"},
+                    failing_step{"Index",
+                                 "CREATE INDEX DiagnosticReportsByPath ON DiagnosticReports (full_path);"}),
+    [](auto const& tested) { return std::string(tested.param.name); });
+
+class FailingEnd : public FaultyDiagnosticTable, public testing::WithParamInterface<failing_step> {};
+
+TEST_P(FailingEnd, BringsTheRowsBack) {
+  ASSERT_TRUE(table.init());
+  ASSERT_TRUE(table.insert_diagnostic_report(7, "a", manual, 1));
+  log.clear();
+  ASSERT_TRUE(table.begin_deletions());
+  EXPECT_TRUE(table.delete_diagnostic_report_for_path("tmp"));
+  database.fail_to_execute(GetParam().statement);
+  EXPECT_FALSE(table.end_deletions());
+  EXPECT_THAT(log.lines(), ElementsAre(log_line{
+                               err, "[diagnostic_table] Unable to delete many diagnostic reports at once : " +
+                                        std::string(GetParam().statement) + " error = disk I/O error"}));
+  database.heal();
+  EXPECT_EQ(table.get_all_diagnostics().size(), 1U);
+  EXPECT_TRUE(table.begin_deletions()) << "neither transaction nor index was left";
+  EXPECT_TRUE(table.delete_diagnostic_report_for_path("tmp"));
+  EXPECT_TRUE(table.end_deletions());
+  EXPECT_TRUE(table.get_all_diagnostics().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, FailingEnd,
+                         testing::Values(failing_step{"Index", "DROP INDEX DiagnosticReportsByPath;"},
+                                         failing_step{"Transaction", "COMMIT;"}),
+                         [](auto const& tested) { return std::string(tested.param.name); });
+
+TEST_F(FaultyDiagnosticTable, SaysWhyWhatMustBeDeletedAtOnceCannotBePrepared) {
+  database.refuse_to_prepare("BEGIN");
+  EXPECT_FALSE(table.begin_deletions());
+  EXPECT_THAT(log.lines(), ElementsAre(log_line{
+                               err,
+                               "[diagnostic_table] Unable to delete many diagnostic reports at once : BEGIN "
+                               "IMMEDIATE; error = no statement"}));
+}
+
 }  // namespace
 }  // namespace tavi::stations_maintenance

@@ -322,5 +322,49 @@ TEST_F(DiagnosticTable, ReadsARecordWithoutGoingOnToTheNext) {
   EXPECT_EQ(record.diagnostic_id, first);
 }
 
+TEST_F(DiagnosticTable, DeletesManyByPathWithoutWalkingThroughTheOthers) {
+  given_placed_report(1, "/b");
+  given_placed_report(1, "/a");
+  given_placed_report(1, "/c");
+  ASSERT_TRUE(table.begin_deletions());
+  auto const plan =
+      database.create_query("EXPLAIN QUERY PLAN DELETE FROM DiagnosticReports WHERE full_path IS ?;");
+  ASSERT_TRUE(plan && plan->execute());
+  EXPECT_THAT(mura_common::fetchRows(*plan, [](auto const& row) { return row.get_text(3); }),
+              ElementsAre(testing::StartsWith("SEARCH DiagnosticReports USING ")));
+  EXPECT_TRUE(table.delete_diagnostic_report_for_path("/c"));
+  ASSERT_TRUE(table.end_deletions());
+  EXPECT_THAT(table.get_all_diagnostics_path(), ElementsAre("/b", "/a"));
+  EXPECT_EQ(text_from_database("SELECT count(*) FROM sqlite_master WHERE type = 'index' AND sql NOT NULL"),
+            "0");
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(DiagnosticTable, MakesManyDeletionsLastAtOnce) {
+  given_placed_report(1, "/a");
+  given_placed_report(1, "/b");
+  mura_common::sqlite_database other;
+  ASSERT_TRUE(other.open(folder.path() / "reports.db"));
+  auto const count = other.create_query("SELECT count(*) FROM DiagnosticReports");
+  ASSERT_TRUE(count);
+  auto const seen_by_others = [&] {
+    EXPECT_TRUE(count->execute());
+    auto const rows = count->get_int32(0);
+    count->reset();
+    return rows;
+  };
+  ASSERT_TRUE(table.begin_deletions());
+  EXPECT_TRUE(table.delete_diagnostic_report_for_path("/a"));
+  EXPECT_TRUE(table.delete_diagnostic_report_for_path("/b"));
+  EXPECT_EQ(seen_by_others(), 2);
+  ASSERT_TRUE(table.end_deletions());
+  EXPECT_EQ(seen_by_others(), 0);
+}
+
+TEST_F(DiagnosticTable, HasNoDeletionsToEndThatWereNotBegun) {
+  EXPECT_TRUE(table.end_deletions());
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
 }  // namespace
 }  // namespace tavi::stations_maintenance
