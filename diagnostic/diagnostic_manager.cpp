@@ -24,6 +24,16 @@ void flush_folders_from(fs::path folder, fs::path const& oldest) {
   }
 }
 
+/// Whether there is a tree in which a station can have directories. Without one, as after a failed start,
+/// their paths would begin in the current directory, which holds whatever it holds.
+bool is_tree_known(std::string const& storage_directory, unsigned int station_id) {
+  if (storage_directory.empty()) {
+    spdlog::debug("[diagnostic_manager] Leaving directories of station {} alone, no storage directory is set",
+                  station_id);
+  }
+  return !storage_directory.empty();
+}
+
 }  // namespace
 
 diagnostic_manager::diagnostic_manager(diagnostic_table& table,
@@ -105,6 +115,9 @@ std::string diagnostic_manager::get_full_path(unsigned int const& station_id,
 }
 
 bool diagnostic_manager::create_diagnostic_directory_for_station(unsigned int const& station_id) {
+  if (!is_tree_known(storage_directory, station_id)) {
+    return false;
+  }
   auto const station_directory = get_directory_path_station_name(station_id);
   std::error_code error;
   if (fs::exists(station_directory, error)) {
@@ -124,8 +137,10 @@ bool diagnostic_manager::create_diagnostic_directory_for_station(unsigned int co
 
 bool diagnostic_manager::remove_station(unsigned int const& station_id) {
   auto const deleted = diag_table.delete_diagnostic_reports_for_station(station_id);
-  std::error_code ignored;
-  fs::remove_all(get_directory_path_station_name(station_id), ignored);
+  if (is_tree_known(storage_directory, station_id)) {
+    std::error_code ignored;
+    fs::remove_all(get_directory_path_station_name(station_id), ignored);
+  }
   return deleted;
 }
 

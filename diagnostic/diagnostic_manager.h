@@ -21,6 +21,8 @@
 
 namespace tavi::stations_maintenance {
 
+struct diagnostic_report_filter;
+
 /// Owns everything the service knows about diagnostic reports: limits, storage tree, uploads expected, timer.
 ///
 /// Constructed with all limits 0, so that nothing may be generated until `init` has run; then periodic
@@ -41,6 +43,11 @@ class diagnostic_manager {
   static constexpr std::uint32_t not_connected = 2;
   /// Blocked by the configuration or the station's status, no token, no network configuration, no answer.
   static constexpr std::uint32_t generation_failed = 0xFFFFFFFF;
+
+  /// Outcome of a removal other than 0, every chosen report deleted: the filter matched no report.
+  static constexpr std::uint32_t nothing_to_remove = 1;
+  /// At least one chosen report could not be deleted.
+  static constexpr std::uint32_t not_all_removed = 2;
 
   /// Stores the references; all of them must outlive the manager. Nothing is called.
   diagnostic_manager(diagnostic_table& table,
@@ -67,6 +74,17 @@ class diagnostic_manager {
   [[nodiscard]] bool init(unsigned int max_periodic, unsigned int max_manual, std::chrono::seconds period,
                           std::uint64_t max_total_size, std::string const& storage, std::string const& zip,
                           std::string const& zsh, std::string const& working);
+
+  // --- configuration in force -----------------------------------------------------------------------------
+
+  /// Most periodic reports kept for a station. From any thread.
+  [[nodiscard]] unsigned int get_max_periodic_report() const { return max_periodic_reports; }
+  /// Whether periodic reports may be asked for, as `is_generation_allowed`. From any thread.
+  [[nodiscard]] bool is_periodic_generation_allowed() const { return periodic_generation_allowed; }
+  /// Period of automatic generation; below one second there is none. From any thread.
+  [[nodiscard]] std::chrono::seconds get_generation_period() const { return generation_period; }
+  /// Directory of the reports as it was configured; changes in `init` only, and lives as long as the manager.
+  [[nodiscard]] std::string const& get_storage_directory() const { return storage_directory; }
 
   // --- generation -----------------------------------------------------------------------------------------
 
@@ -128,6 +146,38 @@ class diagnostic_manager {
   /// row are gone; false too when the file was missing already, though its row is deleted then
   bool remove_oldest_report(std::optional<int> station_id, std::optional<diagnostic_report_type> type);
 
+  // --- queries, removal, export ---------------------------------------------------------------------------
+
+  /// The stored reports, of all stations or of one, in the database's order.
+  /// @param station_id  empty: of all stations
+  /// @return empty, with a line in the log, when the OCPP service does not know the station; an empty list
+  /// when there are no reports, and also on a database error
+  [[nodiscard]] std::optional<std::vector<diagnostic_report_info>> get_diagnostic_reports(
+      std::optional<unsigned int const> station_id);
+  /// Deletes the chosen reports, file and row; one that fails stops no other. Unknown ids are skipped.
+  /// @return 0, or one of the outcomes above; a report whose file was missing already counts as not deleted,
+  /// though its row is gone then
+  std::uint32_t remove_diagnostic_reports(diagnostic_report_filter const& filter);
+  /// Packs the files of the chosen reports into a zip archive, fifty with each call of the archiver. An
+  /// archive that exists gains them. Unknown ids are skipped. Waits for the archiver.
+  /// @param destination  the archive; a relative path begins at the working directory
+  /// @return whether at least one call of the archiver succeeded: the archive may then still lack the files
+  /// of another call; false too when the filter matched no report
+  bool export_diagnostic_reports(diagnostic_report_filter const& filter, std::string const& destination);
+
+  // --- agreement of disk and database ---------------------------------------------------------------------
+
+  /// Brings the rows, the storage tree and the stations that the OCPP service knows into agreement, by
+  /// deleting only: rows without a file, files without a row, and all that belongs to unknown stations.
+  ///
+  /// For the start, before anything else works on the tree or the table. Each deletion and each failure has
+  /// a line in the log, and nothing stops the check but the exception below. An empty list of stations makes
+  /// every report one of an unknown station. Its cost grows linearly with rows and files, but for one look
+  /// through the table for each row without a file.
+  /// @throw std::filesystem::filesystem_error  when the tree cannot be walked to its end; rows without a file
+  /// are deleted by then, nothing else is
+  void check_sanity();
+
   // --- storage layout -------------------------------------------------------------------------------------
 
   /// The directory of a station.
@@ -140,9 +190,11 @@ class diagnostic_manager {
   [[nodiscard]] std::string get_full_path(unsigned int const& station_id, diagnostic_report_type const& type,
                                           std::optional<int> const& index,
                                           std::string const& file_name) const;
-  /// Makes the directories of a station, unless its own exists already. @return whether all of them were made
+  /// Makes the directories of a station, unless its own exists already. @return whether all of them were
+  /// made; false too, with nothing made, while no storage directory is set
   bool create_diagnostic_directory_for_station(unsigned int const& station_id);
-  /// Deletes a station's rows and its directory. @return whether the rows could be deleted
+  /// Deletes a station's rows and its directory; while no storage directory is set, the rows only.
+  /// @return whether the rows could be deleted
   bool remove_station(unsigned int const& station_id);
   /// Deletes a report's file and its row, the one even when the other fails. @return whether both were
   /// deleted
@@ -160,6 +212,11 @@ class diagnostic_manager {
   [[nodiscard]] bool file_upload(upload const& one);
   [[nodiscard]] bool make_room(upload const& one);
   [[nodiscard]] bool place_file(upload const& one, std::uint32_t id);
+  void delete_rows_without_file(std::vector<std::string> const& recorded);
+  static void delete_files_without_row(std::vector<std::string> const& files,
+                                       std::vector<std::string> const& recorded);
+  void delete_reports_of_unknown_stations();
+  bool delete_unknown_station(unsigned int station_id);
 
   std::string const station_dir_prefix = "station_";
   diagnostic_table& diag_table;

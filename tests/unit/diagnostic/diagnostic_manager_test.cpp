@@ -197,6 +197,50 @@ TEST_F(DiagnosticManager, RemovesAStationsFilesEvenWhenItsRowsCannotBeDeleted) {
   EXPECT_FALSE(fs::exists(in_folder("reports/station_8")));
 }
 
+// --- before the storage directory is known ---------------------------------------------------------------
+
+TEST_F(DiagnosticManager, MakesNoDirectoriesBeforeItIsInitialised) {
+  EXPECT_FALSE(manager.create_diagnostic_directory_for_station(9));
+  EXPECT_FALSE(fs::exists("station_9"));
+  fs::create_directory("station_8");
+  EXPECT_FALSE(manager.create_diagnostic_directory_for_station(8));
+  EXPECT_THAT(log.lines(), testing::Each(testing::Field(&log_line::level, spdlog::level::debug)));
+}
+
+TEST_F(DiagnosticManager, RemovesNothingButRowsBeforeItIsInitialised) {
+  auto const file = folder.write("station_9/periodic_reports/1_a", "of somebody else").string();
+  ASSERT_TRUE(table.insert_diagnostic_report(9, "a", periodic, 1));
+  EXPECT_TRUE(manager.remove_station(9));
+  EXPECT_TRUE(fs::exists(file));
+  EXPECT_THAT(recorded_names(), IsEmpty());
+  EXPECT_TRUE(log.holds(spdlog::level::debug, "Leaving directories of station 9 alone"));
+}
+
+TEST_F(DiagnosticManager, FailsToRemoveRowsBeforeItIsInitialisedAsAtAnyTime) {
+  faults.fail_to_execute("DELETE FROM DiagnosticReports WHERE station_id");
+  EXPECT_FALSE(manager.remove_station(9));
+}
+
+TEST_F(DiagnosticManager, TouchesNoDirectoryWithAnEmptyStorageDirectory) {
+  folder.write("station_9/periodic_reports/1_a", "of somebody else");
+  EXPECT_FALSE(init({}, ""));
+  EXPECT_FALSE(manager.create_diagnostic_directory_for_station(8));
+  EXPECT_TRUE(manager.remove_station(9));
+  EXPECT_FALSE(fs::exists("station_8"));
+  EXPECT_TRUE(fs::exists("station_9/periodic_reports/1_a"));
+}
+
+TEST_F(DiagnosticManager, DiscardsAnUploadAndNothingElseBeforeItIsInitialised) {
+  auto const bystander = folder.write("station_9/periodic_reports/1_a", "of somebody else").string();
+  auto const uploaded = given_uploaded("a", "content");
+  EXPECT_TRUE(manager.save_file("token", "a", uploaded));
+  EXPECT_TRUE(log.holds(spdlog::level::err, "[diagnostic_manager] Unknown token"));
+  EXPECT_FALSE(fs::exists(uploaded));
+  EXPECT_TRUE(fs::exists(bystander));
+}
+
+// --- one report ------------------------------------------------------------------------------------------
+
 TEST_F(DiagnosticManager, RemovesAReportWithFileAndRow) {
   ASSERT_TRUE(init());
   auto const path = given_stored(8, "a", 10);
