@@ -1,0 +1,130 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "mura_common/ipc.h"
+#include "stations_maintenance/diagnostic_report.h"
+#include "stations_maintenance/diagnostic_report_filter.h"
+#include "stations_maintenance/export.h"
+#include "stations_maintenance/station_firmware_desc.h"
+#include "stations_maintenance/station_firmware_info.h"
+#include "stations_maintenance/stations_maintenance_configuration.h"
+
+namespace tavi::stations_maintenance {
+
+/// How long a client waits for the service, each above 0. The service handles one request at a time, so every
+/// limit includes the wait for requests of others.
+struct call_limits {
+  std::chrono::milliseconds start = std::chrono::seconds(30);  ///< of `init`
+  std::chrono::milliseconds query = std::chrono::seconds(30);  ///< of what needs no station's answer
+  /// Of what needs a station's answer: longer than a silent station can keep the service waiting.
+  std::chrono::milliseconds station = std::chrono::seconds(60);
+};
+
+/// Client of the stations maintenance service over IPC.
+///
+/// Each operation answers with a `call_result`. Its `value` is what the service's operation gave, a result
+/// code or an absent record included; it is absent when the service was not reached, refused the request or
+/// could not be understood, and `failure` then says which, with a line in the log. Out-parameters change only
+/// when there is a value. A request that got no answer may have been carried out all the same; repeating it
+/// is the caller's decision.
+///
+/// Any number of threads may call at once. The client connects by itself, at the first call and again when
+/// the service was away.
+class STATIONS_MAINTENANCE_EXPORT req_resp_stations_maintenance_service {
+ public:
+  template <typename T>
+  using answer = mura_common::call_result<T>;
+
+  /// Limit of the operations that work through many reports, unless their caller knows better.
+  static constexpr std::chrono::milliseconds bulk_time_out = std::chrono::minutes(10);
+
+  /// Connects to nothing yet.
+  explicit req_resp_stations_maintenance_service(call_limits const& limits = {});
+  ~req_resp_stations_maintenance_service();
+  req_resp_stations_maintenance_service(req_resp_stations_maintenance_service const&) = delete;
+  req_resp_stations_maintenance_service& operator=(req_resp_stations_maintenance_service const&) = delete;
+
+  /// Waits until the service answers; the operations may be called without it too.
+  /// @return whether it did within `call_limits::start`; when false, one line in the log names the service
+  [[nodiscard]] bool init();
+
+  /// The run-time configuration in force. @return always present when the service answers
+  [[nodiscard]] answer<std::optional<stations_maintenance_configuration>> get_configuration();
+  /// Saves a new run-time configuration and applies it; switching periodic generation off stores 0 for
+  /// maximum and period.
+  /// @return false when a value is refused, as a negative period is, or cannot be saved, or generation
+  ///         cannot be restarted; what was saved until then stays saved
+  [[nodiscard]] answer<bool> set_configuration(stations_maintenance_configuration const& configuration);
+
+  /// Every firmware: stored and announced ones, then those whose upload failed. @return absent when the
+  /// service cannot read them
+  [[nodiscard]] answer<std::optional<std::vector<station_firmware_info>>> get_firmwares();
+  /// Announces a firmware, whose file has then to be uploaded before the service's upload time-out.
+  /// @param upload_uri   receives where to upload to: "/upload/" and a token, below the controller's address
+  /// @param firmware_id  receives the id of the new firmware; both are meaningful with result 0 only
+  /// @return 0 announced; 1 the version is empty or already stored for one of the models; 2 the limit of all
+  ///         firmware or of one model is reached; 3 no model, or one that is not supported; -1 any other
+  ///         failure
+  [[nodiscard]] answer<int> store_firmware(station_firmware_desc const& desc, std::string& upload_uri,
+                                           unsigned int& firmware_id);
+  /// One firmware, a failed upload included. @return absent when there is none with this id
+  [[nodiscard]] answer<std::optional<station_firmware_info>> get_firmware(unsigned int firmware_id);
+  /// Deletes a firmware with its file, ends a pending upload, or forgets a failed one.
+  /// @return 0 done; 1 no firmware with this id; 2 its record could not be deleted, its file is gone all the
+  ///         same
+  [[nodiscard]] answer<int> delete_firmware(unsigned int firmware_id);
+  /// The complete firmware that fit a station's model, from none to many.
+  /// @return absent when the station or its model is not known, the OCPP service gave the service no answer,
+  /// or
+  ///         the firmware cannot be read
+  [[nodiscard]] answer<std::optional<std::vector<station_firmware_info>>> get_charging_station_firmware(
+      unsigned int station_id);
+
+  /// Deletes the chosen reports. A request takes 87,000 ids, whatever they are; one with many more
+  /// is `refused` without being sent.
+  /// @param time_out  above 0
+  /// @return 0 all of them are gone; 1 the filter matches none, or they could not be looked up; 2 at least
+  /// one
+  ///         could not be deleted, or its file was missing already, and its row is gone all the same
+  [[nodiscard]] answer<unsigned int> delete_diagnostic_reports(
+      diagnostic_report_filter const& filter, std::chrono::milliseconds time_out = bulk_time_out);
+  /// Every stored report. @return always present when the service answers; empty also when it cannot read
+  /// them
+  [[nodiscard]] answer<std::optional<std::vector<diagnostic_report_info>>> get_diagnostic_reports();
+  /// Packs the chosen reports into a zip archive.
+  /// @param destination  path of the archive on the controller; an existing one gains the reports
+  /// @param time_out     above 0
+  /// @return an error flag: true exactly when the export failed, false when it succeeded
+  [[nodiscard]] answer<bool> export_diagnostic_reports(diagnostic_report_filter const& filter,
+                                                       std::string const& destination,
+                                                       std::chrono::milliseconds time_out = bulk_time_out);
+  /// The stored reports of a station, from none to many.
+  /// @return absent when the station is not known or the OCPP service gave the service no answer; empty also
+  /// when
+  ///         the reports cannot be read
+  [[nodiscard]] answer<std::optional<std::vector<diagnostic_report_info>>> get_station_diagnostic_reports(
+      unsigned int station_id);
+  /// Asks a station for a report; the upload follows later, or never.
+  /// @param type     which limit the report counts against
+  /// @param request  receives the number of the request to the station; meaningful with result 0
+  /// @return 0 the station accepted; 1 unknown station; 2 not connected; 4294967295 any other failure, no
+  /// answer
+  ///         of the OCPP service among them
+  [[nodiscard]] answer<unsigned int> generate_station_diagnostic_report(unsigned int station_id,
+                                                                        diagnostic_report_type type,
+                                                                        unsigned int& request);
+  /// The configured storage directory of the reports; a relative one lies below the service's working
+  /// directory.
+  [[nodiscard]] answer<std::string> get_diagnostics_folder_path();
+
+ private:
+  struct members;
+  std::unique_ptr<members> own;
+};
+
+}  // namespace tavi::stations_maintenance
