@@ -2,17 +2,23 @@
 
 #include <spdlog/spdlog.h>
 
-#include <chrono>
-#include <optional>
-#include <string>
+#include <filesystem>
 
 #include "diagnostic_manager.h"
 #include "diagnostic_table.h"
+#include "firmware_table.h"
+#include "fw_storage_mgr.h"
+#include "service_configuration.h"
+#include "service_hooks.h"
+#include "stations_maintenance/req_resp_stations_maintenance_service_handler.h"
+#include "stations_maintenance_req_handler.h"
+#include "stations_model_table.h"
 #include "sub_charging_stations_service_handler.h"
 #include "sub_webserver_service_handler.h"
 #include "tavi/logger/i_logger.h"
 #include "tavi/network/i_req_resp_network_service.h"
 #include "tavi/ocpp1_6/i_req_resp_ocpp_1_6_service.h"
+#include "tavi/stations/station_model_provider.h"
 #include "tavi/stations/sub_charging_stations_service.h"
 #include "tavi/webserver_token/i_req_resp_webserver_token_service.h"
 #include "tavi/webserver_token/sub_webserver_token_service.h"
@@ -23,52 +29,17 @@ namespace {
 
 constexpr char const* service_name = "stations_maintenance_service";
 
-/// The configuration of the service; an entry is absent when its key is missing or has another type.
-struct configuration_values {
-  explicit configuration_values(mura_common::IConfigParameterProvider& config)
-      : max_periodic(config.getParam<unsigned int>("diagnostic_report.max_periodic_report_per_station")),
-        max_manual(config.getParam<unsigned int>("diagnostic_report.max_manual_report_per_station")),
-        period(config.getParam<std::chrono::seconds>("diagnostic_report.period_for_automatic_generation")),
-        max_total_size(config.getParam<unsigned int>("diagnostic_report.max_total_directory_size")),
-        report_directory(
-            config.getParam<std::string>("diagnostic_report.diagnostic_report_storage_directory")),
-        zip_command(config.getParam<std::string>("diagnostic_report.zip_command")),
-        zsh_command(config.getParam<std::string>("diagnostic_report.zsh_command")),
-        max_firmware_stored(config.getParam<unsigned int>("firmware_storage.max_firmware_stored")),
-        max_firmware_by_station(config.getParam<unsigned int>("firmware_storage.max_firmware_by_station")),
-        firmware_directory(config.getParam<std::string>("firmware_storage.storage_path")),
-        upload_timeout(config.getParam<std::chrono::seconds>("firmware_storage.upload_timeout")) {}
-
-  [[nodiscard]] bool is_complete() const {
-    return max_periodic && max_manual && period && max_total_size && report_directory && zip_command &&
-           zsh_command && max_firmware_stored && max_firmware_by_station && firmware_directory &&
-           upload_timeout;
-  }
-
-  // In the order in which the keys are asked for, so that the log names what is missing in the file's order.
-  std::optional<mura_common::ConfigParameter<unsigned int>> max_periodic;
-  std::optional<mura_common::ConfigParameter<unsigned int>> max_manual;
-  std::optional<mura_common::ConfigParameter<std::chrono::seconds>> period;
-  std::optional<mura_common::ConfigParameter<unsigned int>> max_total_size;
-  std::optional<mura_common::ConfigParameter<std::string>> report_directory;
-  std::optional<mura_common::ConfigParameter<std::string>> zip_command;
-  std::optional<mura_common::ConfigParameter<std::string>> zsh_command;
-  std::optional<mura_common::ConfigParameter<unsigned int>> max_firmware_stored;
-  std::optional<mura_common::ConfigParameter<unsigned int>> max_firmware_by_station;
-  std::optional<mura_common::ConfigParameter<std::string>> firmware_directory;
-  std::optional<mura_common::ConfigParameter<std::chrono::seconds>> upload_timeout;
-};
-
 }  // namespace
 
-// The event handlers come before the manager that they hand events to, and only store the reference; the
-// compiler cannot see that they do not use it yet.
+// Handlers, diagnostic manager and firmware table come before what they are given, and only store the
+// references; the compiler cannot see that they do not use them yet.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wuninitialized"
 
-/// What the service owns.
+/// What the service owns, in the order of construction. It ends in the reverse order, which takes the
+/// managers away before the sources of requests and events: those are to be stopped before.
 struct stations_maintenance_service::members {
-  members(mura_common::IDatabase& database, tavi::logger::i_logger& logger_client,
+  members(stations_maintenance_service& service, tavi::logger::i_logger& logger_client,
           tavi::ocpp1_6::i_req_resp_ocpp_1_6_service& ocpp_client,
           tavi::webserver_token::i_req_resp_webserver_token_service& token_client,
           tavi::network::i_req_resp_network_service& network_client)
@@ -76,12 +47,24 @@ struct stations_maintenance_service::members {
         ocpp(ocpp_client),
         tokens(token_client),
         network(network_client),
-        webserver_handler(diagnostics),
+        webserver_handler(diagnostics, firmware),
         webserver_events(service_name, webserver_handler),
         stations_handler(diagnostics),
         stations_events(service_name, stations_handler),
+        request_handler(service, diagnostics, firmware),
+        requests(request_handler),
         diagnostics(reports, tokens, ocpp, network, logger),
-        reports(database) {}
+        reports(service.database()),
+        firmwares(service.database(), models),
+        models(service.database()),
+        firmware(logger, ocpp, tokens, models, firmwares, supported_models) {}
+
+  /// Ends what calls into the managers, and waits for the request and the events being handled.
+  void stop_sources() {
+    requests.stop();
+    webserver_events.stop();
+    stations_events.stop();
+  }
 
   tavi::logger::i_logger& logger;
   tavi::ocpp1_6::i_req_resp_ocpp_1_6_service& ocpp;
@@ -92,8 +75,14 @@ struct stations_maintenance_service::members {
   tavi::webserver_token::sub_webserver_token_service webserver_events;
   sub_charging_stations_service_handler stations_handler;
   tavi::stations::sub_charging_stations_service stations_events;
+  stations_maintenance_req_handler request_handler;
+  req_resp_stations_maintenance_service_handler requests;
+  tavi::stations::station_model_provider supported_models;
   diagnostic_manager diagnostics;
   diagnostic_table reports;
+  firmware_table firmwares;
+  stations_model_table models;
+  fw_storage_mgr firmware;
 };
 
 #pragma GCC diagnostic pop
@@ -102,19 +91,19 @@ stations_maintenance_service::stations_maintenance_service(
     tavi::logger::i_logger& logger, tavi::ocpp1_6::i_req_resp_ocpp_1_6_service& ocpp,
     tavi::webserver_token::i_req_resp_webserver_token_service& tokens,
     tavi::network::i_req_resp_network_service& network)
-    : service(service_name, true), own(std::make_unique<members>(database(), logger, ocpp, tokens, network)) {
+    : service(service_name, true), own(std::make_unique<members>(*this, logger, ocpp, tokens, network)) {
 }
 
 stations_maintenance_service::~stations_maintenance_service() {
-  own->webserver_events.stop();
-  own->stations_events.stop();
+  own->stop_sources();
 }
 
 bool stations_maintenance_service::do_init() {
-  return own->logger.init(0) && own->ocpp.init() && own->tokens.init() && own->network.init() &&
-         own->webserver_events.subscribe_to_file_uploaded() &&
-         own->stations_events.subscribe_to_station_deleted() &&
-         own->stations_events.subscribe_to_station_created() && own->reports.initTable() && read_parameters();
+  using tavi::stations::station_model_provider;
+  auto const file =
+      std::filesystem::path(config_dir()) / station_model_provider::DEFAULT_SUPPORTED_STATIONS_FILE;
+  return init_parts(
+      *own, [this] { return read_parameters(); }, file.string());
 }
 
 bool stations_maintenance_service::read_parameters() {
@@ -129,15 +118,24 @@ bool stations_maintenance_service::read_parameters() {
     spdlog::error("Can't init diagnostic manager with given parameters");
     return false;
   }
-  return true;
+  return own->firmware.init(values.firmware_directory->value(), values.max_firmware_stored->value(),
+                            values.max_firmware_by_station->value(), values.upload_timeout->value());
+}
+
+bool stations_maintenance_service::update_period_generation(std::chrono::seconds const& period) {
+  return store_generation_period(config(), period);
+}
+
+bool stations_maintenance_service::update_max_periodic_diagnostic(unsigned int const& max) {
+  return store_max_periodic_report(config(), max);
 }
 
 bool stations_maintenance_service::do_start() {
-  return own->diagnostics.start_periodic_generation();
+  return start_parts(*own);
 }
 
 bool stations_maintenance_service::do_stop() {
-  return own->diagnostics.stop_periodic_generation();
+  return stop_parts(*own);
 }
 
 }  // namespace tavi::stations_maintenance

@@ -9,6 +9,7 @@ namespace tavi::stations_maintenance {
 namespace {
 
 using spdlog::level::err;
+using spdlog::level::warn;
 
 class ServiceConfiguration : public ServiceTest {
  protected:
@@ -28,9 +29,7 @@ TEST_F(ServiceConfiguration, NeedsEveryOneOfItsKeys) {
     given_configuration(key);
     stations_maintenance_service one(logger, ocpp, tokens, network);
     log.clear();
-    auto const directory = folder.path().string();
-    char const* arguments[] = {"test", "--working-dir", directory.c_str()};
-    EXPECT_FALSE(one.init(3, arguments)) << key;
+    EXPECT_FALSE(init(one)) << key;
     EXPECT_TRUE(log.holds(err, "Failed to read service's configuration")) << key;
     EXPECT_TRUE(log.holds(err, table + "." + key)) << key;
     EXPECT_FALSE(is_diagnostic_manager_initialised()) << key;
@@ -60,6 +59,14 @@ TEST_F(ServiceConfiguration, IsRefusedWhenTheStorageDirectoryCannotBeMade) {
   EXPECT_FALSE(init());
   EXPECT_TRUE(log.holds(err, "[diagnostic_manager] Can't create directory "));
   EXPECT_TRUE(log.holds(err, "Can't init diagnostic manager with given parameters"));
+}
+
+TEST_F(ServiceConfiguration, IsRefusedWhenTheFirmwareDirectoryCannotBeMade) {
+  folder.write("in_the_way", "a file");
+  given_configuration("storage_path", "storage_path = \"in_the_way/firmware\"");
+  EXPECT_CALL(ocpp, get_charging_stations()).Times(0);
+  EXPECT_FALSE(init());
+  EXPECT_TRUE(log.holds(warn, "[fw_storage_mgr] Fail to create destination directory: in_the_way/firmware"));
 }
 
 TEST_F(ServiceConfiguration, ReachesTheDiagnosticManager) {

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "log_capture.h"
@@ -33,7 +34,13 @@ inline std::vector<std::pair<std::string, std::string>> const& complete_configur
   return lines;
 }
 
+/// The supported model "X7-22" of vendor "Acme".
+inline constexpr char supported_stations[] =
+    R"({"stations": [{"name": "X7-22", "vendor": "Acme", "models": ["X7-22", "X7-22-S"]}]})";
+
 /// A service in a folder of its own, its four clients mocked and answering that all is well.
+///
+/// The folder is working directory, configuration directory and run-time directory in one.
 class ServiceTest : public testing::Test {
  protected:
   ServiceTest() : previous_directory(std::filesystem::current_path()) {
@@ -44,8 +51,12 @@ class ServiceTest : public testing::Test {
     ON_CALL(tokens, init).WillByDefault(Return(true));
     ON_CALL(network, init).WillByDefault(Return(true));
     given_configuration();
+    folder.write("supported_stations.json", supported_stations);
   }
-  ~ServiceTest() override { std::filesystem::current_path(previous_directory); }
+  ~ServiceTest() override {
+    std::filesystem::current_path(previous_directory);
+    unsetenv("TAVI_RUNTIME_DIR");
+  }
 
   /// Writes the complete configuration, without the line whose key is given, or with another in its place.
   void given_configuration(std::string const& left_out = "", std::string const& instead = "") {
@@ -62,10 +73,11 @@ class ServiceTest : public testing::Test {
     folder.write("stations_maintenance_service.toml", text);
   }
 
-  [[nodiscard]] bool init() {
+  [[nodiscard]] bool init() { return init(service); }
+  [[nodiscard]] bool init(stations_maintenance_service& one) const {
     auto const directory = folder.path().string();
-    std::vector<char const*> const arguments{"test", "--working-dir", directory.c_str()};
-    return service.init(static_cast<int>(arguments.size()), const_cast<char const**>(arguments.data()));
+    char const* arguments[] = {"test", "--working-dir", directory.c_str()};
+    return one.init(3, arguments);
   }
 
   temporary_folder folder;

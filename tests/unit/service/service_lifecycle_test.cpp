@@ -1,28 +1,43 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <future>
+#include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
-#include <vector>
+#include <thread>
 
-#include "mura_common/database.h"
 #include "mura_common/delivery.h"
+#include "mura_common/ipc.h"
 #include "mura_common/timer.h"
 #include "service_fixture.h"
+#include "stations_maintenance/req_resp_stations_maintenance_service.h"
 #include "tavi/stations/sub_charging_stations_service.h"
-#include "tavi/webserver_token/sub_webserver_token_service.h"
 
 namespace tavi::stations_maintenance {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::InSequence;
-using testing::Return;
+using mura_common::call_failure;
+using tavi::logger::log_subtype;
+using testing::_;
 
-class ServiceLifecycle : public ServiceTest {};
+class ServiceLifecycle : public ServiceTest {
+ protected:
+  /// What a request comes to that waits only briefly.
+  [[nodiscard]] static call_failure ask_briefly() {
+    req_resp_stations_maintenance_service client({.start = 200ms, .query = 200ms, .station = 200ms});
+    return client.get_configuration().failure;
+  }
+  /// What a request comes to that has all the time it needs.
+  [[nodiscard]] static call_failure ask() {
+    req_resp_stations_maintenance_service client({.start = 60s, .query = 60s, .station = 60s});
+    return client.get_configuration().failure;
+  }
+};
 
 TEST_F(ServiceLifecycle, TouchesNothingWhenConstructed) {
   EXPECT_CALL(logger, init).Times(0);
@@ -33,56 +48,120 @@ TEST_F(ServiceLifecycle, TouchesNothingWhenConstructed) {
   EXPECT_TRUE(log.lines().empty());
 }
 
-TEST_F(ServiceLifecycle, InitialisesItsClientsInOrder) {
-  InSequence const in_order;
-  EXPECT_CALL(logger, init(0)).WillOnce(Return(true));
-  EXPECT_CALL(ocpp, init()).WillOnce(Return(true));
-  EXPECT_CALL(tokens, init()).WillOnce(Return(true));
-  EXPECT_CALL(network, init()).WillOnce(Return(true));
-  EXPECT_TRUE(init());
-}
-
-TEST_F(ServiceLifecycle, StopsAtTheFirstClientThatFails) {
-  EXPECT_CALL(logger, init(0)).WillOnce(Return(false));
-  EXPECT_CALL(ocpp, init()).Times(0);
-  EXPECT_FALSE(init());
-}
-
-TEST_F(ServiceLifecycle, StopsAtTheOcppClient) {
-  EXPECT_CALL(ocpp, init()).WillOnce(Return(false));
-  EXPECT_CALL(tokens, init()).Times(0);
-  EXPECT_FALSE(init());
-}
-
-TEST_F(ServiceLifecycle, StopsAtTheTokenClient) {
-  EXPECT_CALL(tokens, init()).WillOnce(Return(false));
-  EXPECT_CALL(network, init()).Times(0);
-  EXPECT_FALSE(init());
-}
-
-TEST_F(ServiceLifecycle, StopsAtTheNetworkClientBeforeItsTable) {
-  EXPECT_CALL(network, init()).WillOnce(Return(false));
-  EXPECT_FALSE(init());
-  EXPECT_FALSE(log.holds(spdlog::level::info, "[diagnostic_table] Init database"));
-}
-
-TEST_F(ServiceLifecycle, StopsAtASubscriptionThatCannotBeMade) {
-  setenv("TAVI_RUNTIME_DIR", ("/" + std::string(200, 'x')).c_str(), 1);
-  EXPECT_FALSE(init());
-  EXPECT_FALSE(log.holds(spdlog::level::info, "[diagnostic_table] Init database"));
-}
-
-TEST_F(ServiceLifecycle, StopsAtATableThatCannotBeUsed) {
+TEST_F(ServiceLifecycle, BeginsAgainOverWhatThePreviousOneLeft) {
   {
-    mura_common::sqlite_database database;
-    ASSERT_TRUE(database.open(folder.path() / "stations_maintenance_service.db"));
-    auto const query = database.create_query("CREATE VIEW DiagnosticReports AS SELECT 1");
-    ASSERT_TRUE(query->execute());
+    stations_maintenance_service previous(logger, ocpp, tokens, network);
+    ASSERT_TRUE(init(previous));
+    ASSERT_TRUE(previous.start());
+    ASSERT_TRUE(previous.stop(0));
   }
-  EXPECT_FALSE(init());
-  EXPECT_TRUE(log.holds(spdlog::level::critical,
-                        "[diagnostic_table] Error while create queries for DiagnosticReports table"));
-  EXPECT_FALSE(std::filesystem::exists(folder.path() / "reports"));
+  EXPECT_TRUE(init());
+  EXPECT_TRUE(service.start());
+}
+
+TEST_F(ServiceLifecycle, AnswersRequestsFromStartToStop) {
+  ASSERT_TRUE(init());
+  EXPECT_EQ(ask_briefly(), call_failure::no_answer);
+  ASSERT_TRUE(service.start());
+  EXPECT_EQ(ask(), call_failure::none);
+  ASSERT_TRUE(service.stop(0));
+  EXPECT_EQ(ask_briefly(), call_failure::no_answer);
+  ASSERT_TRUE(service.start());
+  EXPECT_EQ(ask(), call_failure::none);
+}
+
+TEST_F(ServiceLifecycle, LetsRequestsWaitForTheirTurn) {
+  ASSERT_TRUE(init());
+  ASSERT_TRUE(service.start());
+  {
+    auto const lane = mura_common::delivery_lane_of("stations_maintenance_service");
+    std::lock_guard const turn(*lane);
+    EXPECT_EQ(ask_briefly(), call_failure::no_answer);
+  }
+  EXPECT_EQ(ask(), call_failure::none);
+}
+
+TEST_F(ServiceLifecycle, LeavesGenerationUnarmedWhileAnotherServerHoldsItsEndpoint) {
+  given_configuration("period_for_automatic_generation", "period_for_automatic_generation = 3600");
+  ASSERT_TRUE(init());
+  mura_common::request_server other("stations_maintenance_service");
+  ASSERT_TRUE(other.start());
+  EXPECT_CALL(logger, send_functional_log(_, log_subtype::diagnostic_periodic_generation, _)).Times(0);
+  EXPECT_FALSE(service.start());
+  EXPECT_TRUE(log.holds(spdlog::level::err, "is held by another server already"));
+  testing::Mock::VerifyAndClearExpectations(&logger);
+
+  ASSERT_TRUE(other.stop());
+  EXPECT_CALL(logger, send_functional_log(_, log_subtype::diagnostic_periodic_generation, _)).Times(1);
+  EXPECT_TRUE(service.start());
+}
+
+TEST_F(ServiceLifecycle, GoesOnAnsweringWhenGenerationCannotBeStarted) {
+  given_configuration("period_for_automatic_generation",
+                      "period_for_automatic_generation = 9223372036854775807");
+  ASSERT_TRUE(init());
+  EXPECT_FALSE(service.start());
+  EXPECT_EQ(ask(), call_failure::none);
+}
+
+/// Requests and events that come one after the other, as long as it lives.
+class traffic {
+ public:
+  traffic() {
+    EXPECT_TRUE(stations.start());
+    requests = std::thread([this] {
+      req_resp_stations_maintenance_service client({.start = 1s, .query = 1s, .station = 1s});
+      while (!is_over) {
+        auto const answer = client.get_firmwares();
+        answered += answer.value ? 1 : 0;
+        refused += answer.failure == call_failure::none || answer.failure == call_failure::no_answer ? 0 : 1;
+      }
+    });
+    events = std::thread([this] {
+      for (unsigned int id = 1; !is_over; id = id % 50 + 1) {
+        stations.publish_station_created(id);
+        stations.publish_station_deleted(id);
+        ++rounds;
+      }
+    });
+  }
+  ~traffic() {
+    is_over = true;
+    requests.join();
+    events.join();
+  }
+  traffic(traffic const&) = delete;
+  traffic& operator=(traffic const&) = delete;
+
+  std::atomic<unsigned int> answered = 0;
+  std::atomic<unsigned int> refused = 0;
+  std::atomic<unsigned int> rounds = 0;
+
+ private:
+  tavi::stations::pub_charging_stations_service stations;
+  std::atomic<bool> is_over = false;
+  std::thread requests;
+  std::thread events;
+};
+
+TEST_F(ServiceLifecycle, EndsWhileRequestsAndEventsComeIn) {
+  auto one = std::make_unique<stations_maintenance_service>(logger, ocpp, tokens, network);
+  ASSERT_TRUE(init(*one));
+  ASSERT_TRUE(one->start());
+  traffic running;
+  ASSERT_TRUE(log.wait_for(spdlog::level::info, "Creating directories for the diagnostic report", 60s));
+  while (running.answered < 10) {
+    std::this_thread::yield();
+  }
+  one.reset();
+  log.clear();
+  mura_common::request_server next("stations_maintenance_service");
+  EXPECT_TRUE(next.start());
+  for (auto const last = running.rounds + 100; running.rounds < last;) {
+    std::this_thread::yield();
+  }
+  EXPECT_EQ(running.refused, 0U);
+  EXPECT_FALSE(log.holds(spdlog::level::info, "Creating directories for the diagnostic report"));
 }
 
 TEST_F(ServiceLifecycle, RunsPeriodicGenerationFromStartToStop) {
@@ -112,65 +191,6 @@ TEST_F(ServiceLifecycle, SaysSoWhenThereIsNoPeriodicGeneration) {
                                           "Periodic diagnostic report generation has been stopped"));
   EXPECT_TRUE(service.start());
   EXPECT_TRUE(service.stop(0));
-}
-
-TEST_F(ServiceLifecycle, DoesNotStartWithAPeriodThatNoTimerTakes) {
-  given_configuration("period_for_automatic_generation",
-                      "period_for_automatic_generation = 9223372036854775807");
-  ASSERT_TRUE(init());
-  EXPECT_FALSE(service.start());
-}
-
-/// The events that reach an initialised service, from publishers of the test's own.
-class ServiceEvents : public ServiceTest {
- protected:
-  void SetUp() override {
-    ASSERT_TRUE(stations.start());
-    ASSERT_TRUE(uploads.start());
-    ASSERT_TRUE(init());
-  }
-
-  /// Publishes again and again, as subscribers may come late, until a log line shows that it was received.
-  template <typename Publish>
-  [[nodiscard]] bool is_received(Publish publish, std::string const& line) {
-    auto const deadline = std::chrono::steady_clock::now() + 60s;
-    while (std::chrono::steady_clock::now() < deadline) {
-      publish();
-      if (log.wait_for(spdlog::level::info, line, 50ms)) {
-        return true;
-      }
-    }
-    return false;
-  }
-
-  /// Waits until the event that is being handled has been: no other one holds the service's turn meanwhile.
-  static void wait_until_handled() {
-    auto const lane = mura_common::delivery_lane_of("stations_maintenance_service");
-    std::lock_guard const turn(*lane);
-  }
-
-  tavi::stations::pub_charging_stations_service stations;
-  tavi::webserver_token::pub_webserver_token_service uploads;
-};
-
-TEST_F(ServiceEvents, MakeAndRemoveAStationsDirectories) {
-  ASSERT_TRUE(is_received([&] { stations.publish_station_created(5); },
-                          "Creating directories for the diagnostic report of station 5"));
-  wait_until_handled();
-  ASSERT_TRUE(std::filesystem::exists(folder.path() / "reports/station_5"));
-  // Deleted, then made again: the second line can only come after the first directory is gone.
-  log.clear();
-  EXPECT_TRUE(is_received(
-      [&] {
-        stations.publish_station_deleted(5);
-        stations.publish_station_created(5);
-      },
-      "Creating directories for the diagnostic report of station 5"));
-}
-
-TEST_F(ServiceEvents, TellOfUploadsThatAreNotItsOwn) {
-  EXPECT_TRUE(is_received([&] { uploads.publish_file_uploaded("token", "a.bin", "/nowhere"); },
-                          "File a.bin uploaded on tavi"));
 }
 
 }  // namespace
