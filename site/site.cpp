@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <exception>
 #include <future>
 #include <optional>
@@ -16,6 +17,8 @@
 #include <boost/asio/post.hpp>
 
 #include "event_log/event_log.h"
+#include "firmware/firmware_server.h"
+#include "firmware_offers.h"
 #include "folder_lock.h"
 #include "http/descriptor_limit.h"
 #include "http/http_listener.h"
@@ -32,9 +35,6 @@ namespace {
 
 namespace asio = boost::asio;
 
-/// Connections that are no station's yet: uploads, and whoever knocks. The stations' WebSockets have a limit
-/// of their own, so that strangers cannot take their places.
-constexpr std::size_t plain_connections = 256;
 /// More than the stations' farewell takes.
 constexpr std::chrono::seconds stop_patience(5);
 
@@ -57,6 +57,7 @@ ocpp::central_system_options station_options(site_options const& options) {
   chosen.station_limit = options.station_limit;
   chosen.heartbeat = options.heartbeat;
   chosen.session = options.session;
+  chosen.update = options.update;
   return chosen;
 }
 
@@ -66,10 +67,17 @@ upload_options spool_options(site_options const& options) {
   return chosen;
 }
 
-http_limits connection_limits() {
+http_limits connection_limits(site_options const& options) {
   http_limits limits;
-  limits.connections = plain_connections;
+  limits.connections = options.plain_connections;
   return limits;
+}
+
+/// Stations have to connect and to upload while others fetch firmware as slowly as they like.
+firmware_options delivery_options(site_options const& options) {
+  auto chosen = options.firmware;
+  chosen.counts.altogether = std::min(chosen.counts.altogether, options.plain_connections / 2);
+  return chosen;
 }
 
 }  // namespace
@@ -90,6 +98,8 @@ struct site::members {
   event_log events;
   ocpp::published_station_events station_events;
   tavi::webserver_token::pub_webserver_token_service upload_events;
+  firmware_server firmware;
+  firmware_offers offers;
   ocpp::central_system stations;
   upload_server uploads;
   http_listener listener;
@@ -106,12 +116,14 @@ struct site::members {
 site::members::members(site_options chosen)
     : options(std::move(chosen)),
       events(options.state_folder / "event_log", options.event_log_bytes, options.event_log_files),
-      stations(loop, station_options(options), station_events),
+      firmware(delivery_options(options)),
+      offers(firmware),
+      stations(loop, station_options(options), station_events, offers),
       uploads(loop, spool_options(options),
               [this](std::string const& token, std::string const& name, std::string const& path) {
                 upload_events.publish_file_uploaded(token, name, path);
               }),
-      listener(loop, connection_limits()),
+      listener(loop, connection_limits(options)),
       tokens(uploads),
       logger_server(events),
       token_server(tokens),
@@ -136,6 +148,7 @@ bool site::members::prepare_state() {
 
 bool site::members::start_network() {
   uploads.add_to(listener);
+  firmware.add_to(listener);
   if (!listener.start(options.address, options.port)) {
     return false;
   }
@@ -149,6 +162,7 @@ bool site::members::start_network() {
     return false;
   }
   spdlog::info("[site] stations are told to upload to {}", *address);
+  offers.set_address(*address);
   network_server.emplace(network.emplace(*address));
   return true;
 }

@@ -7,12 +7,12 @@
 
 namespace tavi::site {
 
-/// A whole site: the OCPP endpoint and the upload server on one port, and the controller's OCPP, web-server
-/// token, network and logger services over IPC.
+/// A whole site: the OCPP endpoint, the upload server and the firmware server on one port, and the
+/// controller's OCPP, web-server token, network and logger services over IPC.
 ///
 /// States: made; running between a successful `start` and `stop`; stopped for good. All of the site that
-/// deals with stations and uploads runs on one thread of its own. Keeps everything in the state folder:
-/// stations.json, event_log/, spool/ and site.lock. The methods are called by one thread.
+/// deals with stations, uploads and firmware runs on one thread of its own. Keeps everything in the state
+/// folder: stations.json, event_log/, spool/ and site.lock. The methods are called by one thread.
 class site {
  public:
   /// Only stores its argument. @param options  see `site_options`

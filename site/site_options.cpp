@@ -1,9 +1,11 @@
 #include "site_options.h"
 
 #include <limits>
+#include <vector>
 
 #include <spdlog/spdlog.h>
 
+#include "firmware/firmware_folders.h"
 #include "mura_common/config.h"
 
 namespace tavi::site {
@@ -28,6 +30,15 @@ class option_reader {
       return {};
     }
     return entry->value();
+  }
+
+  std::vector<std::filesystem::path> read_folders(std::string const& key) {
+    auto const entry = config.getParam<std::string>(key);
+    auto const folders = entry.has_value() ? parse_firmware_folders(entry->value()) : std::nullopt;
+    if (!folders.has_value()) {
+      refuse(key, "absolute paths separated by \":\", or \"\"");
+    }
+    return folders.value_or(std::vector<std::filesystem::path>());
   }
 
   bool read_choice(std::string const& key, std::string const& chosen, std::string const& other) {
@@ -67,6 +78,15 @@ class option_reader {
   bool valid = true;
 };
 
+void read_firmware(option_reader& reader, site_options& options) {
+  options.firmware.folders = reader.read_folders("firmware.folders");
+  options.firmware.tokens.life_time = reader.read_seconds("firmware.token_life_time", 30 * a_day);
+  options.firmware.times.idle_time = reader.read_seconds("firmware.idle_time_out");
+  options.firmware.times.total_time = reader.read_seconds("firmware.total_time_out");
+  options.update.retries = reader.read_number("firmware.retries", 0, 100);
+  options.update.retry_interval = reader.read_seconds("firmware.retry_interval");
+}
+
 }  // namespace
 
 std::optional<site_options> read_site_options(std::filesystem::path const& file) {
@@ -92,6 +112,7 @@ std::optional<site_options> read_site_options(std::filesystem::path const& file)
   options.uploads.upload.total_time = reader.read_seconds("uploads.total_time_out");
   options.event_log_bytes = reader.read_mebibytes("event_log.max_file_size_mib");
   options.event_log_files = reader.read_number("event_log.max_older_files", 0, 1000);
+  read_firmware(reader, options);
   return reader.is_valid() ? std::optional(options) : std::nullopt;
 }
 

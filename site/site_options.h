@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "firmware/firmware_options.h"
+#include "ocpp/station_requests.h"
 #include "ocpp/station_session.h"
 #include "uploads/upload_options.h"
 
@@ -20,9 +22,15 @@ struct site_options {
   std::string advertised_address;      ///< see `make_advertised_address`
   bool is_accepting_unknown = true;    ///< whether a station that is not known is taken in
   std::size_t station_limit = 1000;    ///< how many stations the site may have
+  /// Connections that are no station's WebSocket: uploads, firmware being fetched, which takes half of them
+  /// at most, and whoever knocks. The stations' WebSockets have a limit of their own, so that strangers
+  /// cannot take their places. At least 2.
+  std::size_t plain_connections = 256;
   std::chrono::seconds heartbeat = std::chrono::seconds(300);  ///< interval that stations are told
   ocpp::session_limits session;                                ///< of a station's connection
   upload_options uploads;                                      ///< the spool folder is set by the site
+  firmware_options firmware;                                   ///< of the firmware server
+  ocpp::update_options update;                                 ///< of every firmware update
   std::size_t event_log_bytes = 10 * 1024 * 1024;              ///< after which a new file is begun
   std::size_t event_log_files = 5;                             ///< older files that are kept
 };

@@ -26,6 +26,7 @@ bool is_asking_for_help(std::string_view argument) {
 void print_help() {
   fmt::print(
       "Runs the stations maintenance service until SIGINT or SIGTERM.\n\n{}\n"
+      "Configuration directory: stations_maintenance_service.toml, supported_stations.json\n\n"
       "Environment:\n"
       "  TAVI_RUNTIME_DIR  folder of the services' sockets (default /run/tavi)\n"
       "  SPDLOG_LEVEL      least level that is logged: debug, info (default), warn, err\n\n"

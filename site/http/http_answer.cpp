@@ -12,6 +12,8 @@
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 
+#include "http/http_date.h"
+
 namespace tavi::site {
 namespace {
 
@@ -22,21 +24,49 @@ constexpr auto write_time = std::chrono::seconds(10);
 constexpr auto drain_time = std::chrono::seconds(2);
 constexpr std::size_t drain_bytes = 1024 * 1024;
 
-http::response<http::string_body> make_response(http_exchange const& exchange, http_answer const& answer,
-                                                bool keeps_open) {
-  auto const& request = exchange.parser.get();
-  http::response<http::string_body> response(answer.status, request.version() == 10 ? 10 : 11);
+/// A head without a body is one of these too: each further type of response is compiled anew.
+using text_response = http::response<http::string_body>;
+
+bool keeps_open(http_exchange const& exchange) {
+  return exchange.parser.is_done() && exchange.parser.get().keep_alive();
+}
+
+text_response begin_response(http_exchange const& exchange, http::status status) {
+  text_response response(status, exchange.parser.get().version() == 10 ? 10 : 11);
+  response.keep_alive(keeps_open(exchange));
+  response.set(http::field::date, to_http_date(std::chrono::system_clock::now()));
+  return response;
+}
+
+text_response make_response(http_exchange const& exchange, http_answer const& answer) {
+  auto response = begin_response(exchange, answer.status);
   response.set(http::field::content_type, "text/plain; charset=utf-8");
   if (!answer.allow.empty()) {
     response.set(http::field::allow, answer.allow);
   }
-  response.keep_alive(keeps_open);
+  if (answer.retry_after.count() > 0) {
+    response.set(http::field::retry_after, std::to_string(answer.retry_after.count()));
+  }
+  if (answer.is_last) {
+    response.keep_alive(false);
+  }
   auto const text = answer.text + "\n";
   response.content_length(text.size());
-  if (request.method() != http::verb::head) {
+  if (exchange.parser.get().method() != http::verb::head) {
     response.body() = text;
   }
   return response;
+}
+
+asio::awaitable<bool> write_response(http_exchange& exchange, text_response const& response) {
+  boost::system::error_code error;
+  exchange.stream.expires_after(write_time);
+  co_await http::async_write(exchange.stream, response, asio::redirect_error(asio::use_awaitable, error));
+  exchange.stream.expires_never();
+  if (error) {
+    exchange.stream.close();
+  }
+  co_return !error;
 }
 
 /// A connection that is closed while bytes of the peer are unread is reset, and the reset may overtake the
@@ -57,20 +87,36 @@ asio::awaitable<void> close_orderly(boost::beast::tcp_stream& stream) {
 }  // namespace
 
 asio::awaitable<bool> send_answer(http_exchange& exchange, http_answer const& answer) {
-  auto const keeps_open = exchange.parser.is_done() && exchange.parser.get().keep_alive();
-  auto const response = make_response(exchange, answer, keeps_open);
-  boost::system::error_code error;
-  exchange.stream.expires_after(write_time);
-  co_await http::async_write(exchange.stream, response, asio::redirect_error(asio::use_awaitable, error));
-  exchange.stream.expires_never();
-  if (error) {
-    exchange.stream.close();
+  auto const response = make_response(exchange, answer);
+  auto const is_written = co_await write_response(exchange, response);
+  if (!is_written) {
     co_return false;
   }
-  if (!keeps_open) {
+  if (answer.is_last) {
+    co_await close_orderly(exchange.stream);
+    co_return false;
+  }
+  co_return co_await finish_answer(exchange);
+}
+
+asio::awaitable<bool> send_head(http_exchange& exchange, http_head const& head) {
+  auto response = begin_response(exchange, head.status);
+  for (auto const& [field, value] : head.fields) {
+    response.set(field, value);
+  }
+  if (head.content_length) {
+    response.content_length(*head.content_length);
+  }
+  auto const is_written = co_await write_response(exchange, response);
+  co_return is_written;
+}
+
+asio::awaitable<bool> finish_answer(http_exchange& exchange) {
+  auto const goes_on = keeps_open(exchange);
+  if (!goes_on) {
     co_await close_orderly(exchange.stream);
   }
-  co_return keeps_open;
+  co_return goes_on;
 }
 
 asio::awaitable<bool> send_continue(http_exchange& exchange) {

@@ -4,12 +4,16 @@
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/buffer_body.hpp>
+#include <boost/beast/http/message.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <functional>
 #include <string>
 #include <utility>
 
 namespace tavi::site {
+
+/// A request without its body.
+using request_header = boost::beast::http::request_header<>;
 
 /// A connection on which the header of a request has been read, and nothing of its body.
 ///

@@ -20,6 +20,7 @@
 
 #include "http/deadline.h"
 #include "http/http_answer.h"
+#include "http/request_target.h"
 
 namespace tavi::site {
 namespace {
@@ -39,7 +40,7 @@ using connection_list = std::list<std::unique_ptr<http_exchange>>;
 // trailer, which the parser takes only when they are whole.
 constexpr std::size_t read_ahead_bytes = 64 * 1024;
 
-enum class header_result { complete, closed, malformed, too_large, too_slow };
+enum class header_result { complete, closed, malformed, without_host, too_large, too_slow };
 
 std::string name_of(tcp::endpoint const& end) {
   auto const address = end.address().to_string();
@@ -71,17 +72,23 @@ asio::awaitable<header_result> read_header(http_exchange& exchange, http_limits 
   co_await http::async_read_header(exchange.stream, exchange.buffer, exchange.parser,
                                    asio::redirect_error(asio::use_awaitable, error));
   auto const has_bytes = exchange.parser.got_some() || exchange.buffer.size() > 0;
-  co_return judge_header(error, limit.is_over(), has_bytes);
+  auto const result = judge_header(error, limit.is_over(), has_bytes);
+  auto const is_hostless = result == header_result::complete && !has_proper_host(exchange.parser.get());
+  co_return is_hostless ? header_result::without_host : result;
 }
 
 asio::awaitable<void> refuse_header(http_exchange& exchange, header_result result) {
   http_answer answer;
+  answer.is_last = true;
   if (result == header_result::too_large) {
     answer.status = http::status::request_header_fields_too_large;
     answer.text = "request header too large";
   } else if (result == header_result::too_slow) {
     answer.status = http::status::request_timeout;
     answer.text = "request header too slow";
+  } else if (result == header_result::without_host) {
+    answer.status = http::status::bad_request;
+    answer.text = "one Host field expected";
   } else {
     answer.status = http::status::bad_request;
     answer.text = "request header malformed";
@@ -215,8 +222,10 @@ asio::awaitable<bool> http_listener::members::serve_request(http_exchange& excha
     co_await refuse_header(exchange, header);
     co_return false;
   }
-  auto const target = exchange.parser.get().target();
-  auto const* const route = find_route(std::string_view(target.data(), target.size()));
+  auto& request = exchange.parser.get();
+  auto const target = to_origin_form({request.target().data(), request.target().size()});
+  request.target(target);
+  auto const* const route = find_route(target);
   if (route == nullptr) {
     http_answer answer;
     answer.status = http::status::not_found;

@@ -24,10 +24,11 @@ struct http_limits {
 /// Accepts connections on the site's one port and hands each request to the route that its target begins
 /// with.
 ///
-/// Answers what belongs to no route with 404, a broken header with 400, one that is too large with 431 and
-/// one that comes too slowly with 408; a connection on which nothing came in that time is closed without an
-/// answer. When the process is out of file descriptors it waits and goes on. An exception out of a route is
-/// logged and ends its connection only. Runs on the given event loop; `stop` and destruction too.
+/// Answers what belongs to no route with 404, a header that is broken or names no host with 400, one that is
+/// too large with 431 and one that comes too slowly with 408; a connection on which nothing came in that time
+/// is closed without an answer. Of a target in absolute form routes see path and query alone. When the
+/// process is out of file descriptors it waits and goes on. An exception out of a route is logged and ends
+/// its connection only. Runs on the given event loop; `stop` and destruction too.
 class http_listener {
  public:
   /// @param loop    the site's event loop, run by one thread; outlives the listener

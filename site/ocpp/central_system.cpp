@@ -16,8 +16,8 @@
 #include "ocpp/handshake.h"
 #include "ocpp/on_loop.h"
 #include "ocpp/station_answers.h"
-#include "ocpp/station_calls.h"
 #include "ocpp/station_registry.h"
+#include "ocpp/station_requests.h"
 
 namespace tavi::site::ocpp {
 
@@ -26,21 +26,16 @@ namespace {
 namespace asio = boost::asio;
 namespace http = boost::beast::http;
 using tavi::stations::charging_station;
-using tavi::stations::cs_request_status;
 using tavi::stations::station_diagnostics_status;
 
 constexpr std::chrono::seconds loop_patience(5);
 constexpr std::chrono::seconds farewell_time(1);
 /// Stations that boot at once, as after a power failure, share a write within this time.
 constexpr std::chrono::seconds save_delay(1);
+/// That a site may take to be there again.
+constexpr std::chrono::seconds return_time(30);
 /// A disk that could not be written is left alone for this time.
 constexpr std::chrono::seconds save_retry(60);
-
-/// What came of asking a station for its diagnostics.
-struct asked_diagnostics {
-  diagnostics_answer answer = diagnostics_answer::no_answer;
-  unsigned int request = 0;
-};
 
 std::string_view to_std(boost::beast::string_view text) {
   return {text.data(), text.size()};
@@ -64,34 +59,19 @@ std::variant<std::string, http_answer> read_upgrade(http_exchange const& exchang
   return *identity;
 }
 
-diagnostics_answer judge_diagnostics(call_outcome const& outcome, std::string const& station) {
-  if (outcome.end != call_end::answered) {
-    return diagnostics_answer::no_answer;
-  }
-  auto const file = read_diagnostics_file_name(outcome.payload);
-  if (!file.has_value()) {
-    spdlog::warn("[central_system] {}: its answer to GetDiagnostics holds no valid fileName", station);
-    return diagnostics_answer::no_answer;
-  }
-  return file->empty() ? diagnostics_answer::nothing_to_upload : diagnostics_answer::accepted;
-}
-
-cs_request_status to_request_status(call_end end, diagnostics_answer answer) {
-  if (end == call_end::timed_out || end == call_end::cut_off) {
-    return cs_request_status::timed_out;
-  }
-  return answer == diagnostics_answer::accepted ? cs_request_status::accepted : cs_request_status::rejected;
-}
-
 }  // namespace
 
 struct central_system::members {
-  members(asio::io_context& site_loop, central_system_options chosen, station_events& listeners)
+  members(asio::io_context& site_loop, central_system_options chosen, station_events& listeners,
+          firmware_source& source)
       : loop(site_loop),
         options(std::move(chosen)),
         events(listeners),
+        firmware(source),
         registry(options.stations_file, options.station_limit),
         answers(registry, events, options.heartbeat),
+        requests(registry, events, firmware, options.update,
+                 [this](std::string const& identity) { return find_session(identity); }),
         farewell(loop),
         saving(loop) {}
 
@@ -100,7 +80,8 @@ struct central_system::members {
   std::optional<http_answer> find_objection(std::string const& identity) const;
   asio::awaitable<bool> has_live_session(std::string const& identity);
   asio::awaitable<void> serve(http_exchange& exchange, std::string identity);
-  asio::awaitable<asked_diagnostics> ask_for_diagnostics(unsigned int id, std::string location);
+  std::shared_ptr<station_session> find_session(std::string const& identity) const;
+  int wait_for_station(asio::awaitable<asked_station> asking, unsigned int& request);
   std::string answer(std::string const& identity, call const& request);
   std::optional<unsigned int> take_in(std::string const& identity);
   bool on_connected(std::string const& identity);
@@ -112,14 +93,15 @@ struct central_system::members {
   asio::io_context& loop;
   central_system_options options;
   station_events& events;
+  firmware_source& firmware;
   station_registry registry;
   station_answers answers;
+  station_requests requests;
   asio::steady_timer farewell;
   asio::steady_timer saving;
   bool is_save_planned = false;
   // By identity: one that is being opened may belong to a station that is not known yet.
   std::map<std::string, std::shared_ptr<station_session>> sessions;
-  unsigned int last_request = 0;
   bool is_stopping = false;
   std::function<void()> on_stopped;
 };
@@ -148,6 +130,7 @@ asio::awaitable<bool> central_system::members::on_exchange(http_exchange& exchan
     http_answer answer;
     answer.status = is_taken ? http::status::conflict : http::status::service_unavailable;
     answer.text = is_taken ? "a station of this identity is connected" : "the site is going down";
+    answer.retry_after = is_taken ? std::chrono::seconds(0) : return_time;
     co_return co_await refuse(exchange, std::move(answer));
   }
   co_await serve(exchange, identity);
@@ -294,31 +277,21 @@ void central_system::members::detach(std::string const& identity,
   note_if_stopped();
 }
 
-asio::awaitable<asked_diagnostics> central_system::members::ask_for_diagnostics(unsigned int id,
-                                                                                std::string location) {
-  asked_diagnostics asked;
-  auto const station = registry.get(id);
-  if (!station.has_value()) {
-    asked.answer = diagnostics_answer::unknown_station;
-    co_return asked;
-  }
-  auto const place = sessions.find(station->identity);
-  if (place == sessions.end() || !station->connected) {
-    asked.answer = diagnostics_answer::not_connected;
-    co_return asked;
-  }
-  auto const session = place->second;
-  asked.request = ++last_request;
-  nlohmann::json payload = nlohmann::json::object();
-  payload["location"] = std::move(location);
-  auto const outcome = co_await session->send_call("GetDiagnostics", std::move(payload));
-  asked.answer = judge_diagnostics(outcome, station->identity);
-  events.on_command_status(id, asked.request, to_request_status(outcome.end, asked.answer));
-  co_return asked;
+std::shared_ptr<station_session> central_system::members::find_session(std::string const& identity) const {
+  auto const place = sessions.find(identity);
+  return place == sessions.end() ? nullptr : place->second;
 }
 
-central_system::central_system(asio::io_context& loop, central_system_options options, station_events& events)
-    : own(std::make_unique<members>(loop, std::move(options), events)) {
+int central_system::members::wait_for_station(asio::awaitable<asked_station> asking, unsigned int& request) {
+  auto answer = asio::co_spawn(loop, std::move(asking), asio::use_future);
+  auto const asked = wait_for_loop(answer, options.session.call_time_out + loop_patience);
+  request = asked.request;
+  return static_cast<int>(asked.answer);
+}
+
+central_system::central_system(asio::io_context& loop, central_system_options options, station_events& events,
+                               firmware_source& firmware)
+    : own(std::make_unique<members>(loop, std::move(options), events, firmware)) {
 }
 
 central_system::~central_system() = default;
@@ -358,10 +331,15 @@ std::vector<charging_station> central_system::on_get_charging_stations() {
 int central_system::on_request_diagnostics_upload(unsigned int const& station_id, std::string const& location,
                                                   unsigned int& request) {
   request = 0;
-  auto answer = asio::co_spawn(own->loop, own->ask_for_diagnostics(station_id, location), asio::use_future);
-  auto const asked = wait_for_loop(answer, own->options.session.call_time_out + loop_patience);
-  request = asked.request;
-  return static_cast<int>(asked.answer);
+  return own->wait_for_station(own->requests.ask_for_diagnostics(station_id, location), request);
+}
+
+int central_system::on_request_firmware_update(unsigned int const& station_id, std::string const& path,
+                                               unsigned int& request) {
+  request = 0;
+  // Here and not on the event loop, because the disk may take its time.
+  auto const file = own->firmware.find_file(path);
+  return own->wait_for_station(own->requests.ask_for_update(station_id, file), request);
 }
 
 }  // namespace tavi::site::ocpp

@@ -13,7 +13,9 @@
 
 #include "http/http_exchange.h"
 #include "http/http_listener.h"
+#include "ocpp/firmware_source.h"
 #include "ocpp/station_events.h"
+#include "ocpp/station_requests.h"
 #include "ocpp/station_session.h"
 #include "tavi/ocpp1_6/req_resp_ocpp_1_6_service.h"
 
@@ -27,16 +29,8 @@ struct central_system_options {
   std::chrono::seconds heartbeat = std::chrono::seconds(300);  ///< interval that stations are told
   session_limits session;                                      ///< of every connection
   std::chrono::milliseconds ping_patience = std::chrono::seconds(
-      3);  ///< in which a connected station is to answer when its identity connects again
-};
-
-/// What `on_request_diagnostics_upload` answers.
-enum class diagnostics_answer : int {
-  accepted = 0,  ///< the station named the file that it will upload
-  unknown_station = 1,
-  not_connected = 2,
-  nothing_to_upload = 3,  ///< the station named no file
-  no_answer = 4,          ///< none in time, an error, one that cannot be understood, or the connection ended
+      3);                 ///< in which a connected station is to answer when its identity connects again
+  update_options update;  ///< of every firmware update
 };
 
 /// The site's side of OCPP 1.6-J: takes stations' connections and serves the OCPP 1.6 service of the
@@ -54,7 +48,9 @@ class central_system : public tavi::ocpp1_6::i_req_resp_ocpp_1_6_service_handler
   /// @param loop     the site's event loop, run by one thread; outlives the system
   /// @param options  see `central_system_options`
   /// @param events   outlives the system
-  central_system(boost::asio::io_context& loop, central_system_options options, station_events& events);
+  /// @param firmware  outlives the system
+  central_system(boost::asio::io_context& loop, central_system_options options, station_events& events,
+                 firmware_source& firmware);
   ~central_system() override;
 
   /// Reads the stations and adds the route. Before the loop runs.
@@ -71,10 +67,16 @@ class central_system : public tavi::ocpp1_6::i_req_resp_ocpp_1_6_service_handler
       unsigned int const& station_id) override;
   /// As `on_get_charging_station`.
   std::vector<tavi::stations::charging_station> on_get_charging_stations() override;
-  /// Asks a station to upload and waits for its answer; see `diagnostics_answer`. Any thread but the loop's.
+  /// Asks a station to upload and waits for its answer; see `request_answer`. Any thread but the loop's.
   /// @param request  receives a number above 0 when the station was asked, otherwise 0
   int on_request_diagnostics_upload(unsigned int const& station_id, std::string const& location,
                                     unsigned int& request) override;
+  /// Asks a station to fetch a file and waits for its answer; see `request_answer`. Any thread but the
+  /// loop's.
+  /// @param path     of the file, as `firmware_source::find_file` takes it
+  /// @param request  receives a number above 0 when the station was asked, otherwise 0
+  int on_request_firmware_update(unsigned int const& station_id, std::string const& path,
+                                 unsigned int& request) override;
 
  private:
   struct members;

@@ -12,6 +12,7 @@
 #include <boost/beast/http/write.hpp>
 #include <boost/beast/websocket/stream.hpp>
 
+#include "http/http_date.h"
 #include "mura_common/text.h"
 
 namespace tavi::site::ocpp {
@@ -99,6 +100,7 @@ asio::awaitable<bool> ask_for_web_socket(http_exchange& exchange) {
   auto const& request = exchange.parser.get();
   http::response<http::string_body> response(http::status::upgrade_required,
                                              request.version() == 10 ? 10 : 11);
+  response.set(http::field::date, to_http_date(std::chrono::system_clock::now()));
   response.set(http::field::upgrade, "websocket");
   response.set(http::field::connection, "Upgrade");
   response.set(http::field::content_type, "text/plain; charset=utf-8");

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "ocpp/station_events.h"
 #include "tavi/stations/sub_charging_stations_service.h"
 
@@ -22,6 +24,9 @@ class published_station_events : public station_events {
   void on_command_status(unsigned int station_id, unsigned int request_id,
                          tavi::stations::cs_request_status status) override {
     publisher.publish_command_status(station_id, request_id, status);
+  }
+  void on_firmware_status(unsigned int station_id, std::string const& status) override {
+    publisher.publish_firmware_status(station_id, status);
   }
 
  private:

@@ -105,8 +105,9 @@ station_answers::result station_answers::on_diagnostics_status(unsigned int stat
 }
 
 station_answers::result station_answers::on_firmware_status(unsigned int station_id, json const& payload) {
-  spdlog::info("[station_answers] station {} tells firmware status {}", station_id,
-               payload.at("status").get<std::string>());
+  auto const status = payload.at("status").get<std::string>();
+  spdlog::info("[station_answers] station {} tells firmware status {}", station_id, status);
+  events.on_firmware_status(station_id, status);
   return json::object();
 }
 

@@ -21,6 +21,8 @@ class station_events {
   /// A request to a station ended. @param request_id  as the caller of the request got it
   virtual void on_command_status(unsigned int station_id, unsigned int request_id,
                                  tavi::stations::cs_request_status status) = 0;
+  /// A station told how its firmware update goes. @param status  FirmwareStatus of OCPP 1.6
+  virtual void on_firmware_status(unsigned int station_id, std::string const& status) = 0;
 };
 
 }  // namespace tavi::site::ocpp

@@ -1,14 +1,13 @@
 #include "simulation/file_upload.h"
 
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http.hpp>
 #include <utility>
 
-#include "simulation/diagnostics_request.h"
+#include "simulation/request_fields.h"
+#include "simulation/web_connection.h"
 
 namespace tavi::site::simulation {
 
@@ -18,21 +17,15 @@ namespace http = boost::beast::http;
 using boost::system::error_code;
 
 struct file_upload::members {
-  members(asio::any_io_executor loop, station_pace const& limits)
-      : executor(std::move(loop)), pace(limits), resolver(executor), stream(executor) {}
+  members(asio::any_io_executor loop, station_pace const& limits) : connection(std::move(loop), limits) {}
 
-  [[nodiscard]] asio::awaitable<error_code> connect(web_location const& server);
   [[nodiscard]] asio::awaitable<error_code> send(http::request<http::file_body>& request);
   [[nodiscard]] asio::awaitable<error_code> read_status(unsigned int& status);
   [[nodiscard]] asio::awaitable<void> transfer(web_location const& server,
                                                http::request<http::file_body>& request,
                                                upload_outcome& outcome);
 
-  asio::any_io_executor executor;
-  station_pace pace;
-  asio::ip::tcp::resolver resolver;
-  beast::tcp_stream stream;
-  bool is_cancelled = false;
+  web_connection connection;
 };
 
 namespace {
@@ -63,28 +56,14 @@ void judge(unsigned int status, upload_outcome& outcome) {
 
 }  // namespace
 
-asio::awaitable<error_code> file_upload::members::connect(web_location const& server) {
-  error_code error;
-  auto token = asio::redirect_error(asio::use_awaitable, error);
-  auto const addresses = co_await resolver.async_resolve(server.host, server.port, token);
-  if (!error && !is_cancelled) {
-    stream.expires_after(pace.connect_time);
-    co_await stream.async_connect(addresses, token);
-  }
-  if (!error && is_cancelled) {
-    error = asio::error::operation_aborted;
-  }
-  co_return error;
-}
-
 asio::awaitable<error_code> file_upload::members::send(http::request<http::file_body>& request) {
   error_code error;
   auto token = asio::redirect_error(asio::use_awaitable, error);
   http::request_serializer<http::file_body> serializer(request);
   while (!error && !serializer.is_done()) {
     // Counted anew for each piece: a large file may take long, but it may not stand still.
-    stream.expires_after(pace.transfer_time);
-    co_await http::async_write_some(stream, serializer, token);
+    connection.expect_progress();
+    co_await http::async_write_some(connection.stream(), serializer, token);
   }
   co_return error;
 }
@@ -96,8 +75,8 @@ asio::awaitable<error_code> file_upload::members::read_status(unsigned int& stat
   status = 0;
   while (!error && status < 200) {
     http::response_parser<http::empty_body> parser;
-    stream.expires_after(pace.transfer_time);
-    co_await http::async_read_header(stream, buffer, parser, token);
+    connection.expect_progress();
+    co_await http::async_read_header(connection.stream(), buffer, parser, token);
     status = error ? 0 : parser.get().result_int();
   }
   co_return error;
@@ -106,7 +85,7 @@ asio::awaitable<error_code> file_upload::members::read_status(unsigned int& stat
 asio::awaitable<void> file_upload::members::transfer(web_location const& server,
                                                      http::request<http::file_body>& request,
                                                      upload_outcome& outcome) {
-  auto const connected = co_await connect(server);
+  auto const connected = co_await connection.open(server);
   if (connected) {
     outcome.reason = "cannot connect to " + host_field(server) + ": " + connected.message();
     co_return;
@@ -138,11 +117,11 @@ asio::awaitable<upload_outcome> file_upload::put(web_location server, std::files
     co_return outcome;
   }
   outcome.bytes = request.body().size();
-  if (!self->is_cancelled) {
+  if (!self->connection.is_cancelled()) {
     co_await self->transfer(server, request, outcome);
-    self->stream.close();
+    self->connection.close();
   }
-  if (self->is_cancelled && !outcome.is_done) {
+  if (self->connection.is_cancelled() && !outcome.is_done) {
     outcome.may_retry = false;
     outcome.reason = "the station was stopped";
   }
@@ -150,9 +129,7 @@ asio::awaitable<upload_outcome> file_upload::put(web_location server, std::files
 }
 
 void file_upload::cancel() {
-  own->is_cancelled = true;
-  own->resolver.cancel();
-  own->stream.close();
+  own->connection.cancel();
 }
 
 }  // namespace tavi::site::simulation

@@ -11,9 +11,11 @@
 
 #include "simulation/boot_answer.h"
 #include "simulation/diagnostics_job.h"
+#include "simulation/firmware_update.h"
 #include "simulation/spawn_task.h"
 #include "simulation/station_session.h"
 #include "simulation/station_status.h"
+#include "simulation/status_reports.h"
 
 namespace tavi::site {
 
@@ -26,7 +28,7 @@ struct simulated_station::members : std::enable_shared_from_this<members> {
       : loop(event_loop),
         options(std::make_shared<station_options const>(std::move(settings))),
         pause(loop),
-        ready_signal(loop, asio::steady_timer::time_point::max()) {}
+        reports(loop.get_executor()) {}
 
   [[nodiscard]] bool prepare();
   void halt();
@@ -34,14 +36,19 @@ struct simulated_station::members : std::enable_shared_from_this<members> {
   static asio::awaitable<void> deliver_diagnostics(std::shared_ptr<members> self,
                                                    std::shared_ptr<diagnostics_job> work);
   [[nodiscard]] asio::awaitable<upload_outcome> make_and_upload(diagnostics_job& work);
-  [[nodiscard]] asio::awaitable<void> report_upload_end(std::string status_name);
-  [[nodiscard]] asio::awaitable<void> wait_until_ready();
+  static asio::awaitable<void> update_firmware(std::shared_ptr<members> self,
+                                               std::shared_ptr<firmware_update> work);
+  static asio::awaitable<void> tell_firmware_status(std::weak_ptr<members> station, std::string status_name);
   [[nodiscard]] std::shared_ptr<station_session> make_session();
   void on_session_over(std::string const& reason, std::chrono::milliseconds next_try);
   void on_connected();
   void on_booted(std::chrono::seconds interval);
   void on_call(central_call const& call);
   void on_get_diagnostics(central_call const& call);
+  void on_update_firmware(central_call const& call);
+  void begin_update(firmware_request request);
+  void refuse(central_call const& call, request_fault const& fault);
+  void reboot(std::string const& version);
   void on_upload_end(std::string const& file, upload_outcome const& outcome);
 
   asio::io_context& loop;
@@ -49,9 +56,12 @@ struct simulated_station::members : std::enable_shared_from_this<members> {
   std::shared_ptr<station_journal> journal;
   web_location server;
   asio::steady_timer pause;
-  asio::steady_timer ready_signal;  ///< cancelled when a session has become ready
+  status_reports reports;
   std::shared_ptr<station_session> session;
-  std::shared_ptr<diagnostics_job> job;  ///< set while an upload is in progress
+  std::shared_ptr<diagnostics_job> job;     ///< set while an upload is in progress
+  std::shared_ptr<firmware_update> update;  ///< set while an update is in progress
+  unsigned int last_update = 0;
+  bool was_download_broken = false;
   station_status status;
   std::chrono::milliseconds pause_time{};
   bool is_stopping = false;
@@ -86,12 +96,15 @@ bool simulated_station::members::prepare() {
 void simulated_station::members::halt() {
   is_stopping = true;
   pause.cancel();
-  ready_signal.cancel();
+  reports.stop();
   if (session) {
     session->close();
   }
   if (job) {
     job->cancel();
+  }
+  if (update) {
+    update->cancel();
   }
 }
 
@@ -99,8 +112,10 @@ asio::awaitable<void> simulated_station::members::stay_connected(std::shared_ptr
   self->pause_time = self->options->pace.first_pause;
   while (!self->is_stopping) {
     self->session = self->make_session();
+    self->reports.set_session(self->session);
     auto const reason = co_await self->session->run(self->server);
     self->session.reset();
+    self->reports.set_session(nullptr);
     if (self->is_stopping) {
       self->on_session_over(reason, std::chrono::milliseconds(0));
       co_return;
@@ -130,7 +145,7 @@ std::shared_ptr<station_session> simulated_station::members::make_session() {
   };
   handlers.on_ready = [weak] {
     if (auto const self = weak.lock()) {
-      self->ready_signal.cancel();
+      self->reports.on_ready();
     }
   };
   handlers.on_call = [weak](central_call const& call) {
@@ -169,18 +184,25 @@ void simulated_station::members::on_session_over(std::string const& reason,
 void simulated_station::members::on_call(central_call const& call) {
   if (call.action == "GetDiagnostics") {
     on_get_diagnostics(call);
-    return;
+  } else if (call.action == "UpdateFirmware") {
+    on_update_firmware(call);
+  } else {
+    spdlog::info("{} refused {}", options->identity, call.action);
+    session->send(encode_error(call.id, "NotImplemented",
+                               "this station answers GetDiagnostics and UpdateFirmware only"));
   }
-  spdlog::info("{} refused {}", options->identity, call.action);
-  session->send(encode_error(call.id, "NotImplemented", "this station answers GetDiagnostics only"));
+}
+
+void simulated_station::members::refuse(central_call const& call, request_fault const& fault) {
+  spdlog::warn("[simulated_station] {}: {} was refused: {}", options->identity, call.action,
+               fault.description);
+  session->send(encode_error(call.id, fault.code, fault.description));
 }
 
 void simulated_station::members::on_get_diagnostics(central_call const& call) {
   auto request = parse_diagnostics_request(call.payload);
   if (auto const* fault = std::get_if<request_fault>(&request)) {
-    spdlog::warn("[simulated_station] {}: GetDiagnostics was refused: {}", options->identity,
-                 fault->description);
-    session->send(encode_error(call.id, fault->code, fault->description));
+    refuse(call, *fault);
     return;
   }
   spdlog::info("{} was asked for diagnostics", options->identity);
@@ -206,7 +228,8 @@ asio::awaitable<void> simulated_station::members::deliver_diagnostics(std::share
   self->job.reset();
   self->on_upload_end(work->file_name(), outcome);
   auto status_name = std::string(outcome.is_done ? "Uploaded" : "UploadFailed");
-  co_await self->report_upload_end(std::move(status_name));
+  // The central system waits for this one.
+  co_await self->reports.tell("DiagnosticsStatusNotification", std::move(status_name));
 }
 
 asio::awaitable<upload_outcome> simulated_station::members::make_and_upload(diagnostics_job& work) {
@@ -219,11 +242,8 @@ asio::awaitable<upload_outcome> simulated_station::members::make_and_upload(diag
   if (!outcome.reason.empty() || is_stopping) {
     co_return outcome;
   }
-  if (auto const current = session; current && current->is_ready()) {
-    json payload = json::object();
-    payload["status"] = "Uploading";
-    co_await current->call("DiagnosticsStatusNotification", std::move(payload));
-  }
+  std::string beginning("Uploading");
+  co_await reports.mention("DiagnosticsStatusNotification", std::move(beginning));
   outcome = co_await work.upload();
   co_return outcome;
 }
@@ -237,27 +257,66 @@ void simulated_station::members::on_upload_end(std::string const& file, upload_o
   spdlog::warn("{} upload failed: {}", options->identity, outcome.reason);
 }
 
-asio::awaitable<void> simulated_station::members::report_upload_end(std::string status_name) {
-  // The central system waits for this one, so it is said again when the connection was lost before the
-  // answer.
-  auto outcome = call_outcome::lost;
-  while (outcome == call_outcome::lost && !is_stopping) {
-    co_await wait_until_ready();
-    auto const current = session;
-    if (is_stopping || !current) {
-      continue;
-    }
-    json payload = json::object();
-    payload["status"] = status_name;
-    auto const answer = co_await current->call("DiagnosticsStatusNotification", std::move(payload));
-    outcome = answer.outcome;
+void simulated_station::members::on_update_firmware(central_call const& call) {
+  auto request = parse_firmware_request(call.payload);
+  if (auto const* fault = std::get_if<request_fault>(&request)) {
+    refuse(call, *fault);
+    return;
+  }
+  if (update && !update->is_replaceable()) {
+    refuse(call, {"InternalError", "a firmware is being installed"});
+    return;
+  }
+  if (update) {
+    spdlog::info("{} gives up a firmware update for another one", options->identity);
+    update->cancel();
+  }
+  session->send(encode_result(call.id, json::object()));
+  begin_update(std::move(std::get<firmware_request>(request)));
+}
+
+void simulated_station::members::begin_update(firmware_request request) {
+  spdlog::info("{} was asked to update its firmware", options->identity);
+  auto settings = *options;
+  if (was_download_broken) {
+    settings.break_download_after.reset();
+  }
+  // Weak, because the station owns the update that holds it.
+  auto const tell = [weak = weak_from_this()](std::string status_name) {
+    return tell_firmware_status(weak, std::move(status_name));
+  };
+  auto const name = "download_" + std::to_string(++last_update);
+  update = std::make_shared<firmware_update>(loop.get_executor(), std::move(request), settings, name, tell);
+  spawn_task(loop.get_executor(), update_firmware(shared_from_this(), update));
+}
+
+asio::awaitable<void> simulated_station::members::tell_firmware_status(std::weak_ptr<members> station,
+                                                                       std::string status_name) {
+  if (auto const self = station.lock()) {
+    co_await self->reports.tell("FirmwareStatusNotification", std::move(status_name));
   }
 }
 
-asio::awaitable<void> simulated_station::members::wait_until_ready() {
-  while (!is_stopping && !(session && session->is_ready())) {
-    boost::system::error_code ignored;
-    co_await ready_signal.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+asio::awaitable<void> simulated_station::members::update_firmware(std::shared_ptr<members> self,
+                                                                  std::shared_ptr<firmware_update> work) {
+  auto const version = co_await work->run();
+  self->was_download_broken = self->was_download_broken || work->was_broken();
+  // Another one may have taken its place.
+  if (self->update == work) {
+    self->update.reset();
+  }
+  if (version && !self->is_stopping) {
+    self->reboot(*version);
+  }
+}
+
+void simulated_station::members::reboot(std::string const& version) {
+  spdlog::info("{} reboots with firmware {}", options->identity, version);
+  auto changed = *options;
+  changed.firmware_version = version;
+  options = std::make_shared<station_options const>(std::move(changed));
+  if (session) {
+    session->close();
   }
 }
 

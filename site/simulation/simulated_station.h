@@ -7,12 +7,16 @@
 
 namespace tavi::site {
 
-/// A charging station that speaks OCPP 1.6-J over a WebSocket and uploads its diagnostics over HTTP.
+/// A charging station that speaks OCPP 1.6-J over a WebSocket, uploads its diagnostics and fetches its
+/// firmware over HTTP.
 ///
 /// Connects, boots, announces its connectors, sends heartbeats, and connects again with growing pauses
 /// whenever the connection is lost or cannot be made. Answers GetDiagnostics with a file name, makes the
-/// archive and uploads it; while that goes on, a further GetDiagnostics is answered with the same name. Every
-/// other call is refused as NotImplemented. It has no charging, no transactions, and it fetches no firmware.
+/// archive and uploads it; while that goes on, a further GetDiagnostics is answered with the same name.
+/// Answers UpdateFirmware, fetches the file when its time has come, reports each step and boots anew with the
+/// version that `make_firmware_version` gives it; until the file is there, a further UpdateFirmware takes the
+/// place of the first, and from then on until the end it is refused. Every other call is refused as
+/// NotImplemented. It has no charging and no transactions.
 class simulated_station {
  public:
   /// @param loop      outlives the station; a single thread runs it
@@ -29,8 +33,8 @@ class simulated_station {
   /// the log file in it cannot be made, or when it was started before
   [[nodiscard]] bool start();
 
-  /// Ends the connection in an orderly way and breaks an upload off; the loop runs out of work then. From any
-  /// thread, before `start` or repeatedly too.
+  /// Ends the connection in an orderly way and breaks an upload or an update off; the loop runs out of work
+  /// then. From any thread, before `start` or repeatedly too.
   void stop();
 
  private:

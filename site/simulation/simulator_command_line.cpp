@@ -10,7 +10,17 @@ namespace {
 
 constexpr unsigned int most_stations = 1000;
 
-constexpr auto example =
+constexpr auto notes =
+    "Firmware: a station that is asked to update its firmware keeps it in the folder \"firmware\" of its "
+    "own\n"
+    "folder, logs its SHA-256 and boots anew. What it then calls its version is taken from the file name "
+    "that\n"
+    "the location ends with: of its parts between \"_\", \"-\" and blanks, extensions left out, the last one "
+    "like\n"
+    "2.1.0 or v2.1.0; without one, the name without extensions; without an extension, \"fw-\" and the first "
+    "8\n"
+    "digits of the SHA-256. A restart of the simulator brings the old version back.\n"
+    "\n"
     "Example:\n"
     "  charging_station_simulator --url ws://127.0.0.1:8080/ocpp --identity CS-001 --count 3 --work-dir "
     "stations\n"
@@ -56,15 +66,19 @@ std::variant<simulator_settings, simulator_exit> parse_simulator_command_line(in
   std::string first;
   std::string work_dir;
   unsigned int count = 1;
-  CLI::App app("Charging stations that speak OCPP 1.6-J and upload diagnostics",
+  CLI::App app("Charging stations that speak OCPP 1.6-J, upload diagnostics and fetch firmware",
                "charging_station_simulator");
-  app.footer(example);
+  app.footer(notes);
   app.add_option("--url", station.url, "Central system, as ws://host:port/path")->required();
   app.add_option("--identity", first, "Identity of the station, or of the first one")->required();
   app.add_option("--vendor", station.vendor, "Vendor, 20 characters at most")->capture_default_str();
   app.add_option("--model", station.model, "Model, 20 characters at most")->capture_default_str();
   app.add_option("--firmware-version", station.firmware_version, "50 characters at most")
       ->capture_default_str();
+  app.add_option("--break-download-after", station.break_download_after,
+                 "Lose the connection once, after so many bytes of the first firmware")
+      ->check(CLI::NonNegativeNumber);
+  app.add_flag("--refuse-install", station.is_refusing_installation, "Fail to install every firmware");
   app.add_option("--work-dir", work_dir, "Gets one folder for each station")->required();
   app.add_option("--count", count, "Number of stations")
       ->check(CLI::Range(1U, most_stations))

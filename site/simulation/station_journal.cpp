@@ -10,10 +10,9 @@ namespace {
 
 constexpr std::size_t shown_of_token = 6;
 
-/// The text with each path segment that follows "/upload/" shortened: whoever reads a whole upload token may
-/// upload in the station's name. In JSON a slash may stand with a backslash before it.
-std::string shorten_upload_tokens(std::string_view text) {
-  static constexpr std::string_view folder = "/upload";
+/// The text with each path segment that follows this folder shortened: whoever reads a whole token may
+/// transfer files in the station's name. In JSON a slash may stand with a backslash before it.
+std::string shorten_tokens(std::string_view text, std::string_view folder) {
   std::string shortened;
   for (auto at = text.find(folder); at != std::string_view::npos; at = text.find(folder)) {
     auto begin = at + folder.size();
@@ -45,7 +44,8 @@ bool station_journal::is_open() const {
 
 void station_journal::record(std::string_view kind, std::string_view text) {
   std::string line = to_utc_iso8601(std::chrono::system_clock::now());
-  line.append(" ").append(kind).append(" ").append(shorten_upload_tokens(text));
+  line.append(" ").append(kind).append(" ").append(
+      shorten_tokens(shorten_tokens(text, "/upload"), "/firmware"));
   auto const is_control = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7f; };
   std::replace_if(line.begin(), line.end(), is_control, ' ');
   if (stream.tellp() > 0 && static_cast<std::uint64_t>(stream.tellp()) + line.size() > most) {

@@ -23,8 +23,8 @@ class station_journal {
 
   /// Adds a line.
   /// @param kind  such as "sent" or "received"
-  /// @param text  any bytes; control characters become blanks, so that a message stays one line, and of an
-  /// upload token, the path segment after "/upload/", only the first 6 characters are kept
+  /// @param text  any bytes; control characters become blanks, so that a message stays one line, and of a
+  /// token, the path segment after "/upload/" or "/firmware/", only the first 6 characters are kept
   void record(std::string_view kind, std::string_view text);
 
   /// The file's path.

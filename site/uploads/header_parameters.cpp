@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "uploads/upload_text.h"
+#include "http/request_text.h"
 
 namespace tavi::site {
 namespace {

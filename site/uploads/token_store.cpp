@@ -1,11 +1,6 @@
 #include "uploads/token_store.h"
 
-#include <openssl/crypto.h>
-#include <openssl/evp.h>
-#include <openssl/rand.h>
-
 #include <algorithm>
-#include <array>
 #include <mutex>
 #include <unordered_map>
 #include <utility>
@@ -16,7 +11,6 @@
 namespace tavi::site {
 namespace {
 
-constexpr std::size_t token_bytes = 32;
 constexpr std::size_t longest_owner = 256;
 
 enum class token_state { unused, in_use, spent };
@@ -32,31 +26,6 @@ struct token_record {
     return state == token_state::spent || (state == token_state::unused && now >= ends_at);
   }
 };
-
-bool take_from_system(std::span<std::uint8_t> bytes) {
-  return RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) == 1;
-}
-
-std::string to_base64url(std::span<std::uint8_t const> bytes) {
-  std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
-  auto const size = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), bytes.data(),
-                                    static_cast<int>(bytes.size()));
-  text.resize(static_cast<std::size_t>(size));
-  text.erase(text.find_last_not_of('=') + 1);
-  std::replace(text.begin(), text.end(), '+', '-');
-  std::replace(text.begin(), text.end(), '/', '_');
-  return text;
-}
-
-/// Empty when the hash cannot be computed; no record has an empty key.
-std::string hash_of(std::string const& token) {
-  std::string digest(EVP_MAX_MD_SIZE, '\0');
-  unsigned int size = 0;
-  auto const done = EVP_Digest(token.data(), token.size(), reinterpret_cast<unsigned char*>(digest.data()),
-                               &size, EVP_sha256(), nullptr);
-  digest.resize(done == 1 ? size : 0);
-  return digest;
-}
 
 }  // namespace
 
@@ -74,18 +43,16 @@ struct token_store::members {
 };
 
 token_record* token_store::members::find(std::string const& token) {
-  auto const place = records.find(hash_of(token));
+  auto const place = records.find(key_of_secret(token));
   if (place == records.end()) {
     return nullptr;
   }
   auto& record = place->second;
-  auto const is_same = record.token.size() == token.size() &&
-                       CRYPTO_memcmp(record.token.data(), token.data(), token.size()) == 0;
-  return is_same ? &record : nullptr;
+  return is_same_secret(record.token, token) ? &record : nullptr;
 }
 
 void token_store::members::put(token_record record) {
-  auto key = hash_of(record.token);
+  auto key = key_of_secret(record.token);
   if (!key.empty()) {
     records.insert_or_assign(std::move(key), std::move(record));
   }
@@ -112,7 +79,7 @@ void token_store::members::forget_old(time_point now) {
 }
 
 token_store::token_store(token_limits limits, random_source random)
-    : own(std::make_unique<members>(limits, random ? std::move(random) : random_source(take_from_system))) {
+    : own(std::make_unique<members>(limits, random ? std::move(random) : random_source(fill_from_system))) {
 }
 
 token_store::~token_store() = default;
@@ -131,13 +98,10 @@ std::optional<std::string> token_store::make(std::string const& owner, time_poin
     spdlog::error("[token_store] {} tokens are live, the most allowed; none is made", live);
     return std::nullopt;
   }
-  std::array<std::uint8_t, token_bytes> bytes{};
-  if (!own->random(bytes)) {
-    spdlog::error("[token_store] the system gives no random bytes; no token is made");
-    return std::nullopt;
+  auto token = make_secret_token(own->random);
+  if (token) {
+    own->put({*token, owner, token_state::unused, now + own->limits.life_time});
   }
-  auto token = to_base64url(bytes);
-  own->put({token, owner, token_state::unused, now + own->limits.life_time});
   return token;
 }
 

@@ -2,12 +2,11 @@
 
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
+
+#include "http/secret_token.h"
 
 namespace tavi::site {
 
@@ -47,8 +46,6 @@ class token_store {
  public:
   /// A moment on the clock that is never set.
   using time_point = std::chrono::steady_clock::time_point;
-  /// Fills bytes with randomness fit for secrets. @return false when there is none
-  using random_source = std::function<bool(std::span<std::uint8_t> bytes)>;
 
   /// @param limits  see `token_limits`
   /// @param random  empty for the system's own source

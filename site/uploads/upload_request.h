@@ -25,9 +25,6 @@ struct header_finding {
   http_answer refusal;              ///< when nothing was found
 };
 
-/// A request without its body.
-using request_header = boost::beast::http::request_header<>;
-
 /// Reads where an upload goes to: 400 for a malformed target, 405 for a method other than PUT and POST.
 [[nodiscard]] header_finding<upload_target> find_upload_target(request_header const& header);
 

@@ -6,8 +6,8 @@
 #include <spdlog/spdlog.h>
 #include <boost/asio/steady_timer.hpp>
 
+#include "http/request_text.h"
 #include "uploads/upload_session.h"
-#include "uploads/upload_text.h"
 
 namespace tavi::site {
 

@@ -7,11 +7,11 @@
 
 #include <spdlog/spdlog.h>
 
+#include "http/blocking_work.h"
 #include "http/http_answer.h"
-#include "uploads/blocking_work.h"
+#include "http/request_text.h"
 #include "uploads/body_reader.h"
 #include "uploads/upload_request.h"
-#include "uploads/upload_text.h"
 
 namespace tavi::site {
 namespace {

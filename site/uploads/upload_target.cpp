@@ -1,23 +1,9 @@
 #include "uploads/upload_target.h"
 
-#include "uploads/upload_text.h"
-
 namespace tavi::site {
 
 std::optional<upload_target> parse_upload_target(std::string_view target) {
-  constexpr std::string_view prefix = "/upload/";
-  if (!target.starts_with(prefix)) {
-    return std::nullopt;
-  }
-  target.remove_prefix(prefix.size());
-  target = target.substr(0, target.find_first_of("?#"));
-  auto const slash = target.find('/');
-  auto const token = percent_decode(target.substr(0, slash));
-  auto const name = percent_decode(slash == std::string_view::npos ? "" : target.substr(slash + 1));
-  if (!token || token->empty() || !name) {
-    return std::nullopt;
-  }
-  return upload_target{*token, *name};
+  return parse_token_target("/upload/", target);
 }
 
 }  // namespace tavi::site

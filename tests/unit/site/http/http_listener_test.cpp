@@ -1,15 +1,12 @@
 #include "http/http_listener.h"
 
-#include <sys/resource.h>
-
 #include <array>
 #include <chrono>
-#include <future>
 #include <memory>
 #include <mutex>
+#include <ostream>
 #include <stdexcept>
 #include <string>
-#include <thread>
 
 #include <gtest/gtest.h>
 #include <spdlog/sinks/base_sink.h>
@@ -19,62 +16,15 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 
-#include "http/http_answer.h"
-#include "log_capture.h"
-#include "loop_thread.h"
+#include "http/http_date.h"
+#include "http_listener_fixture.h"
 #include "raw_client.h"
-#include "sanitizer.h"
 
 namespace tavi::site {
 namespace {
 
 namespace asio = boost::asio;
 namespace http = boost::beast::http;
-
-http_route answer_with(std::string const& text) {
-  return [text](http_exchange& exchange) -> asio::awaitable<bool> {
-    http_answer answer;
-    answer.text = text;
-    co_return co_await send_answer(exchange, answer);
-  };
-}
-
-http_limits small_limits() {
-  http_limits limits;
-  limits.header_bytes = 2048;
-  limits.accept_pause = std::chrono::milliseconds(5);
-  return limits;
-}
-
-class HttpListenerTest : public testing::Test {
- protected:
-  void start(http_limits const& limits = small_limits()) {
-    site.call([&] {
-      listener = std::make_unique<http_listener>(site.loop, limits);
-      listener->add_route("/a/", answer_with("route a"));
-      listener->add_route("/a/longer/", answer_with("route longer"));
-      listener->add_route("/throws/", [](http_exchange&) -> asio::awaitable<bool> {
-        throw std::runtime_error("a fault of the route");
-        co_return true;
-      });
-      return listener->start("127.0.0.1", 0);
-    });
-    port = listener->port();
-    ASSERT_NE(port, 0);
-  }
-
-  void TearDown() override {
-    if (listener) {
-      site.call([&] { listener.reset(); });
-    }
-    site.finish();
-  }
-
-  log_capture log;
-  loop_thread site;
-  std::unique_ptr<http_listener> listener;
-  std::uint16_t port = 0;
-};
 
 struct refusal {
   char const* situation;
@@ -104,37 +54,120 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         refusal{"no route", "GET /b HTTP/1.1\r\nHost: site\r\n\r\n", 404},
         refusal{"prefix without its last slash", "GET /a HTTP/1.1\r\nHost: site\r\n\r\n", 404},
-        refusal{"absolute target", "GET http://site/a/ HTTP/1.1\r\nHost: site\r\n\r\n", 404},
+        refusal{"no route in absolute form", "GET http://site/b HTTP/1.1\r\nHost: site\r\n\r\n", 404},
+        refusal{"no host", "GET /a/ HTTP/1.1\r\nAccept: */*\r\n\r\n", 400},
+        refusal{"no host beside an absolute target", "GET http://site/a/ HTTP/1.1\r\n\r\n", 400},
+        refusal{"two hosts", "GET /a/ HTTP/1.1\r\nHost: site\r\nHost: other\r\n\r\n", 400},
         refusal{"no route, with a body that nobody reads",
-                "PUT /b HTTP/1.1\r\nContent-Length: 300000\r\n\r\n" + std::string(300000, 'x'), 404},
+                "PUT /b HTTP/1.1\r\nHost: site\r\nContent-Length: 300000\r\n\r\n" + std::string(300000, 'x'),
+                404},
         refusal{"no HTTP at all", "hello, is this the upload server?\r\n\r\n", 400},
         refusal{"bytes of TLS", std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11), 400},
         refusal{"unknown version", "GET /a/ HTTP/3.7\r\n\r\n", 400},
-        refusal{"two lengths", "PUT /a/ HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\n", 400},
-        refusal{"length that is no number", "PUT /a/ HTTP/1.1\r\nContent-Length: many\r\n\r\n", 400},
+        refusal{"two lengths",
+                "PUT /a/ HTTP/1.1\r\nHost: site\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\n", 400},
+        refusal{"length that is no number", "PUT /a/ HTTP/1.1\r\nHost: site\r\nContent-Length: many\r\n\r\n",
+                400},
         refusal{"length beyond 64 bits",
-                "PUT /a/ HTTP/1.1\r\nContent-Length: 99999999999999999999999\r\n\r\n", 400},
+                "PUT /a/ HTTP/1.1\r\nHost: site\r\nContent-Length: 99999999999999999999999\r\n\r\n", 400},
         refusal{"length and chunks",
-                "PUT /a/ HTTP/1.1\r\nContent-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n", 400},
-        refusal{"one field over the limit", "GET /a/ HTTP/1.1\r\nX: " + std::string(3000, 'x') + "\r\n\r\n",
-                431},
-        refusal{"target over the limit", "GET /a/" + std::string(3000, 'x') + " HTTP/1.1\r\n\r\n", 431}));
+                "PUT /a/ HTTP/1.1\r\nHost: site\r\nContent-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n",
+                400},
+        refusal{"one field over the limit",
+                "GET /a/ HTTP/1.1\r\nHost: site\r\nX: " + std::string(3000, 'x') + "\r\n\r\n", 431},
+        refusal{"target over the limit",
+                "GET /a/" + std::string(3000, 'x') + " HTTP/1.1\r\nHost: site\r\n\r\n", 431}));
 
 TEST_F(HttpListenerTest, LongestMatchingPrefixWins) {
   start();
   raw_client client(port);
 
-  client.send("GET /a/longer/x HTTP/1.1\r\n\r\n");
+  client.send("GET /a/longer/x HTTP/1.1\r\nHost: site\r\n\r\n");
   EXPECT_NE(client.read_answer().find("route longer"), std::string::npos);
-  client.send("GET /a/short HTTP/1.1\r\n\r\n");
+  client.send("GET /a/short HTTP/1.1\r\nHost: site\r\n\r\n");
   EXPECT_NE(client.read_answer().find("route a"), std::string::npos);
+}
+
+TEST_F(HttpListenerTest, RoutesSeeOfAnAbsoluteTargetItsPathAndQuery) {
+  start();
+  site.call([&] {
+    listener->add_route("/told", [](http_exchange& exchange) -> asio::awaitable<bool> {
+      http_answer answer;
+      answer.text = std::string(exchange.parser.get().target());
+      co_return co_await send_answer(exchange, answer);
+    });
+  });
+  raw_client client(port);
+
+  client.send("GET http://other:80/told/x?y HTTP/1.1\r\nHost: site\r\n\r\n");
+
+  auto const answer = client.read_answer();
+  EXPECT_EQ(status_of(answer), 200);
+  EXPECT_TRUE(answer.ends_with("\r\n\r\n/told/x?y\n")) << answer;
+}
+
+TEST_F(HttpListenerTest, OldRequestNeedsNoHost) {
+  start();
+  raw_client client(port);
+  client.send("GET /a/ HTTP/1.0\r\n\r\n");
+  EXPECT_TRUE(client.read_to_end().starts_with("HTTP/1.0 200 "));
+}
+
+/// Whether an answer to a request of this moment tells its date.
+bool has_date(std::string const& answer, std::chrono::system_clock::time_point asked) {
+  constexpr std::chrono::seconds step(1);
+  for (auto moment = asked; moment < std::chrono::system_clock::now() + step; moment += step) {
+    if (answer.find("\r\nDate: " + to_http_date(moment) + "\r\n") != std::string::npos) {
+      return true;
+    }
+  }
+  return false;
+}
+
+TEST_F(HttpListenerTest, EveryAnswerTellsItsDate) {
+  start();
+  for (auto const* request :
+       {"GET /a/ HTTP/1.1\r\nHost: site\r\n\r\n", "GET /b HTTP/1.1\r\nHost: site\r\n\r\n",
+        "HEAD /a/ HTTP/1.0\r\n\r\n", "hello\r\n\r\n"}) {
+    raw_client client(port);
+    auto const asked = std::chrono::system_clock::now();
+    client.send(request);
+    ASSERT_TRUE(client.receive_until("\r\n\r\n")) << request;
+    EXPECT_TRUE(has_date(client.received, asked)) << client.received;
+  }
+}
+
+TEST_F(HttpListenerTest, LastAnswerEndsAConnectionThatTheRequestWouldKeep) {
+  start();
+  site.call([&] {
+    listener->add_route("/full", [](http_exchange& exchange) -> asio::awaitable<bool> {
+      http_answer answer;
+      answer.status = http::status::service_unavailable;
+      answer.retry_after = std::chrono::seconds(7);
+      answer.is_last = true;
+      co_return co_await send_answer(exchange, answer);
+    });
+  });
+  raw_client client(port);
+
+  client.send("GET /full HTTP/1.1\r\nHost: site\r\n\r\n");
+  client.receive_until("\r\n\r\n");
+  client.finish_sending();
+
+  auto const answer = client.read_to_end();
+  EXPECT_EQ(status_of(answer), 503);
+  EXPECT_NE(answer.find("\r\nRetry-After: 7\r\n"), std::string::npos);
+  EXPECT_NE(answer.find("\r\nConnection: close\r\n"), std::string::npos);
+  EXPECT_EQ(client.end, connection_end::closed);
 }
 
 TEST_F(HttpListenerTest, PipelinedRequestsAreAnsweredInTheirOrder) {
   start();
   raw_client client(port);
 
-  client.send("GET /a/ HTTP/1.1\r\n\r\nGET /nowhere HTTP/1.1\r\n\r\nGET /a/longer/ HTTP/1.1\r\n\r\n");
+  client.send(
+      "GET /a/ HTTP/1.1\r\nHost: site\r\n\r\nGET /nowhere HTTP/1.1\r\nHost: site\r\n\r\nGET /a/longer/ "
+      "HTTP/1.1\r\nHost: site\r\n\r\n");
 
   EXPECT_NE(client.read_answer().find("route a"), std::string::npos);
   EXPECT_EQ(status_of(client.read_answer()), 404);
@@ -145,7 +178,7 @@ TEST_F(HttpListenerTest, ConnectionClosesWhenTheRequestAsksForIt) {
   start();
   raw_client client(port);
 
-  client.send("GET /a/ HTTP/1.1\r\nConnection: close\r\n\r\n");
+  client.send("GET /a/ HTTP/1.1\r\nHost: site\r\nConnection: close\r\n\r\n");
 
   auto const answer = client.read_to_end();
   EXPECT_EQ(status_of(answer), 200);
@@ -156,7 +189,7 @@ TEST_F(HttpListenerTest, HeadIsAnsweredWithoutABody) {
   start();
   raw_client client(port);
 
-  client.send("HEAD /a/ HTTP/1.1\r\nConnection: close\r\n\r\n");
+  client.send("HEAD /a/ HTTP/1.1\r\nHost: site\r\nConnection: close\r\n\r\n");
 
   auto const answer = client.read_to_end();
   EXPECT_EQ(status_of(answer), 200);
@@ -183,9 +216,9 @@ TEST_F(HttpListenerTest, HeadersThatComeWhileTheirTimeRunsOutAreAnswered) {
   std::array<std::unique_ptr<raw_client>, 6> clients;
   for (auto& client : clients) {
     client = std::make_unique<raw_client>(port);
-    client->send("GET /a/ HTTP/1.1\r\n\r\n");
+    client->send("GET /a/ HTTP/1.1\r\nHost: site\r\n\r\n");
     ASSERT_EQ(status_of(client->read_answer()), 200);
-    client->send("GET /a/ HTTP/1.1\r\nX: ");
+    client->send("GET /a/ HTTP/1.1\r\nHost: site\r\nX: ");
   }
   // What came by the end of the time takes more than one read, and the time is over between two of them.
   site.suspend();
@@ -216,14 +249,14 @@ TEST_F(HttpListenerTest, ConnectionsOverTheLimitAreClosedUntilAnotherOneEnds) {
   limits.connections = 1;
   start(limits);
   raw_client first(port);
-  first.send("GET /a/ HTTP/1.1\r\n\r\n");
+  first.send("GET /a/ HTTP/1.1\r\nHost: site\r\n\r\n");
   ASSERT_EQ(status_of(first.read_answer()), 200);
 
   raw_client second(port);
   EXPECT_EQ(second.read_to_end(), "");
   EXPECT_TRUE(log.holds(spdlog::level::warn, "1 connections are open"));
 
-  first.send("GET /a/ HTTP/1.1\r\nConnection: close\r\n\r\n");
+  first.send("GET /a/ HTTP/1.1\r\nHost: site\r\nConnection: close\r\n\r\n");
   EXPECT_EQ(status_of(first.read_to_end()), 200);
   // The loop finishes with the first connection after the peer has seen it end.
   first.close();
@@ -231,7 +264,7 @@ TEST_F(HttpListenerTest, ConnectionsOverTheLimitAreClosedUntilAnotherOneEnds) {
   auto status = 0;
   for (auto attempt = 0; attempt < 1000 && status == 0; ++attempt) {
     raw_client third(port);
-    third.send("GET /a/ HTTP/1.1\r\n\r\n");
+    third.send("GET /a/ HTTP/1.1\r\nHost: site\r\n\r\n");
     status = status_of(third.read_answer());
   }
   EXPECT_EQ(status, 200);
@@ -253,11 +286,11 @@ TEST_F(HttpListenerTest, ConnectionThatARouteMovedAwayTakesNoPlace) {
     });
   });
   raw_client station(port);
-  station.send("GET /keep HTTP/1.1\r\n\r\n");
+  station.send("GET /keep HTTP/1.1\r\nHost: site\r\n\r\n");
   ASSERT_TRUE(station.receive_until("kept"));
 
   raw_client client(port);
-  client.send("GET /a/ HTTP/1.1\r\n\r\n");
+  client.send("GET /a/ HTTP/1.1\r\nHost: site\r\n\r\n");
   EXPECT_EQ(status_of(client.read_answer()), 200);
   raw_client further(port);
   EXPECT_EQ(further.read_to_end(), "") << "the one place is taken now";
@@ -287,7 +320,7 @@ TEST_F(HttpListenerTest, ExceptionWhileAConnectionIsOpenedDoesNotEndAccepting) {
   limits.connections = 1;
   start(limits);
   auto first = std::make_unique<raw_client>(port);
-  first->send("GET /a/ HTTP/1.1\r\n\r\n");
+  first->send("GET /a/ HTTP/1.1\r\nHost: site\r\n\r\n");
   ASSERT_EQ(status_of(first->read_answer()), 200);
   raw_client second(port);
   EXPECT_EQ(second.read_to_end(), "");
@@ -297,7 +330,7 @@ TEST_F(HttpListenerTest, ExceptionWhileAConnectionIsOpenedDoesNotEndAccepting) {
   auto status = 0;
   for (auto attempt = 0; attempt < 1000 && status == 0; ++attempt) {
     raw_client third(port);
-    third.send("GET /a/ HTTP/1.1\r\n\r\n");
+    third.send("GET /a/ HTTP/1.1\r\nHost: site\r\n\r\n");
     status = status_of(third.read_answer());
   }
   EXPECT_EQ(status, 200);
@@ -307,19 +340,19 @@ TEST_F(HttpListenerTest, ExceptionWhileAConnectionIsOpenedDoesNotEndAccepting) {
 TEST_F(HttpListenerTest, ExceptionOfARouteEndsItsConnectionOnly) {
   start();
   raw_client unlucky(port);
-  unlucky.send("GET /throws/ HTTP/1.1\r\n\r\n");
+  unlucky.send("GET /throws/ HTTP/1.1\r\nHost: site\r\n\r\n");
   EXPECT_EQ(unlucky.read_to_end(), "");
   EXPECT_TRUE(log.holds(spdlog::level::err, "a fault of the route"));
 
   raw_client client(port);
-  client.send("GET /a/ HTTP/1.1\r\n\r\n");
+  client.send("GET /a/ HTTP/1.1\r\nHost: site\r\n\r\n");
   EXPECT_EQ(status_of(client.read_answer()), 200);
 }
 
 TEST_F(HttpListenerTest, StopClosesOpenConnections) {
   start();
   raw_client client(port);
-  client.send("GET /a/ HTTP/1.1\r\n\r\n");
+  client.send("GET /a/ HTTP/1.1\r\nHost: site\r\n\r\n");
   ASSERT_EQ(status_of(client.read_answer()), 200);
 
   site.call([&] { listener->stop(); });
@@ -345,102 +378,6 @@ TEST_F(HttpListenerTest, AddressThatIsNoneIsLoggedWithItsReason) {
   EXPECT_FALSE(site.call([&] { return wrong.start("the charging site", 80); }));
 
   EXPECT_TRUE(log.holds(spdlog::level::err, "address the charging site, port 80: Invalid argument"));
-}
-
-TEST(HttpListenerLifeTest, LoopCanBeDestroyedInTheMiddleOfRequests) {
-  log_capture log;
-  auto loop = std::make_unique<asio::io_context>();
-  auto listener = std::make_unique<http_listener>(*loop, small_limits());
-  ASSERT_TRUE(listener->start("127.0.0.1", 0));
-  raw_client half(listener->port());
-  half.send("GET /a");
-  raw_client silent(listener->port());
-  loop->poll();
-
-  listener.reset();
-  loop.reset();
-
-  EXPECT_EQ(half.read_to_end(), "");
-  EXPECT_EQ(silent.read_to_end(), "");
-}
-
-TEST(HttpListenerLifeTest, StreamMovedAwayByARouteOutlivesTheListener) {
-  log_capture log;
-  loop_thread site;
-  std::promise<boost::beast::tcp_stream> moved;
-  auto listener = std::make_unique<http_listener>(site.loop, small_limits());
-  listener->add_route("/keep", [&](http_exchange& exchange) -> asio::awaitable<bool> {
-    moved.set_value(std::move(exchange.stream));
-    co_return false;
-  });
-  ASSERT_TRUE(site.call([&] { return listener->start("127.0.0.1", 0); }));
-  raw_client client(listener->port());
-  client.send("GET /keep HTTP/1.1\r\n\r\n");
-  auto stream = moved.get_future().get();
-
-  site.call([&] { listener.reset(); });
-  site.call([&] { return asio::write(stream, asio::buffer("still here", 10)); });
-
-  EXPECT_TRUE(client.receive_until("still here"));
-  site.call([&] { stream.close(); });
-}
-
-/// The number of descriptors that the process may open, put back afterwards.
-class descriptor_limit {
- public:
-  descriptor_limit() { getrlimit(RLIMIT_NOFILE, &before); }
-  ~descriptor_limit() { restore(); }
-  descriptor_limit(descriptor_limit const&) = delete;
-  descriptor_limit& operator=(descriptor_limit const&) = delete;
-
-  void allow_none_more() const {
-    auto changed = before;
-    changed.rlim_cur = 1;
-    setrlimit(RLIMIT_NOFILE, &changed);
-  }
-  void restore() const { setrlimit(RLIMIT_NOFILE, &before); }
-
- private:
-  rlimit before{};
-};
-
-TEST(HttpListenerLifeTest, RunsOnAfterTheProcessWasOutOfDescriptors) {
-  if (is_sanitizer_in_need_of_descriptors) {
-    GTEST_SKIP() << "the sanitizer needs the descriptors that this situation lacks";
-  }
-  log_capture log;
-  asio::io_context loop;
-  http_listener listener(loop, small_limits());
-  listener.add_route("/a/", answer_with("route a"));
-  ASSERT_TRUE(listener.start("127.0.0.1", 0));
-  raw_client client;
-  descriptor_limit limit;
-  limit.allow_none_more();
-  client.connect(listener.port());
-  client.send("GET /a/ HTTP/1.1\r\nConnection: close\r\n\r\n");
-  client.finish_sending();
-
-  auto const give_up = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  auto const is_late = [&] { return std::chrono::steady_clock::now() > give_up; };
-  while (!log.holds(spdlog::level::err, "cannot accept connections at present: Too many open files") &&
-         !is_late()) {
-    loop.run_one_for(std::chrono::milliseconds(100));
-  }
-  // A few more failures: they pause, and add no lines.
-  for (auto turn = 0; turn < 6; ++turn) {
-    loop.run_one_for(std::chrono::milliseconds(100));
-  }
-  EXPECT_EQ(log.lines().size(), 2U);
-  limit.restore();
-  auto is_answered = false;
-  std::thread reader([&] {
-    is_answered = status_of(client.read_to_end()) == 200;
-    asio::post(loop, [&] { loop.stop(); });
-  });
-  loop.run();
-  reader.join();
-
-  EXPECT_TRUE(is_answered);
 }
 
 }  // namespace

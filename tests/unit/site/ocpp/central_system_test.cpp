@@ -79,7 +79,7 @@ TEST_F(OcppSite, DoesNotStartWithABrokenStationsFile) {
   state.write("stations.json", "no JSON");
   boost::asio::io_context loop;
   http_listener listener(loop, {});
-  central_system broken(loop, options, events);
+  central_system broken(loop, options, events, firmware);
   EXPECT_FALSE(broken.add_to(listener));
   EXPECT_TRUE(log.holds(spdlog::level::err, "stations.json"));
 }
@@ -200,6 +200,7 @@ TEST_F(OcppSite, RequestForAPageIsToldThatAWebSocketIsWanted) {
   EXPECT_EQ(status_of(answer), 426);
   EXPECT_NE(answer.find("Upgrade: websocket\r\n"), std::string::npos);
   EXPECT_NE(answer.find("Connection: Upgrade\r\n"), std::string::npos);
+  EXPECT_NE(answer.find("\r\nDate: "), std::string::npos);
   ASSERT_TRUE(browser.send(upgrade));
   EXPECT_EQ(status_of(browser.read_answer()), 101);
 }
@@ -314,7 +315,8 @@ TEST(CentralSystem, RequestToALoopThatDoesNotRunFails) {
   boost::asio::io_context loop;
   central_system_options options;
   options.stations_file = state.path() / "stations.json";
-  central_system system(loop, options, events);
+  fake_firmware_source firmware;
+  central_system system(loop, options, events, firmware);
   EXPECT_THROW(system.on_get_charging_stations(), std::runtime_error);
 }
 

@@ -27,6 +27,10 @@ class fake_station_events : public tavi::site::ocpp::station_events {
     add(fmt::format("command {}/{} {}", id, request, static_cast<unsigned int>(status)));
   }
 
+  void on_firmware_status(unsigned int id, std::string const& status) override {
+    add(fmt::format("firmware {} {}", id, status));
+  }
+
   /// Every event so far, in order.
   [[nodiscard]] std::vector<std::string> all() const {
     std::lock_guard const lock(guard);

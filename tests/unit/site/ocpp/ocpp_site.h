@@ -7,6 +7,7 @@
 #include <string>
 
 #include "../http/loop_thread.h"
+#include "fake_firmware_source.h"
 #include "fake_station_events.h"
 #include "log_capture.h"
 #include "ocpp/central_system.h"
@@ -27,7 +28,7 @@ class OcppSite : public testing::Test {
 
   /// Begins to take stations, with the options as they are now.
   void start() {
-    site = std::make_unique<running_site>(options, events);
+    site = std::make_unique<running_site>(options, events, firmware);
     auto& started = *site;
     is_started = started.loop.call([&started] {
       return started.system.add_to(started.listener) && started.listener.start("127.0.0.1", 0);
@@ -68,13 +69,14 @@ class OcppSite : public testing::Test {
   log_capture log;
   temporary_folder state;
   fake_station_events events;
+  fake_firmware_source firmware;
   central_system_options options;
   std::uint16_t port = 0;
 
  private:
   struct running_site {
-    running_site(central_system_options const& options, station_events& events)
-        : listener(loop.loop, {}), system(loop.loop, options, events) {}
+    running_site(central_system_options const& options, station_events& events, firmware_source& firmware)
+        : listener(loop.loop, {}), system(loop.loop, options, events, firmware) {}
     loop_thread loop;
     http_listener listener;
     central_system system;

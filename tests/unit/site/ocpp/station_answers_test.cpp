@@ -110,9 +110,10 @@ TEST_F(StationAnswers, DiagnosticsStatusIsAnnouncedWhenItChanges) {
                                  "status 1 offline uploaded"}));
 }
 
-TEST_F(StationAnswers, FirmwareStatusIsTakenAndLogged) {
+TEST_F(StationAnswers, FirmwareStatusIsTakenLoggedAndAnnounced) {
   EXPECT_EQ(answer_to("FirmwareStatusNotification", R"({"status":"Downloaded"})"), R"([3,"m7",{}])");
-  EXPECT_TRUE(log.holds(spdlog::level::info, "Downloaded"));
+  EXPECT_TRUE(log.holds(spdlog::level::info, "station 1 tells firmware status Downloaded"));
+  EXPECT_EQ(events.all(), texts{"firmware 1 Downloaded"});
 }
 
 TEST_F(StationAnswers, WhatBreaksTheProtocolIsRefusedAndChangesNothing) {

@@ -132,7 +132,7 @@ TEST_F(SimulatedStation, DoesNotTalkToAServerThatChoseAnotherSubProtocol) {
 TEST_F(SimulatedStation, RefusesCallsItDoesNotKnow) {
   ASSERT_TRUE(start_and_boot());
   for (auto const* action :
-       {"GetConfiguration", "ChangeConfiguration", "Reset", "UpdateFirmware", "Nonsense"}) {
+       {"GetConfiguration", "ChangeConfiguration", "Reset", "UnlockConnector", "Nonsense"}) {
     SCOPED_TRACE(action);
     server->send(json::array({2, action, action, json::object()}).dump());
     ASSERT_TRUE(run_until_traced(std::string("error ") + action));

@@ -77,6 +77,17 @@ TEST_F(SimulatorCommandLine, ReadsEveryOption) {
   EXPECT_EQ(settings->station.firmware_version, "F");
   EXPECT_EQ(settings->station.work_folder, "w");
   EXPECT_THAT(settings->identities, ElementsAre("CS-001", "CS-002"));
+  EXPECT_EQ(settings->station.break_download_after, std::nullopt);
+  EXPECT_FALSE(settings->station.is_refusing_installation);
+}
+
+TEST_F(SimulatorCommandLine, ReadsHowAStationIsToMisbehave) {
+  auto const parsed = parse({"--url", "ws://a/o", "--identity", "CS-1", "--work-dir", "w",
+                             "--break-download-after", "4096", "--refuse-install"});
+  auto const* settings = std::get_if<simulator_settings>(&parsed);
+  ASSERT_NE(settings, nullptr);
+  EXPECT_EQ(settings->station.break_download_after, 4096U);
+  EXPECT_TRUE(settings->station.is_refusing_installation);
 }
 
 TEST_F(SimulatorCommandLine, ShowsHelpWithAnExample) {
@@ -85,6 +96,7 @@ TEST_F(SimulatorCommandLine, ShowsHelpWithAnExample) {
   ASSERT_NE(end, nullptr);
   EXPECT_EQ(end->code, 0);
   EXPECT_THAT(end->text, HasSubstr("--url ws://127.0.0.1:8080/ocpp --identity CS-001"));
+  EXPECT_THAT(end->text, HasSubstr("the last one like\n2.1.0 or v2.1.0"));
 }
 
 struct refusal_row {
@@ -113,6 +125,12 @@ TEST_F(SimulatorCommandLine, RefusesBadArgumentsWithOneLine) {
        {"--url", "ws://a/o", "--identity", "C", "--work-dir", "w", "--vendor", std::string(21, 'v')},
        "--vendor"},
       {"empty model", {"--url", "ws://a/o", "--identity", "C", "--work-dir", "w", "--model", ""}, "--model"},
+      {"bytes below zero",
+       {"--url", "ws://a/o", "--identity", "C", "--work-dir", "w", "--break-download-after", "-1"},
+       "--break-download-after"},
+      {"bytes that are none",
+       {"--url", "ws://a/o", "--identity", "C", "--work-dir", "w", "--break-download-after", "some"},
+       "--break-download-after"},
       {"unknown option", {"--url", "ws://a/o", "--identity", "C", "--work-dir", "w", "--fast"}, "--fast"},
       {"grown too long",
        {"--url", "ws://a/o", "--identity", std::string(47, 'c') + "9", "--work-dir", "w", "--count", "2"},

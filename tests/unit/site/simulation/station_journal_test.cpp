@@ -75,6 +75,18 @@ TEST(StationJournal, BeginsAnewBeforeItGrowsPastItsLimit) {
   EXPECT_EQ(content_of(journal.path()).find("message 10"), std::string::npos);
 }
 
+TEST(StationJournal, ShortensTokensOfEveryKind) {
+  temporary_folder const folder;
+  station_journal journal(folder.path() / "log");
+  journal.record("received", "http://a/upload/abcdefghij/x http:\\/\\/a\\/firmware\\/0123456789\\/1_x7.bin");
+  journal.record("sent", "/firmware/short /firmware /firmware-old/0123456789");
+  auto const text = content_of(journal.path());
+  EXPECT_NE(text.find("/upload/abcdef.../x http:\\/\\/a\\/firmware\\/012345...\\/1_x7.bin"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("/firmware/short /firmware /firmware-old/0123456789"), std::string::npos) << text;
+}
+
 TEST(StationJournal, SaysWhenItsFileCannotBeOpened) {
   temporary_folder const folder;
   station_journal journal(folder.path() / "missing" / "log");

@@ -30,6 +30,12 @@ TEST(SiteOptions, ShippedConfigurationIsReadAndSaysTheDefaults) {
   EXPECT_EQ(options->uploads.tokens.life_time, defaults.uploads.tokens.life_time);
   EXPECT_EQ(options->uploads.upload.idle_time, defaults.uploads.upload.idle_time);
   EXPECT_EQ(options->uploads.upload.total_time, defaults.uploads.upload.total_time);
+  EXPECT_EQ(options->firmware.folders, defaults.firmware.folders);
+  EXPECT_EQ(options->firmware.tokens.life_time, defaults.firmware.tokens.life_time);
+  EXPECT_EQ(options->firmware.times.idle_time, defaults.firmware.times.idle_time);
+  EXPECT_EQ(options->firmware.times.total_time, defaults.firmware.times.total_time);
+  EXPECT_EQ(options->update.retries, defaults.update.retries);
+  EXPECT_EQ(options->update.retry_interval, defaults.update.retry_interval);
   EXPECT_EQ(options->event_log_bytes, defaults.event_log_bytes);
   EXPECT_EQ(options->event_log_files, defaults.event_log_files);
   EXPECT_TRUE(log.lines().empty());
@@ -86,6 +92,14 @@ INSTANTIATE_TEST_SUITE_P(
                      "stations.call_time_out"},
         changed_line{"SizeIsText", "max_spool_size_mib = 2048", "max_spool_size_mib = \"2G\"",
                      "uploads.max_spool_size_mib"},
+        changed_line{"NoFolders", "folders = \"\"", "", "firmware.folders"},
+        changed_line{"FoldersAreAList", "folders = \"\"", "folders = [\"/store\"]", "firmware.folders"},
+        changed_line{"FolderIsRelative", "folders = \"\"", "folders = \"/a:store\"", "firmware.folders"},
+        changed_line{"TooManyRetries", "retries = 3", "retries = 101", "firmware.retries"},
+        changed_line{"NoRetryInterval", "retry_interval = 60", "retry_interval = 0",
+                     "firmware.retry_interval"},
+        changed_line{"FirmwareTokensLiveTooLong", "token_life_time = 86400", "token_life_time = 2592001",
+                     "firmware.token_life_time"},
         changed_line{"NoOlderFilesKey", "max_older_files = 5", "", "event_log.max_older_files"},
         changed_line{"NoToml", "[event_log]", "[event_log", "site.toml"}),
     [](auto const& row) { return std::string(row.param.name); });
@@ -98,6 +112,12 @@ TEST_F(site_configuration, ValuesOfTheFileAreTaken) {
                 .value()
                 .uploads.spool_budget_bytes,
             8192ULL * 1024 * 1024);
+}
+
+TEST_F(site_configuration, FoldersAreAPathEach) {
+  auto const options = read_changed("folders = \"\"", "folders = \"/var/store:/srv/more firmware\"").value();
+  EXPECT_EQ(options.firmware.folders,
+            (std::vector<std::filesystem::path>{"/var/store", "/srv/more firmware"}));
 }
 
 TEST_F(site_configuration, MissingFileIsRefused) {

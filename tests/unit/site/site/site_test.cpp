@@ -2,8 +2,11 @@
 
 #include <unistd.h>
 
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "../http/raw_client.h"
 #include "../ocpp/test_station.h"
@@ -54,6 +57,22 @@ class Site : public ipc_test {
   Site() {
     options.state_folder = state.path() / "state";
     options.port = 0;
+  }
+
+  /// Has the controller ask a station for an update, and the station take it.
+  /// @return the target of the location that the station is told
+  static std::string ask_to_update(tavi::ocpp1_6::req_resp_ocpp_1_6_service& stations, test_station& station,
+                                   std::string const& file) {
+    std::thread asker([&] {
+      unsigned int request = 0;
+      EXPECT_EQ(stations.request_firmware_update(1, file, request), 0);
+    });
+    auto const call = json::parse(station.receive().value_or("[0,\"\",\"\",{}]"));
+    EXPECT_TRUE(station.send(json::array({3, call.at(1), json::object()}).dump()));
+    asker.join();
+    auto const location = call.at(3).value("location", "");
+    auto const target = location.find("/firmware/");
+    return target == std::string::npos ? "/firmware/none" : location.substr(target);
   }
 
   temporary_folder state;
@@ -133,6 +152,44 @@ TEST_F(Site, StationUploadsItsDiagnosticsToTheOwnerOfAToken) {
   EXPECT_EQ(announced[0][0], token);
   EXPECT_EQ(announced[0][1], "log.zip");
   EXPECT_EQ(content_of(announced[0][2]), "hello");
+}
+
+TEST_F(Site, StationsConnectAndUploadWhileFilesAreFetchedByWhoeverReadsNothing) {
+  options.plain_connections = 6;
+  options.firmware.folders = {state.path() / "store"};
+  auto const file = state.write("store/7_x7.bin", std::string(32 * 1024 * 1024, 'x'));
+  site running(options);
+  ASSERT_TRUE(running.start());
+  tavi::ocpp1_6::req_resp_ocpp_1_6_service stations;
+  tavi::webserver_token::req_resp_webserver_token_service tokens;
+  ASSERT_TRUE(stations.init());
+  ASSERT_TRUE(tokens.init());
+  test_station station;
+  ASSERT_EQ(station.connect(running.port(), "/ocpp/CP-1"), 101U);
+  ASSERT_EQ(station.call("Heartbeat", json::object()).at(0), 3);
+  std::vector<std::unique_ptr<raw_client>> readers;
+  std::vector<int> answers;
+  for (int round = 0; round < 4; ++round) {
+    auto const target = ask_to_update(stations, station, file.string());
+    for (int number = 0; number < 3; ++number) {
+      readers.push_back(std::make_unique<raw_client>(running.port()));
+      ASSERT_TRUE(readers.back()->send("GET " + target + " HTTP/1.1\r\nHost: a\r\n\r\n"));
+      ASSERT_TRUE(readers.back()->receive_until("\r\n\r\n"));
+      answers.push_back(status_of(readers.back()->received));
+      if (answers.back() != 200) {
+        readers.pop_back();
+      }
+    }
+  }
+  EXPECT_EQ(answers, (std::vector<int>{200, 200, 429, 200, 503, 503, 503, 503, 503, 503, 503, 503}));
+
+  test_station another;
+  EXPECT_EQ(another.connect(running.port(), "/ocpp/CP-2"), 101U);
+  raw_client upload(running.port());
+  auto const token = tokens.get_upload_token("test").value();
+  ASSERT_TRUE(
+      upload.send("PUT /upload/" + token + "/log.zip HTTP/1.1\r\nHost: a\r\nContent-Length: 5\r\n\r\nhello"));
+  EXPECT_EQ(status_of(upload.read_answer()), 201);
 }
 
 TEST_F(Site, TellsSubscribersWhatHappensToStations) {

@@ -11,6 +11,9 @@ namespace tavi::site {
 /// @return empty when a "%" is not followed by two hexadecimal digits
 [[nodiscard]] std::optional<std::string> percent_decode(std::string_view text);
 
+/// The text with all but letters, digits and "-._~" written as %XX, so that it can stand as one path segment.
+[[nodiscard]] std::string percent_encode(std::string_view text);
+
 /// A text of a stranger as it may stand in a log line: printable ASCII stays, other bytes and backslashes
 /// become \xNN, and what goes beyond the limit is replaced by "...".
 /// @param limit  bytes of `text` that are shown at most

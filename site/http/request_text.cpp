@@ -1,4 +1,4 @@
-#include "uploads/upload_text.h"
+#include "http/request_text.h"
 
 #include <charconv>
 
@@ -37,6 +37,18 @@ std::optional<std::string> percent_decode(std::string_view text) {
     text.remove_prefix(3);
   }
   return decoded;
+}
+
+std::string percent_encode(std::string_view text) {
+  std::string encoded;
+  for (auto const byte : text) {
+    auto const is_letter = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z');
+    auto const is_digit = byte >= '0' && byte <= '9';
+    auto const is_plain =
+        is_letter || is_digit || std::string_view("-._~").find(byte) != std::string_view::npos;
+    encoded += is_plain ? std::string(1, byte) : fmt::format("%{:02X}", static_cast<unsigned char>(byte));
+  }
+  return encoded;
 }
 
 std::string escape_for_log(std::string_view text, std::size_t limit) {

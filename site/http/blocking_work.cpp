@@ -1,4 +1,4 @@
-#include "uploads/blocking_work.h"
+#include "http/blocking_work.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "uploads/upload_text.h"
+#include "http/request_text.h"
 
 #include <optional>
 #include <ostream>
@@ -37,6 +37,20 @@ INSTANTIATE_TEST_SUITE_P(
         decoding{"one digit at the end", "a%4", std::nullopt}, decoding{"no digit", "%zz", std::nullopt},
         decoding{"second is no digit", "%4g", std::nullopt}, decoding{"sign", "%-1", std::nullopt},
         decoding{"blank in place of a digit", "% 1", std::nullopt}));
+
+TEST(PercentEncodeTest, LeavesWhatCanStandInASegment) {
+  EXPECT_EQ(percent_encode("12_X7-22.2~1.bin"), "12_X7-22.2~1.bin");
+  EXPECT_EQ(percent_encode(""), "");
+}
+
+TEST(PercentEncodeTest, EscapesEveryOtherByteSoThatItComesBack) {
+  EXPECT_EQ(percent_encode("a b/c?#%\xc3\xa9"), "a%20b%2Fc%3F%23%25%C3%A9");
+  std::string every;
+  for (int byte = 0; byte < 256; ++byte) {
+    every += static_cast<char>(byte);
+  }
+  EXPECT_EQ(percent_decode(percent_encode(every)), every);
+}
 
 TEST(EscapeForLogTest, LeavesPrintableTextAlone) {
   EXPECT_EQ(escape_for_log("diag report (1).zip~"), "diag report (1).zip~");

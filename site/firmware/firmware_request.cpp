@@ -1,0 +1,121 @@
+#include "firmware/firmware_request.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <fmt/format.h>
+#include <boost/beast/http/field.hpp>
+#include <boost/beast/http/verb.hpp>
+
+#include "firmware/entity_tag.h"
+
+namespace tavi::site {
+namespace {
+
+namespace http = boost::beast::http;
+
+/// The values of all fields of a name, joined as HTTP has it; none when there is no such field, which an
+/// empty one is not.
+std::optional<std::string> values_of(request_header const& header, http::field name) {
+  std::optional<std::string> values;
+  auto const [begin, end] = header.equal_range(name);
+  for (auto field = begin; field != end; ++field) {
+    std::string const value(field->value().data(), field->value().size());
+    values = values ? *values + "," + value : value;
+  }
+  return values;
+}
+
+http_answer make_refusal(http::status status, std::string const& text) {
+  http_answer answer;
+  answer.status = status;
+  answer.text = text;
+  return answer;
+}
+
+delivery_plan make_plan(http::status status, file_state const& file) {
+  delivery_plan plan;
+  plan.head.status = status;
+  // Whoever keeps the answer on its way would keep a firmware that only this station may have.
+  plan.head.fields = {{http::field::etag, file.tag},
+                      {http::field::accept_ranges, "bytes"},
+                      {http::field::cache_control, "private, no-store"}};
+  return plan;
+}
+
+delivery_plan plan_whole(file_state const& file) {
+  auto plan = make_plan(http::status::ok, file);
+  plan.head.fields.emplace_back(http::field::content_type, "application/octet-stream");
+  plan.head.content_length = file.size;
+  plan.body = {0, file.size};
+  return plan;
+}
+
+delivery_plan plan_part(file_state const& file, byte_range const& range) {
+  auto plan = make_plan(http::status::partial_content, file);
+  plan.head.fields.emplace_back(http::field::content_type, "application/octet-stream");
+  plan.head.fields.emplace_back(
+      http::field::content_range,
+      fmt::format("bytes {}-{}/{}", range.first, range.first + range.count - 1, file.size));
+  plan.head.content_length = range.count;
+  plan.body = range;
+  return plan;
+}
+
+delivery_plan plan_nothing(http::status status, file_state const& file) {
+  auto plan = make_plan(status, file);
+  if (status == http::status::range_not_satisfiable) {
+    plan.head.fields.emplace_back(http::field::content_range, fmt::format("bytes */{}", file.size));
+  }
+  if (status != http::status::not_modified) {
+    plan.head.content_length = 0;
+  }
+  return plan;
+}
+
+range_finding find_wanted_range(request_header const& header, file_state const& file) {
+  auto const if_range = values_of(header, http::field::if_range);
+  if (if_range && !is_range_condition_met(*if_range, file.tag)) {
+    return {};
+  }
+  return find_range(values_of(header, http::field::range).value_or(""), file.size);
+}
+
+}  // namespace
+
+std::variant<token_target, http_answer> find_firmware_target(request_header const& header) {
+  auto const target = header.target();
+  auto const found = parse_token_target("/firmware/", {target.data(), target.size()});
+  if (!found) {
+    return make_refusal(http::status::bad_request, "firmware location malformed");
+  }
+  if (header.method() != http::verb::get && header.method() != http::verb::head) {
+    auto refusal = make_refusal(http::status::method_not_allowed, "firmware is fetched with GET or HEAD");
+    refusal.allow = "GET, HEAD";
+    return refusal;
+  }
+  return *found;
+}
+
+delivery_plan plan_delivery(request_header const& header, file_state const& file) {
+  auto const if_match = values_of(header, http::field::if_match);
+  if (if_match && !is_tag_matched(*if_match, file.tag)) {
+    return plan_nothing(http::status::precondition_failed, file);
+  }
+  if (is_tag_matched_weakly(values_of(header, http::field::if_none_match).value_or(""), file.tag)) {
+    return plan_nothing(http::status::not_modified, file);
+  }
+  if (header.method() == http::verb::head) {
+    auto plan = plan_whole(file);
+    plan.body = {};
+    return plan;
+  }
+  auto const wanted = find_wanted_range(header, file);
+  if (wanted.kind == range_kind::unsatisfiable) {
+    return plan_nothing(http::status::range_not_satisfiable, file);
+  }
+  return wanted.kind == range_kind::part ? plan_part(file, wanted.range) : plan_whole(file);
+}
+
+}  // namespace tavi::site
