@@ -1,0 +1,69 @@
+#include "option_values.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+#include "http_upload.h"
+#include "plain_text.h"
+#include "quantity_text.h"
+#include "record_names.h"
+
+namespace tavi::ctl {
+
+namespace {
+
+/// Longer than anybody waits, and short enough to be added to any moment.
+constexpr std::chrono::seconds longest_time = std::chrono::hours(24 * 365 * 100);
+
+std::optional<std::uint32_t> parse_number_up_to(std::string const& text, std::uint32_t most) {
+  auto const number = parse_number(text, most);
+  return number ? std::optional(static_cast<std::uint32_t>(*number)) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::uint32_t> parse_id(std::string const& text) {
+  return parse_number_up_to(text, std::numeric_limits<std::int32_t>::max());
+}
+
+std::optional<std::uint32_t> parse_count(std::string const& text) {
+  return parse_number_up_to(text, std::numeric_limits<std::uint32_t>::max());
+}
+
+std::optional<std::chrono::seconds> parse_time(std::string const& text) {
+  auto const time = parse_duration(text);
+  return time && *time <= longest_time ? time : std::nullopt;
+}
+
+std::optional<std::chrono::seconds> parse_patience(std::string const& text) {
+  auto const time = parse_time(text);
+  return time && time->count() > 0 ? time : std::nullopt;
+}
+
+std::optional<report_order> parse_order(std::string const& text) {
+  constexpr std::array<char const*, 6> names = {"id", "station", "name", "time", "type", "size"};
+  auto const found = std::find(names.begin(), names.end(), text);
+  return found != names.end() ? std::optional(static_cast<report_order>(found - names.begin()))
+                              : std::nullopt;
+}
+
+std::optional<diagnostic_report_type> parse_type(std::string const& text) {
+  return find_report_type(text);
+}
+
+std::optional<std::string> parse_present(std::string const& text) {
+  return text.empty() ? std::nullopt : std::optional(text);
+}
+
+std::optional<std::string> parse_address(std::string const& text) {
+  return is_server_address(text) ? std::optional(text) : std::nullopt;
+}
+
+std::optional<std::filesystem::path> parse_archive(std::string const& text) {
+  auto const is_archive =
+      text.ends_with(".zip") && !text.ends_with("/.zip") && text != ".zip" && is_utf8(text);
+  return is_archive ? std::optional<std::filesystem::path>(text) : std::nullopt;
+}
+
+}  // namespace tavi::ctl

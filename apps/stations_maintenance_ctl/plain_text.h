@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace tavi::ctl {
+
+/// Makes a text from outside harmless to a terminal, for one line.
+///
+/// Control characters, what reverses the direction of writing, and bytes that are not UTF-8 become visible
+/// ("\x1b", "\u202e"); a backslash is doubled, so that nothing else looks like them. Everything else stays.
+[[nodiscard]] std::string escape_text(std::string_view text);
+
+/// Whether a text is well-formed UTF-8.
+[[nodiscard]] bool is_utf8(std::string_view text);
+
+/// Columns that a text takes on a terminal: one for each character. @param text  as `escape_text` gives it
+[[nodiscard]] std::size_t width_of(std::string_view text);
+
+}  // namespace tavi::ctl

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "command_context.h"
+#include "command_line.h"
+
+namespace tavi::ctl {
+
+/// Carries out what the user asked for; first makes sure that the maintenance service is there, where it is
+/// needed.
+[[nodiscard]] exit_code run(invocation const& invoked, i_console& console, i_clock& clock);
+
+}  // namespace tavi::ctl

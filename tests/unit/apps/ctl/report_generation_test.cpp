@@ -1,0 +1,196 @@
+#include "ctl_fixture.h"
+#include "fake_ocpp_1_6_service.h"
+
+namespace tavi::ctl {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::_;
+using ::testing::DoAll;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Return;
+using ::testing::SetArgReferee;
+
+class ReportGeneration : public ctl_test {
+ protected:
+  using reports = std::vector<report>;
+
+  void expect_asking(unsigned int station, unsigned int code, unsigned int request = 0,
+                     report_type type = report_type::manual) {
+    EXPECT_CALL(handler, on_generate_station_diagnostic_report(station, type, _))
+        .WillOnce(DoAll(SetArgReferee<2>(request), Return(code)));
+  }
+
+  static reports_generate_options ask(std::vector<std::uint32_t> stations, bool wait = false) {
+    return {std::move(stations), report_type::manual, wait, 10s};
+  }
+};
+
+TEST_F(ReportGeneration, AsksOneStation) {
+  expect_asking(3, 0, 41);
+  EXPECT_EQ(run_command(context, ask({3})), exit_code::done);
+  EXPECT_EQ(console.output, "3\taccepted\t41\t-\t-\t-\n");
+  EXPECT_THAT(console.complaints, IsEmpty());
+}
+
+TEST_F(ReportGeneration, AsksForTheTypeWanted) {
+  expect_asking(3, 0, 1, report_type::periodic);
+  auto options = ask({3});
+  options.type = report_type::periodic;
+  EXPECT_EQ(run_command(context, options), exit_code::done);
+}
+
+TEST_F(ReportGeneration, AsksAStationNamedTwiceOnce) {
+  expect_asking(3, 0);
+  expect_asking(4, 0);
+  EXPECT_EQ(run_command(context, ask({3, 4, 3})), exit_code::done);
+}
+
+TEST_F(ReportGeneration, ExplainsEachStationThatGivesNone) {
+  context.is_json = true;
+  expect_asking(1, 0, 5);
+  expect_asking(2, 1);
+  expect_asking(3, 2);
+  expect_asking(4, 4294967295);
+  EXPECT_EQ(run_command(context, ask({1, 2, 3, 4})), exit_code::failed);
+  EXPECT_THAT(console.complaints,
+              ElementsAre(HasSubstr("station 2 is not known"), HasSubstr("station 3 is not connected"),
+                          HasSubstr("station 4 gives no report")));
+  EXPECT_EQ(document()[0],
+            json({{"station_id", 1}, {"outcome", "accepted"}, {"request", 5}, {"report", nullptr}}));
+  EXPECT_EQ(document()[1]["outcome"], "unknown_station");
+  EXPECT_EQ(document()[1]["request"], nullptr);
+  EXPECT_EQ(document()[2]["outcome"], "not_connected");
+  EXPECT_EQ(document()[3]["outcome"], "failed");
+}
+
+TEST_F(ReportGeneration, AsksEveryStationOfTheSite) {
+  fake_ocpp_1_6_service site;
+  site.add({1, "CS-1", "Acme", "X7", {}, true});
+  site.add({5, "CS-5", "Acme", "X7", {}, false});
+  tavi::ocpp1_6::req_resp_ocpp_1_6_service_handler site_server(site);
+  ASSERT_TRUE(site_server.start());
+  expect_asking(1, 0, 1);
+  expect_asking(5, 2);
+  EXPECT_EQ(run_command(context, ask({})), exit_code::failed);
+  EXPECT_EQ(console.output, "1\taccepted\t1\t-\t-\t-\n5\tnot_connected\t-\t-\t-\t-\n");
+}
+
+TEST_F(ReportGeneration, OfASiteWithoutStationsIsDone) {
+  fake_ocpp_1_6_service site;
+  tavi::ocpp1_6::req_resp_ocpp_1_6_service_handler site_server(site);
+  ASSERT_TRUE(site_server.start());
+  EXPECT_EQ(run_command(context, ask({})), exit_code::done);
+  EXPECT_EQ(console.output, "");
+}
+
+TEST_F(ReportGeneration, OfAllStationsNeedsTheServiceThatKnowsThem) {
+  EXPECT_EQ(run_command(context, ask({})), exit_code::not_reachable);
+  EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("ocpp_1_6_service does not run")));
+}
+
+TEST_F(ReportGeneration, StopsAskingWhenTheServiceAnswersWithAnError) {
+  expect_asking(1, 0, 8);
+  EXPECT_CALL(handler, on_generate_station_diagnostic_report(2, _, _))
+      .WillOnce(testing::Throw(std::runtime_error("told to fail")));
+  EXPECT_EQ(run_command(context, ask({1, 2, 3})), exit_code::failed);
+  EXPECT_EQ(console.output, "1\taccepted\t8\t-\t-\t-\n2\tfailed\t-\t-\t-\t-\n");
+  EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("asking station 2 for a report")));
+}
+
+TEST_F(ReportGeneration, KeepsWhatWasAcceptedBeforeARequestWithoutAnAnswer) {
+  stations_maintenance::req_resp_stations_maintenance_service hasty(
+      {generous, std::chrono::milliseconds(generous), 1s});
+  command_context impatient{console, clock, uploader, hasty, true};
+  gate finished;
+  expect_asking(1, 0, 8);
+  EXPECT_CALL(handler, on_generate_station_diagnostic_report(2, _, _))
+      .WillOnce([&](unsigned int, report_type, unsigned int&) {
+        finished.pass();
+        return 0U;
+      });
+  EXPECT_EQ(run_command(impatient, ask({1, 2, 3})), exit_code::time_out);
+  finished.open();
+  EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("asking station 2 for a report: the stations")));
+  EXPECT_EQ(document().size(), 2U);
+  EXPECT_EQ(document()[0]["outcome"], "accepted");
+  EXPECT_EQ(document()[0]["request"], 8);
+  EXPECT_EQ(document()[1]["outcome"], "failed");
+  EXPECT_EQ(document()[1]["request"], nullptr);
+}
+
+TEST_F(ReportGeneration, WaitsUntilEveryReportIsFiled) {
+  reports const before = {report_of(1, 3)};
+  auto const half = reports{report_of(1, 3), report_of(2, 4)};
+  auto const all = reports{report_of(1, 3), report_of(2, 4), report_of(3, 3)};
+  EXPECT_CALL(handler, on_get_diagnostic_reports)
+      .WillOnce(Return(before))
+      .WillOnce(Return(before))
+      .WillOnce(Return(half))
+      .WillOnce(Return(all));
+  expect_asking(3, 0, 1);
+  expect_asking(4, 0, 2);
+  EXPECT_EQ(run_command(context, ask({3, 4}, true)), exit_code::done);
+  EXPECT_EQ(console.output, "3\tfiled\t1\t3\t1000\tlog_3.tar.gz\n4\tfiled\t2\t2\t1000\tlog_2.tar.gz\n");
+  EXPECT_EQ(clock.waits, 2);
+}
+
+TEST_F(ReportGeneration, TakesNoReportOfAnotherTypeForTheOneWaitedFor) {
+  EXPECT_CALL(handler, on_get_diagnostic_reports)
+      .WillOnce(Return(reports{}))
+      .WillOnce(Return(reports{report_of(1, 3, 0, report_type::periodic)}))
+      .WillOnce(Return(reports{report_of(1, 3, 0, report_type::periodic), report_of(2, 3)}));
+  expect_asking(3, 0, 1);
+  EXPECT_EQ(run_command(context, ask({3}, true)), exit_code::done);
+  EXPECT_THAT(console.output, HasSubstr("log_2.tar.gz"));
+}
+
+TEST_F(ReportGeneration, DoesNotWaitForStationsThatGiveNone) {
+  EXPECT_CALL(handler, on_get_diagnostic_reports).Times(2).WillRepeatedly(Return(reports{}));
+  expect_asking(3, 2);
+  EXPECT_EQ(run_command(context, ask({3}, true)), exit_code::failed);
+  EXPECT_EQ(clock.waits, 0);
+}
+
+TEST_F(ReportGeneration, EndsWhenTheTimeIsOver) {
+  context.is_json = true;
+  EXPECT_CALL(handler, on_get_diagnostic_reports)
+      .WillOnce(Return(reports{}))
+      .WillRepeatedly(Return(reports{report_of(9, 3)}));
+  expect_asking(3, 0, 1);
+  expect_asking(4, 0, 2);
+  EXPECT_EQ(run_command(context, ask({3, 4}, true)), exit_code::time_out);
+  EXPECT_EQ(clock.waits, 20);
+  EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("station 4 accepted, but")));
+  EXPECT_EQ(document()[0]["outcome"], "filed");
+  EXPECT_EQ(document()[0]["report"]["diagnostic_id"], 9);
+  EXPECT_EQ(document()[1]["outcome"], "not_filed");
+  EXPECT_EQ(document()[1]["request"], 2);
+}
+
+TEST_F(ReportGeneration, FailureOfAStationOutweighsTheTimeOfAnother) {
+  EXPECT_CALL(handler, on_get_diagnostic_reports).WillRepeatedly(Return(reports{}));
+  expect_asking(3, 2);
+  expect_asking(4, 0, 2);
+  EXPECT_EQ(run_command(context, ask({3, 4}, true)), exit_code::failed);
+  EXPECT_THAT(console.output, HasSubstr("4\tnot_filed\t2"));
+}
+
+TEST_F(ReportGeneration, WritesNothingWhenInterrupted) {
+  EXPECT_CALL(handler, on_get_diagnostic_reports).WillRepeatedly(Return(reports{}));
+  expect_asking(3, 0, 1);
+  clock.on_wait = [this](int count) { clock.is_raised = count == 3; };
+  EXPECT_EQ(run_command(context, ask({3}, true)), exit_code::interrupted);
+  EXPECT_EQ(console.output, "");
+  EXPECT_THAT(console.progress, testing::Contains("waiting for 1 report"));
+  clock.is_raised = false;
+  clock.signal_number = SIGTERM;
+  clock.on_wait = [this](int) { clock.is_raised = true; };
+  expect_asking(3, 0, 1);
+  EXPECT_EQ(run_command(context, ask({3}, true)), exit_code::terminated);
+}
+
+}  // namespace
+}  // namespace tavi::ctl
