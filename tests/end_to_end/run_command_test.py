@@ -47,7 +47,7 @@ class RunCommand(SiteCase):
                 found.append(command)
         return found
 
-    def test_once_files_a_report_of_each_station_and_leaves_nothing_running(self):
+    def test_once_shows_both_jobs_and_leaves_nothing_running(self):
         result = self.run_site("--state", self.state, "--port", free_port(), "--stations", 3, "--once")
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertEqual(result.stderr, "")
@@ -55,11 +55,16 @@ class RunCommand(SiteCase):
             self.assertIn(f"station_{station}/", result.stdout)
         files = re.findall(r"\d+_diagnostics_\S+\.tar\.gz  [1-9]\d* bytes", result.stdout)
         self.assertGreaterEqual(len(files), 3)
-        self.assertIn("table DiagnosticReports:", result.stdout)
+        self.assertEqual(len(re.findall(r"manual  now +\d+ B +diagnostics_", result.stdout)), 3)
+        digests = set(re.findall(r"\b[0-9a-f]{64}\b", result.stdout))
+        self.assertEqual(len(digests), 1, "file, store and station do not hold the same firmware")
+        self.assertRegex(result.stdout, r"1 +2\.1\.0 +available")
+        self.assertIn("CS-001 reboots with firmware 2.1.0", result.stdout)
+        self.assertIn("New firmware available version: 2.1.0 id=1 for models: X7-22", result.stdout)
         self.assertEqual(self.processes_of_this_site(), [])
 
     def test_it_runs_again_over_the_same_state(self):
-        state = self.state / "a folder with a blank and a %"
+        state = self.state / "a folder with a blank, a %, a \\, a ' and a \""
         for _ in range(2):
             result = self.run_site("--state", state, "--port", free_port(), "--stations", 1, "--once")
             self.assertEqual(result.returncode, 0, result.stderr)
@@ -94,6 +99,21 @@ class RunCommand(SiteCase):
         state = self.state / ("x" * 120)
         self.assert_one_line(self.run_site("--state", state, "--port", free_port(), "--once"), "is too long for sockets")
         self.assertFalse(state.exists())
+
+    def test_a_state_path_that_the_configuration_cannot_name_is_one_line(self):
+        for name in ("a:b", "two\nlines", os.fsdecode(b"no utf-8 \xff")):
+            state = self.state / name
+            self.assert_one_line(self.run_site("--state", state, "--port", free_port(), "--once"),
+                                 "its path may hold no")
+            self.assertFalse(state.exists())
+
+    def test_only_what_an_earlier_run_has_left_is_its_own(self):
+        own = {"id": 1, "version": "2.1.0", "models": ["X7-22"]}
+        others = [{"id": 2, "version": "2.1.1", "models": ["X7-22"]}, {"id": 3, "version": None, "models": ["X7-22"]},
+                  {"id": 4, "version": "2.1.0", "models": ["X7-22", "X7-44"]},
+                  {"id": 5, "version": "2.1.0", "models": ["X7-44"]}]
+        self.assertEqual(run_site.find_own_firmware([*others, own]), [own])
+        self.assertEqual(run_site.find_own_firmware(others), [])
 
     def test_a_folder_that_cannot_be_made_is_one_line(self):
         (self.state / "file").write_text("in the way")

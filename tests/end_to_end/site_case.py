@@ -71,6 +71,11 @@ def sha256(content):
     return hashlib.sha256(content).hexdigest()
 
 
+def file_sha256(path):
+    with open(path, "rb") as file:
+        return hashlib.file_digest(file, "sha256").hexdigest()
+
+
 class RawConnection:
     """A TCP connection on which a test writes what no client library would."""
 

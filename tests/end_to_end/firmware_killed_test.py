@@ -1,0 +1,96 @@
+"""The host is killed with SIGKILL at every stage of a firmware's way; afterwards nothing half is offered."""
+
+import os
+import random
+import sqlite3
+import threading
+import unittest
+
+from firmware_site import FirmwareCase
+from site_case import PATIENCE, curl, file_sha256, wait_until
+
+
+class FirmwareKilled(FirmwareCase):
+    def start(self):
+        site = self.make_site({"firmware_storage.max_firmware_by_station": 20})
+        services = site.start_site()
+        stations = site.start_stations(1)
+        stations.wait_for("connected", PATIENCE)
+        services.wait_for(r"station 1 \(\S+\) booted", PATIENCE)
+        return site
+
+    def make_firmware(self, name, size):
+        file = self.state / name
+        file.write_bytes(os.urandom(size))
+        return file
+
+    def kill(self, site, host):
+        host.kill()
+        site.forget(host)
+
+    def test_between_announcement_and_upload_the_announcement_is_forgotten(self):
+        site = self.start()
+        host = site.start_host()
+        number, address = self.announce(site, "1.0")
+        self.kill(site, host)
+        file = self.make_firmware("late.bin", 100_000)
+        self.assertEqual(curl("-T", file, f"{address}/late.bin")[0], 201)
+        host = site.start_host()
+        self.assertTrue(any(f"Cleanup firmware {number} that has no file" in line for line in host.lines()))
+        # The web server announces the file again; nobody expects it any more.
+        host.wait_for("File late.bin uploaded on tavi", PATIENCE)
+        self.assertEqual(site.ask("get_firmwares"), ([], []))
+        self.assertEqual(site.ask("get_charging_station_firmware", 1), ([], []))
+        self.assertEqual(self.store(site), [])
+
+    def test_between_copy_and_row_the_firmware_is_not_offered(self):
+        site = self.start()
+        host = site.start_host()
+        number, address = self.announce(site, "1.0")
+        file = self.make_firmware("fw.bin", 1_000_000)
+        # Whoever holds the database keeps the service waiting with the row, after the file has been copied.
+        holder = sqlite3.connect(site.working_dir / "stations_maintenance_service.db", isolation_level=None)
+        self.addCleanup(holder.close)
+        holder.execute("BEGIN IMMEDIATE")
+        self.assertEqual(curl("-T", file, f"{address}/fw.bin")[0], 201)
+        wait_until(lambda: [one.name for one in self.store(site)] == [f"{number}_fw.bin"], "the copy")
+        self.kill(site, host)
+        holder.execute("ROLLBACK")
+        host = site.start_host()
+        self.assertTrue(any(f"Cleanup firmware {number} that has no file" in line for line in host.lines()))
+        self.assertEqual(site.ask("get_firmwares"), ([], []))
+        # The copied file stays in the store without a row; it is whole, and in no later firmware's way.
+        self.assertEqual([file_sha256(one) for one in self.store(site)], [file_sha256(file)])
+        again = self.add(site, host, "1.0", file)
+        self.assertGreater(again["id"], number)
+        self.assert_firmware_is_whole(site, {"1.0": file_sha256(file)})
+
+    def test_at_any_moment_only_whole_firmware_is_offered(self):
+        site = self.start()
+        hashes = {}
+        chance = random.Random(11)
+        completed = 0
+        for attempt in range(8):
+            host = site.start_host()
+            version = f"1.{attempt}"
+            number, address = self.announce(site, version)
+            file = self.make_firmware(f"try_{attempt}.bin", 40_000_000)
+            hashes[version] = file_sha256(file)
+            self.assertEqual(curl("-T", file, f"{address}/{file.name}")[0], 201)
+            # From the beginning of the copy to after the row: the moment is left to chance.
+            host.wait_for(rf"Firmware {file.name} uploaded on tavi", PATIENCE)
+            threading.Event().wait(chance.uniform(0, 0.3))
+            self.kill(site, host)
+            host = site.start_host()
+            listed = self.assert_firmware_is_whole(site, hashes)
+            completed = len(listed)
+            self.assertEqual([info["id"] for info in site.ask("get_charging_station_firmware", 1)[0]],
+                             [info["id"] for info in listed])
+            self.assertEqual(host.stop(), 0)
+            site.forget(host)
+        # The moments were on either side of the row, or this would have shown little.
+        self.assertGreater(completed, 0)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,135 @@
+"""The installed package: a consumer finds, links and runs it; the libraries show their public classes only."""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "end_to_end"))
+from site_case import SiteCase  # noqa: E402
+
+BUILD = pathlib.Path(os.environ["BUILD_FOLDER"])
+CONSUMER = pathlib.Path(__file__).resolve().parent / "consumer"
+
+# The namespaces whose marked classes each library shows.
+LIBRARIES = {
+    "mura_common": "mura_common",
+    "tavi_siblings": "tavi",
+    "stations_maintenance_service_lib": "tavi::stations_maintenance",
+    "stations_maintenance_client": "tavi::stations_maintenance",
+}
+# The request interface and its server are there because the service holds one of each; both are public too.
+SERVICE_CLASSES = {
+    "stations_maintenance_service", "diagnostic_report_type_helper", "i_req_resp_stations_maintenance_service_handler",
+    "req_resp_stations_maintenance_service_handler"}
+
+
+def run(*command, environment=None):
+    result = subprocess.run([str(part) for part in command], capture_output=True, text=True, check=False,
+                            env={**os.environ, **(environment or {})})
+    return result.returncode, result.stdout, result.stderr
+
+
+def marked_names(headers):
+    """The classes and functions that the headers mark for export."""
+    text = "\n".join(path.read_text() for path in headers.rglob("*.h"))
+    return (set(re.findall(r"\b(?:class|struct) \w+_EXPORT (\w+)", text))
+            | set(re.findall(r"_EXPORT [^;{(]*?\b(\w+)\(", text)))
+
+
+def is_marked(symbol, marked):
+    """Whether a symbol is a marked class or function, or a member of a marked class: no class within one."""
+    parts = re.split(r"[(<\[]", symbol)[0].split("::")
+    return any(part in marked for part in parts[-2:])
+
+
+class Package(SiteCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.staging = pathlib.Path(tempfile.mkdtemp(prefix="package_"))
+        cls.addClassCleanup(shutil.rmtree, cls.staging, ignore_errors=True)
+        code, output, errors = run("cmake", "--install", BUILD, "--prefix", cls.staging)
+        if code != 0:
+            raise AssertionError(output + errors)
+
+    def installed(self, pattern):
+        found = list(self.staging.rglob(pattern))
+        self.assertTrue(found, f"{pattern} is not installed")
+        return found[0]
+
+    def test_a_consumer_finds_the_package_links_both_libraries_and_runs(self):
+        build = self.state / "consumer"
+        code, output, errors = run("cmake", "-G", "Ninja", "-S", CONSUMER, "-B", build,
+                                   f"-DCMAKE_PREFIX_PATH={self.staging}",
+                                   f"-DCMAKE_CXX_COMPILER={os.environ['BUILD_COMPILER']}",
+                                   f"-DCMAKE_CXX_FLAGS={os.environ['BUILD_FLAGS']}")
+        self.assertEqual(code, 0, output + errors)
+        code, output, errors = run("cmake", "--build", build)
+        self.assertEqual(code, 0, output + errors)
+
+        site = self.make_site()
+        site.start_site()
+        site.start_host()
+        code, output, errors = run(build / "consumer", environment=site.environment)
+        self.assertEqual((code, output), (0, "stations_maintenance_service\nanswered\n"), errors)
+
+    def test_the_installed_programs_run_from_where_they_are(self):
+        for name in ("stations_maintenance_host", "stations_maintenance_ctl", "tavi_site",
+                     "charging_station_simulator"):
+            with self.subTest(name):
+                code, output, errors = run(self.installed(f"bin/{name}"), "--help")
+                self.assertEqual(code, 0, errors)
+                self.assertIn(name, output)
+
+    def test_no_header_of_another_library_and_no_internal_one_is_installed(self):
+        headers = {path.relative_to(self.staging / "include").parts[0]
+                   for path in (self.staging / "include").rglob("*.h")}
+        self.assertEqual(headers, {"stations_maintenance", "mura_common", "tavi"})
+
+    def test_the_libraries_show_their_namespace_only(self):
+        for name, namespace in LIBRARIES.items():
+            with self.subTest(name):
+                shown = self.shown_symbols(name)
+                self.assertTrue(shown)
+                self.assertEqual([one for one in shown if not one.startswith(f"{namespace}::")], [])
+
+    def test_the_libraries_show_what_their_headers_mark_and_nothing_that_is_private_to_it(self):
+        marked = marked_names(self.staging / "include")
+        for name in LIBRARIES:
+            with self.subTest(name):
+                self.assertEqual([one for one in self.shown_symbols(name) if not is_marked(one, marked)], [])
+
+    def test_a_library_carries_its_version_and_programs_ask_for_its_interface(self):
+        for name in LIBRARIES:
+            with self.subTest(name):
+                library = self.installed(f"lib{name}.so")
+                self.assertRegex(library.resolve().name, rf"^lib{name}\.so\.\d+\.\d+\.\d+$")
+                _, output, _ = run("readelf", "--dynamic", library)
+                self.assertRegex(output, rf"SONAME.*\[lib{name}\.so\.\d+\.\d+\]")
+
+    def test_the_messages_between_services_are_documented_with_an_example_that_runs(self):
+        self.installed("ipc.md")
+        code, output, errors = run("/usr/bin/python3", "-B", self.installed("examples/stations_maintenance.py"), "--help")
+        self.assertEqual(code, 0, errors)
+        self.assertIn("configuration", output)
+
+    def test_the_service_library_shows_its_public_classes_only(self):
+        classes = {symbol.removeprefix("tavi::stations_maintenance::").split("::")[0]
+                   for symbol in self.shown_symbols("stations_maintenance_service_lib")}
+        self.assertEqual(classes, SERVICE_CLASSES)
+
+    def shown_symbols(self, library):
+        """What the library shows to others, without the words before the name of a class's own data."""
+        if os.environ["BUILD_FLAGS"]:
+            self.skipTest("what is delivered is linked by another linker, and without instrumentation")
+        _, output, _ = run("nm", "--dynamic", "--defined-only", "--demangle", self.installed(f"lib{library}.so"))
+        names = [line.split(" ", 2)[2] for line in output.splitlines()]
+        return [re.sub(r"^((vtable|typeinfo|typeinfo name|VTT) for|(non-)?virtual thunk to) ", "", name) for name in names]
+
+
+if __name__ == "__main__":
+    unittest.main()
