@@ -1,29 +1,44 @@
 #!/usr/bin/python3
 """Runs a small charging site on this machine: sibling services, stations maintenance service, stations.
 
-Every station is asked for its diagnostics, uploads them over HTTP, and the service files them; then the tree of
-reports and the rows of the table are shown. The site stays up until Ctrl-C, or ends at once with --once.
+Reports: every station is asked for its diagnostics, uploads them over HTTP, and the service files them; the tree of
+reports and their list are shown. Firmware: one is announced, uploaded, offered, fetched and installed by a station.
+The service is asked through its command line, each command is shown. The site stays up until Ctrl-C, or ends at
+once with --once.
 """
 
 import argparse
+import hashlib
+import json
+import os
+import pathlib
 import queue
 import re
+import shlex
 import signal
 import socket
 import sqlite3
 import sys
 
 import site_processes
+from terminal import run_on_terminal
 
-# Seconds between two rounds of reports: short, so that there is something to see.
-PERIOD = 5
-# Seconds that the stations may take to connect, and their reports to arrive.
+# Seconds that the stations may take to connect, their reports to arrive, and a firmware to be installed.
 PATIENCE = 120
+# Seconds between two rounds of reports while the site stays up: short, so that there is something to see.
+PERIOD = 5
+# Bytes of the firmware that is shown, and its version: what the stations boot with is older.
+FIRMWARE_SIZE = 6_000_000
+FIRMWARE_VERSION = "2.1.0"
+FIRMWARE_MODEL = "X7-22"
+CONTROL_PROGRAM = "stations_maintenance_ctl"
 
 # What is worth showing while the site is up; group 1 is shown.
 EVENTS = re.compile(
     r"(station \d+ \(\S+\) (?:connected|disconnected|booted.*)"
     r"|\[diagnostic_manager\] (?:File .* has been uploaded.*|Remove oldest.*|Generating period.*|Diagnostic for.*)"
+    r"|\[fw_storage_mgr\] (?:firmware with id .*|Deleting firmware file.*)"
+    r"|\S+ (?:downloaded|installed|reboots with) firmware .*"
     r"|(?:error|critical|warning) .*)")
 
 
@@ -34,8 +49,8 @@ class Stop(Exception):
 def parse_arguments():
     parser = argparse.ArgumentParser(
         prog="./run", description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter,
-        epilog="exit code: 0 when every report arrived and everything stopped cleanly, 1 with a line that says "
-               "what failed, 2 for a wrong argument")
+        epilog="exit code: 0 when every report arrived, the firmware was installed and everything stopped cleanly, 1 "
+               "with a line that says what failed, 2 for a wrong argument")
     parser.add_argument("--programs", default=site_processes.ROOT / "build" / "debug" / "bin",
                         help=argparse.SUPPRESS)
     parser.add_argument("--state", metavar="DIR", default=site_processes.ROOT / "build" / "run_state",
@@ -44,7 +59,7 @@ def parse_arguments():
                         help="port for stations and uploads, on 127.0.0.1 (default: 8080)")
     parser.add_argument("--stations", metavar="N", type=int, default=3,
                         help="number of simulated stations, 1 to 200 (default: 3)")
-    parser.add_argument("--once", action="store_true", help="stop when every station's report has arrived")
+    parser.add_argument("--once", action="store_true", help="stop when the reports and the firmware have arrived")
     arguments = parser.parse_args()
     if not 1 <= arguments.stations <= 200:
         parser.error(f"--stations is {arguments.stations}, expected 1 to 200")
@@ -67,13 +82,6 @@ def say(text):
     print(text, flush=True)
 
 
-def await_reports(host, count):
-    """Waits until a report of each station has been filed in this run."""
-    filed = host.wait_for(r"has been uploaded on .*/station_(\d+)/", PATIENCE, count)
-    stations = sorted(int(match.group(1)) for match in filed)
-    say(f"reports filed for stations {', '.join(map(str, stations))}")
-
-
 def show_tree(site):
     say(f"\nreports below {site.reports_root}:")
     previous = ()
@@ -86,21 +94,85 @@ def show_tree(site):
         say(f"{'  ' * len(parts)}{parts[-1]}  {size} bytes")
 
 
-def show_rows(site):
-    say("\ntable DiagnosticReports:")
-    rows = site.rows()
-    columns = ["diagnostic_id", "station_id", "type", "size", "timestamp_creation", "diagnostic_name"]
-    cells = [columns] + [[str(row[column]) for column in columns] for row in rows]
-    widths = [max(len(line[index]) for line in cells) for index in range(len(columns))]
-    for line in cells:
-        say("  " + "  ".join(cell.ljust(width) for cell, width in zip(line, widths)).rstrip())
+class Control:
+    """The command line of the service, used as an operator would; each command is shown before its output."""
+
+    def __init__(self, site):
+        self._program = site.programs / CONTROL_PROGRAM
+        self._environment = {**os.environ, **site.environment}
+
+    def show(self, *arguments):
+        say(f"\n$ {CONTROL_PROGRAM} {shlex.join(map(str, arguments))}")
+        say(self._run(arguments).rstrip("\n"))
+
+    def ask(self, *arguments):
+        return json.loads(self._run(("--json", *arguments)))
+
+    def _run(self, arguments):
+        code, output, errors = run_on_terminal([self._program, *arguments], self._environment)
+        if code != 0:
+            raise site_processes.SiteError(errors.strip() or f"{CONTROL_PROGRAM} ended with exit code {code}")
+        return output
+
+
+def show_reports(site, control):
+    """One report of each station, from the request to the list."""
+    control.show("reports", "generate", "--all", "--wait", "--timeout", f"{PATIENCE}s")
+    show_tree(site)
+    control.show("reports", "list")
+
+
+def find_own_firmware(listed):
+    """Those of a list of firmware that an earlier run has left: of this version, and for this model alone."""
+    return [one for one in listed if one["version"] == FIRMWARE_VERSION and one["models"] == [FIRMWARE_MODEL]]
+
+
+def show_firmware(site, control, services, stations):
+    """A firmware's way from an operator's file into a station."""
+    file = site.state / "firmware_to_announce" / f"{FIRMWARE_MODEL}_{FIRMWARE_VERSION}.bin"
+    file.parent.mkdir(exist_ok=True)
+    file.write_bytes(os.urandom(FIRMWARE_SIZE))
+    # A state folder that was used before holds this version already; whatever else it holds is the user's.
+    for old in find_own_firmware(control.ask("firmware", "list")):
+        control.ask("firmware", "delete", old["id"], "--yes")
+    control.show("firmware", "add", file, "--model", FIRMWARE_MODEL, "--version", FIRMWARE_VERSION)
+    digest = hashlib.sha256(file.read_bytes()).hexdigest()
+    say(f"\n$ sha256sum {file}\n{digest}  {file}")
+    control.show("firmware", "available", "--station", 1)
+    offered = control.ask("firmware", "available", "--station", 1)
+    shown = [one for one in offered if one["hash"] == digest]
+    if len(shown) != 1:
+        raise site_processes.SiteError(f"the service offers {offered}, expected one firmware with the hash {digest}")
+    deliver(site, services, stations, shown[0], digest)
+
+
+def deliver(site, services, stations, firmware, digest):
+    """Has the site send UpdateFirmware to the first station, and waits until that has installed it."""
+    stored = pathlib.Path(site.working_dir, firmware["path"].lstrip("/"))
+    seen, booted = len(stations.lines()), len(services.lines())
+    result, _ = site.ask("request_firmware_update", 1, str(stored), service="ocpp_1_6_service")
+    if result != 0:
+        raise site_processes.SiteError(f"the site could not send UpdateFirmware to station 1: result {result}")
+    say("\nthe site has sent UpdateFirmware to station 1")
+    for step in (rf"\S+ downloaded firmware .*{digest}", r"\S+ installed firmware .*", r"\S+ reboots with firmware .*"):
+        say(f"  {stations.wait_for(step, PATIENCE, since=seen)[0].group(0)}")
+    services.wait_for(r"station 1 \(\S+\) booted", PATIENCE, since=booted)
+    say("  station 1 has booted with it")
+
+
+def show_functional_log(site):
+    say("\nfunctional log:")
+    for line in (site.state / "site" / "event_log" / "events.jsonl").read_text(encoding="utf-8").splitlines():
+        entry = json.loads(line)
+        say(f"  {entry['time']}  {entry['subtype']}  {entry['text']}")
 
 
 def run(arguments, events):
     check_port(arguments.port)
     site = site_processes.Site(
         arguments.programs, arguments.state, arguments.port,
-        settings={"diagnostic_report.period_for_automatic_generation": PERIOD}, on_line=lambda name, line: events.put((name, line)))
+        settings={"diagnostic_report.period_for_automatic_generation": 0},
+        on_line=lambda name, line: events.put((name, line)))
     try:
         services = site.start_site()
         say(f"tavi_site listens on 127.0.0.1:{site.port}")
@@ -108,12 +180,15 @@ def run(arguments, events):
         stations.wait_for(r"\S+ connected", PATIENCE, arguments.stations)
         services.wait_for(r"station \d+ \(\S+\) booted", PATIENCE, arguments.stations)
         say(f"{arguments.stations} stations have booted")
-        host = site.start_host()
-        say(f"the stations maintenance service runs and asks every station each {PERIOD} s")
-        await_reports(host, arguments.stations)
-        show_tree(site)
-        show_rows(site)
+        site.start_host()
+        say("the stations maintenance service runs; below, its command line with TAVI_RUNTIME_DIR="
+            + site.environment["TAVI_RUNTIME_DIR"])
+        control = Control(site)
+        show_reports(site, control)
+        show_firmware(site, control, services, stations)
+        show_functional_log(site)
         if not arguments.once:
+            control.show("config", "set", "--period", f"{PERIOD}s")
             show_events(events)
     finally:
         # From here on Ctrl-C would only leave processes behind.
@@ -145,7 +220,7 @@ def main():
     try:
         run(arguments, queue.Queue())
     except Stop:
-        # Asked to stop before the reports had arrived, or while the site was up: a success only in the second case.
+        # Asked to stop before all was shown, or while the site was up: a success only in the second case.
         say("stopped")
         return 1 if arguments.once else 0
     except (site_processes.SiteError, OSError, sqlite3.Error) as error:

@@ -1,8 +1,10 @@
 """Starts, watches and ends the processes of one small charging site: for ./run and for the end-to-end tests."""
 
+import json
 import os
 import pathlib
 import re
+import shutil
 import signal
 import sqlite3
 import stat
@@ -10,6 +12,8 @@ import subprocess
 import threading
 import time
 import urllib.parse
+
+import ipc_requests
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
@@ -20,6 +24,12 @@ LONGEST_SOCKET = "sockets/charging_stations_service.pub.lock"
 
 class SiteError(Exception):
     """What went wrong, in one line for whoever started the site."""
+
+
+def toml_text(text):
+    """A printable text as it stands in a TOML file, with its quotes."""
+    # Printable text is escaped in TOML as it is in JSON.
+    return json.dumps(text, ensure_ascii=False)
 
 
 class Process:
@@ -122,7 +132,7 @@ class Process:
 
 
 class Site:
-    """One site under one folder of state: sockets, configuration, reports, logs. Programs start one by one."""
+    """One site under one folder of state: sockets, configuration, reports, firmware, logs. Programs start one by one."""
 
     def __init__(self, programs, state, port, settings=None, site_settings=None, on_line=None):
         self.programs = pathlib.Path(programs)
@@ -145,6 +155,10 @@ class Site:
         return self.state / "site" / "spool"
 
     @property
+    def firmware_root(self):
+        return self.working_dir / "firmware"
+
+    @property
     def environment(self):
         return {"TAVI_RUNTIME_DIR": str(self.state / "sockets")}
 
@@ -163,11 +177,11 @@ class Site:
         host.wait_for(r"\[host\] the service is running", 60)
         return host
 
-    def start_stations(self, count, first="CS-001"):
-        """Starts simulated stations, in one process."""
+    def start_stations(self, count, *more, first="CS-001"):
+        """Starts simulated stations, in one process; `more` are further arguments of the simulator."""
         return self.start("stations", "charging_station_simulator", "--url", f"ws://127.0.0.1:{self.port}/ocpp",
                           "--identity", first, "--count", count, "--vendor", "Acme", "--model", "X7-22",
-                          "--work-dir", self.state / "stations")
+                          "--work-dir", self.state / "stations", *more)
 
     def start(self, name, program, *arguments):
         """Starts one of the programs with its log in the state folder."""
@@ -199,6 +213,13 @@ class Site:
         """Leaves a process that was ended on purpose out of `stop`."""
         self._processes.remove(process)
 
+    def ask(self, operation, *arguments, service="stations_maintenance_service", seconds=60):
+        """Asks a service of the site; gives the result and the list of what comes back besides."""
+        try:
+            return ipc_requests.ask(self.state / "sockets", service, operation, *arguments, seconds=seconds)
+        except ipc_requests.RequestError as error:
+            raise SiteError(str(error)) from None
+
     def reports(self):
         """The files below the storage directory with their sizes, sorted."""
         if not self.reports_root.exists():
@@ -223,7 +244,15 @@ class Site:
         finally:
             database.close()
 
+    def _check_state(self):
+        # The configuration separates the folders out of which firmware is delivered by ":".
+        path = str(self.state)
+        if ":" in path or not path.isprintable():
+            raise SiteError(f"the state folder {path!r} cannot be used: its path may hold no \":\" and nothing but "
+                            "printable text")
+
     def _prepare(self, settings, site_settings):
+        self._check_state()
         longest = self.state / LONGEST_SOCKET
         if len(os.fsencode(longest)) > SOCKET_PATH_LIMIT:
             raise SiteError(f"the state folder {self.state} is too long for sockets below it: a socket's path may "
@@ -232,7 +261,10 @@ class Site:
             for folder in ("sockets", "config", "logs", "site", "stations", "maintenance"):
                 (self.state / folder).mkdir(parents=True, exist_ok=True)
             self._write_config("stations_maintenance_service.toml", settings)
-            self._write_config("site.toml", site_settings)
+            # Stations may fetch what the maintenance service stores.
+            self._write_config("site.toml", {"firmware.folders": toml_text(str(self.firmware_root)), **site_settings})
+            models = "supported_stations.json"
+            shutil.copyfile(ROOT / "config" / models, self.state / "config" / models)
         except OSError as error:
             raise SiteError(f"cannot use the state folder {self.state}: {error.strerror} "
                             f"({error.filename})") from None
