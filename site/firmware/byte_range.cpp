@@ -5,21 +5,16 @@
 #include <limits>
 #include <optional>
 
+#include "http/request_text.h"
+
 namespace tavi::site {
 namespace {
-
-constexpr std::string_view blanks = " \t";
 
 /// "a-b", "a-" or "-n" as it is written; at least one of the two is there.
 struct range_spec {
   std::optional<std::uint64_t> first;
   std::optional<std::uint64_t> last;
 };
-
-std::string_view trim(std::string_view text) {
-  text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-  return text.substr(0, text.find_last_not_of(blanks) + 1);
-}
 
 bool is_unit_bytes(std::string_view text) {
   constexpr std::string_view unit = "bytes";

@@ -3,18 +3,15 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "http/request_text.h"
+
 namespace tavi::site {
 namespace {
 
 constexpr std::string_view separators = " \t,";
 
-std::string_view trim(std::string_view text) {
-  text.remove_prefix(std::min(text.find_first_not_of(separators), text.size()));
-  return text.substr(0, text.find_last_not_of(separators) + 1);
-}
-
 bool is_in_list(std::string_view list, std::string_view tag, bool is_weak_enough) {
-  list = trim(list);
+  list = trim(list, separators);
   if (list == "*") {
     return true;
   }

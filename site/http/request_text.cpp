@@ -1,5 +1,6 @@
 #include "http/request_text.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include <fmt/format.h>
@@ -19,6 +20,11 @@ std::optional<char> read_hex_byte(std::string_view digits) {
 }
 
 }  // namespace
+
+std::string_view trim(std::string_view text, std::string_view blanks) {
+  text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+  return text.substr(0, text.find_last_not_of(blanks) + 1);
+}
 
 std::optional<std::string> percent_decode(std::string_view text) {
   std::string decoded;

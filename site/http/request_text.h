@@ -7,6 +7,9 @@
 
 namespace tavi::site {
 
+/// The text without what stands of `blanks` before and behind it.
+[[nodiscard]] std::string_view trim(std::string_view text, std::string_view blanks = " \t");
+
 /// Replaces every %XX by the byte it stands for; everything else stays, "+" included.
 /// @return empty when a "%" is not followed by two hexadecimal digits
 [[nodiscard]] std::optional<std::string> percent_decode(std::string_view text);

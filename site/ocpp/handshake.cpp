@@ -13,6 +13,7 @@
 #include <boost/beast/websocket/stream.hpp>
 
 #include "http/http_date.h"
+#include "http/request_text.h"
 #include "mura_common/text.h"
 
 namespace tavi::site::ocpp {
@@ -56,12 +57,6 @@ std::optional<std::string> decode_percent(std::string_view text) {
     at += 2;
   }
   return decoded;
-}
-
-std::string_view trim(std::string_view text) {
-  auto const first = text.find_first_not_of(" \t");
-  return first == std::string_view::npos ? std::string_view()
-                                         : text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
 }  // namespace

@@ -17,11 +17,6 @@ std::string to_lower(std::string_view text) {
   return lower;
 }
 
-std::string_view trim(std::string_view text) {
-  text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-  return text.substr(0, text.find_last_not_of(blanks) + 1);
-}
-
 /// Reads the text behind an opening quote and takes it off, with its closing quote. A backslash is an escape
 /// only before a quote or another backslash, because some uploaders send whole paths of their own unescaped.
 std::string take_quoted(std::string_view& rest) {

@@ -11,6 +11,14 @@ namespace {
 
 using std::string_literals::operator""s;
 
+TEST(Trim, TakesBlanksOffBothEnds) {
+  EXPECT_EQ(trim(" \t a b\t"), "a b");
+  EXPECT_EQ(trim("a"), "a");
+  EXPECT_EQ(trim(" \t"), "");
+  EXPECT_EQ(trim(""), "");
+  EXPECT_EQ(trim(", a,b ,", " ,"), "a,b");
+}
+
 struct decoding {
   char const* situation;
   std::string text;
