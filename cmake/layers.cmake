@@ -52,6 +52,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # dereference) and the frames of Asio's coroutines (mismatched new and delete).
   target_compile_options(stations_maintenance_warnings INTERFACE
     -Wduplicated-cond -Wlogical-op -Wno-mismatched-new-delete)
+  if(CMAKE_UNITY_BUILD)
+    # Sources that are compiled together are no headers, though that is what the warning takes them for.
+    target_compile_options(stations_maintenance_warnings INTERFACE -Wno-subobject-linkage)
+  endif()
 endif()
 
 # show_only(<target> <namespace>): a shared library shows what is marked for export in this namespace. Instances of

@@ -10,10 +10,10 @@ namespace tavi::stations_maintenance {
 namespace {
 
 // The columns of a select of all columns.
-constexpr int id_column = 0;
+constexpr int firmware_id_column = 0;
 constexpr int version_column = 1;
 constexpr int path_column = 2;
-constexpr int size_column = 3;
+constexpr int file_size_column = 3;
 constexpr int hash_column = 4;
 
 std::string text_or_empty(mura_common::IQuery const& query, int column) {
@@ -246,10 +246,10 @@ bool firmware_table::remove_firmware(unsigned int id) {
 
 station_firmware_info firmware_table::firmware_info_from_query(mura_common::IQuery const& query) {
   station_firmware_info firmware;
-  firmware.id = query.get_uint32(id_column);
+  firmware.id = query.get_uint32(firmware_id_column);
   firmware.version = text_or_empty(query, version_column);
   firmware.path = text_or_empty(query, path_column);
-  firmware.size = query.get_uint32(size_column);
+  firmware.size = query.get_uint32(file_size_column);
   firmware.hash = text_or_empty(query, hash_column);
   firmware.status = station_firmware_status::none;
   return firmware;

@@ -9,7 +9,7 @@ namespace tavi::stations_maintenance {
 
 namespace {
 
-constexpr char const* create_table_statement =
+constexpr char const* create_models_statement =
     "CREATE TABLE IF NOT EXISTS StationsModelsTable ("
     "[id]         INTEGER,"
     "[name]       VARCHAR(256) NOT NULL UNIQUE,"
@@ -25,7 +25,7 @@ stations_model_table::stations_model_table(mura_common::IDatabase& database)
 
 bool stations_model_table::init() {
   auto& database = table_database();
-  auto const create = database.create_query(create_table_statement);
+  auto const create = database.create_query(create_models_statement);
   if (!create || !create->execute()) {
     spdlog::critical("[stations_model_table] Unable to create models table query : error = {}",
                      create ? create->last_error() : database.last_error());

@@ -5,6 +5,7 @@
 #include "help_text.h"
 #include "option_values.h"
 #include "plain_text.h"
+#include "program_name.h"
 #include "quantity_text.h"
 
 namespace tavi::ctl {
@@ -12,8 +13,6 @@ namespace tavi::ctl {
 namespace {
 
 using option_list = std::vector<CLI::Option*>;
-
-constexpr auto program_name = "stations_maintenance_ctl";
 
 /// Adds an option whose text is understood by `parse`, which gives an optional value.
 template <typename Parse, typename Take>

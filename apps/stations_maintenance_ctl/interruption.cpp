@@ -1,4 +1,5 @@
 #include "interruption.h"
+#include "program_name.h"
 
 #include <poll.h>
 #include <signal.h>
@@ -109,7 +110,7 @@ void interruption::on_signal(int number) {
   if (is_first && is_taken_over) {
     make_readable(raised);
     if (char const* const notice = notice_of_end) {
-      tell(std::string("stations_maintenance_ctl: ") + notice + '\n');
+      tell(std::string(program_name) + ": " + notice + '\n');
     }
     return;
   }

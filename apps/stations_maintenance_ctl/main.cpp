@@ -9,13 +9,14 @@
 
 #include "interruption.h"
 #include "program.h"
+#include "program_name.h"
 #include "terminal_console.h"
 
 namespace {
 
 /// The standard output is for results only.
 void log_to_standard_error(bool is_verbose) {
-  spdlog::set_default_logger(spdlog::stderr_logger_mt("stations_maintenance_ctl"));
+  spdlog::set_default_logger(spdlog::stderr_logger_mt(tavi::ctl::program_name));
   spdlog::set_level(is_verbose ? spdlog::level::debug : spdlog::level::off);
 }
 
@@ -41,7 +42,7 @@ int main(int argc, char** argv) {
     tavi::ctl::terminal_console console(output);
     return static_cast<int>(tavi::ctl::run(invoked, console, clock));
   } catch (std::exception const& error) {
-    std::cerr << "stations_maintenance_ctl: " << error.what() << '\n';
+    std::cerr << tavi::ctl::program_name << ": " << error.what() << '\n';
     return static_cast<int>(tavi::ctl::exit_code::failed);
   }
 }

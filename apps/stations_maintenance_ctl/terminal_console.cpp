@@ -1,4 +1,5 @@
 #include "terminal_console.h"
+#include "program_name.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -14,7 +15,6 @@ namespace tavi::ctl {
 
 namespace {
 
-constexpr char const* const program_name = "stations_maintenance_ctl";
 constexpr char const* const clear_line = "\r\x1b[K";
 
 bool has_value(char const* variable) {

@@ -4,6 +4,7 @@
 
 #include "commands.h"
 #include "endpoint_probe.h"
+#include "program_name.h"
 #include "site_events.h"
 
 namespace tavi::ctl {
@@ -11,7 +12,6 @@ namespace tavi::ctl {
 namespace {
 
 constexpr std::chrono::milliseconds poll_interval(200);
-constexpr char const* const program_name = "stations_maintenance_ctl";
 
 /// Writes every event down. Its functions are called on the threads of the subscriptions.
 class event_writer : public stations::i_sub_charging_stations_service_handler,

@@ -22,9 +22,8 @@ namespace {
 
 using clock = std::chrono::steady_clock;
 
-constexpr char const* const class_name = "request_client";
+constexpr char const* const client_class = "request_client";
 constexpr std::size_t idle_limit = 8;
-constexpr int reconnect_milliseconds = 50;
 /// How long one attempt of `wait_for_service` lasts: a request that went down with a dying server is
 /// repeated.
 constexpr std::chrono::milliseconds attempt_time(1000);
@@ -65,7 +64,7 @@ struct request_client::members {
       give_back(std::move(socket));
       return {exchange_end::answered, reply->frame.to_string()};
     } catch (zmq::error_t const& error) {
-      spdlog::error("[{}] {}: cannot exchange messages: {}", class_name, service, error.what());
+      spdlog::error("[{}] {}: cannot exchange messages: {}", client_class, service, error.what());
       return {exchange_end::unusable, {}};
     }
   }
@@ -74,12 +73,12 @@ struct request_client::members {
                           nlohmann::json& reply) const {
     auto decoded = ipc::decode_reply(frame);
     if (auto const* refusal = std::get_if<ipc::refusal>(&decoded)) {
-      spdlog::warn("[{}] {} refused {}: {} {}", class_name, service, operation, ipc::printable(refusal->code),
-                   ipc::printable(refusal->text));
+      spdlog::warn("[{}] {} refused {}: {} {}", client_class, service, operation,
+                   ipc::printable(refusal->code), ipc::printable(refusal->text));
       return call_failure::refused;
     }
     if (auto const* problem = std::get_if<ipc::unreadable>(&decoded)) {
-      spdlog::warn("[{}] {} answered {} with what is no reply: {}", class_name, service, operation,
+      spdlog::warn("[{}] {} answered {} with what is no reply: {}", client_class, service, operation,
                    problem->reason);
       return call_failure::malformed;
     }
@@ -97,7 +96,7 @@ struct request_client::members {
       return socket;
     }
     auto const file = ipc::request_socket_of(service);
-    if (!ipc::is_usable_path(file, class_name)) {
+    if (!ipc::is_usable_path(file, client_class)) {
       return {};
     }
     if (!context) {
@@ -105,7 +104,7 @@ struct request_client::members {
     }
     zmq::socket_t socket(*context, zmq::socket_type::req);
     socket.set(zmq::sockopt::linger, 0);
-    socket.set(zmq::sockopt::reconnect_ivl, reconnect_milliseconds);
+    socket.set(zmq::sockopt::reconnect_ivl, ipc::reconnect_milliseconds);
     socket.set(zmq::sockopt::maxmsgsize, std::int64_t{ipc::message_limit});
     socket.connect(ipc::address_of(file));
     return socket;
@@ -136,7 +135,7 @@ call_failure request_client::call(std::string const& operation, nlohmann::json c
                                   nlohmann::json& reply) {
   auto const request = ipc::encode_request(operation, arguments);
   if (request.size() > ipc_request_limit) {
-    spdlog::warn("[{}] {}: a request to {} may have {} bytes, this one has {}", class_name, operation,
+    spdlog::warn("[{}] {}: a request to {} may have {} bytes, this one has {}", client_class, operation,
                  own->service, ipc_request_limit, request.size());
     return call_failure::refused;
   }
@@ -145,10 +144,10 @@ call_failure request_client::call(std::string const& operation, nlohmann::json c
     case exchange_end::answered:
       return own->understand(operation, outcome.frame, reply);
     case exchange_end::several_frames:
-      spdlog::warn("[{}] {} answered {} with several frames", class_name, own->service, operation);
+      spdlog::warn("[{}] {} answered {} with several frames", client_class, own->service, operation);
       return call_failure::malformed;
     case exchange_end::no_answer:
-      spdlog::warn("[{}] {} gave no answer to {} within {} ms", class_name, own->service, operation,
+      spdlog::warn("[{}] {} gave no answer to {} within {} ms", client_class, own->service, operation,
                    own->time_out.count());
       return call_failure::no_answer;
     case exchange_end::unusable:
@@ -165,7 +164,7 @@ bool request_client::wait_for_service(std::chrono::milliseconds patience) {
     end = own->exchange(request, std::min(deadline, clock::now() + attempt_time)).end;
   } while (end == exchange_end::no_answer && clock::now() < deadline && !own->closing.is_raised());
   if (end == exchange_end::no_answer) {
-    spdlog::error("[{}] {} did not answer within {} ms", class_name, own->service, patience.count());
+    spdlog::error("[{}] {} did not answer within {} ms", client_class, own->service, patience.count());
   }
   return end == exchange_end::answered || end == exchange_end::several_frames;
 }
@@ -175,7 +174,7 @@ void request_client::close() {
 }
 
 void ipc_detail::report_malformed_reply(std::string const& operation, char const* problem) {
-  spdlog::warn("[{}] the reply to {} is malformed: {}", class_name, operation, problem);
+  spdlog::warn("[{}] the reply to {} is malformed: {}", client_class, operation, problem);
 }
 
 }  // namespace mura_common

@@ -15,6 +15,8 @@ namespace mura_common::ipc {
 inline constexpr int message_limit = 64 * 1024 * 1024;
 /// Messages that wait at a socket in either direction before further events are lost.
 inline constexpr int queue_limit = 10'000;
+/// How long a socket waits before it tries again to reach a service that is not there.
+inline constexpr int reconnect_milliseconds = 50;
 
 /// ZeroMQ's context of this process. It lives while somebody uses it, so that a process ends without waiting
 /// for a socket that nobody will close. A forked child gets one of its own.

@@ -18,7 +18,7 @@ namespace mura_common {
 
 namespace {
 
-constexpr char const* const class_name = "publisher";
+constexpr char const* const publisher_class = "publisher";
 /// Subscribers send their topics only, and these are empty.
 constexpr int subscription_limit = 4096;
 
@@ -52,7 +52,7 @@ bool publisher::start() {
     return true;
   }
   auto const file = ipc::event_socket_of(own->service);
-  own->place = ipc::endpoint::claim(file, class_name);
+  own->place = ipc::endpoint::claim(file, publisher_class);
   if (!own->place) {
     return false;
   }
@@ -62,7 +62,7 @@ bool publisher::start() {
         ipc::listening_socket(*own->context, zmq::socket_type::pub, *own->place, file, subscription_limit);
     return true;
   } catch (std::exception const& error) {
-    spdlog::error("[{}] cannot publish at {}: {}", class_name, file.string(), error.what());
+    spdlog::error("[{}] cannot publish at {}: {}", publisher_class, file.string(), error.what());
     own->place.reset();
     return false;
   }
@@ -71,7 +71,8 @@ bool publisher::start() {
 bool publisher::publish(std::string const& event, nlohmann::json const& arguments) {
   std::lock_guard const lock(own->guard);
   if (!own->socket) {
-    spdlog::warn("[{}] {}: {} is lost, the publisher has not been started", class_name, own->service, event);
+    spdlog::warn("[{}] {}: {} is lost, the publisher has not been started", publisher_class, own->service,
+                 event);
     return false;
   }
   auto const frame = ipc::encode_event({event, ++own->number, own->instance, arguments});
@@ -79,7 +80,7 @@ bool publisher::publish(std::string const& event, nlohmann::json const& argument
   try {
     return own->socket.send(zmq::buffer(frame), zmq::send_flags::dontwait).has_value();
   } catch (zmq::error_t const& error) {
-    spdlog::error("[{}] {}: cannot send {}: {}", class_name, own->service, event, error.what());
+    spdlog::error("[{}] {}: cannot send {}: {}", publisher_class, own->service, event, error.what());
     return false;
   }
 }

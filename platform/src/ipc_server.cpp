@@ -25,12 +25,13 @@ namespace mura_common {
 
 namespace {
 
-constexpr char const* const class_name = "request_server";
+constexpr char const* const server_class = "request_server";
 /// Answered by every server, beside the service's own operations and without waiting for its turn.
 constexpr std::string_view ping = "ping";
 /// Above `ipc_request_limit`, so that a request which is only somewhat too large still gets its error reply.
 constexpr int hard_request_limit = 16 * 1024 * 1024;
-/// What stands before a request: ZeroMQ's name for the sender, and the empty frame of the sender's `REQ` socket.
+/// What stands before a request: ZeroMQ's name for the sender, and the empty frame of the sender's `REQ`
+/// socket.
 constexpr std::size_t envelope_frames = 2;
 
 }  // namespace
@@ -58,13 +59,13 @@ struct request_server::members {
         ipc::note_sending();
         static_cast<void>(zmq::send_multipart(socket, frames, zmq::send_flags::dontwait));
       } catch (zmq::error_t const& error) {
-        spdlog::error("[{}] {}: cannot read or answer a request: {}", class_name, service, error.what());
+        spdlog::error("[{}] {}: cannot read or answer a request: {}", server_class, service, error.what());
       }
     }
   }
 
-  /// ZeroMQ hands over what a stranger sends as well, and it announces bytes before it has found out that they
-  /// are no message.
+  /// ZeroMQ hands over what a stranger sends as well, and it announces bytes before it has found out that
+  /// they are no message.
   static bool is_request(std::vector<zmq::message_t> const& frames) {
     return frames.size() > envelope_frames && frames[envelope_frames - 1].empty();
   }
@@ -87,7 +88,7 @@ struct request_server::members {
 
   std::string carry_out(ipc::request_message const& request, operation const& handler) {
     auto const problem_in = [&](char const* what) {
-      spdlog::error("[{}] {}: exception out of {}: {}", class_name, service, request.operation, what);
+      spdlog::error("[{}] {}: exception out of {}: {}", server_class, service, request.operation, what);
       return ipc::encode_refusal({ipc::failed, "the operation failed"});
     };
     try {
@@ -111,13 +112,13 @@ struct request_server::members {
     if (reply.size() <= std::size_t{ipc::message_limit}) {
       return reply;
     }
-    spdlog::error("[{}] {}: the reply to {} has {} bytes, at most {} can be sent", class_name, service,
+    spdlog::error("[{}] {}: the reply to {} has {} bytes, at most {} can be sent", server_class, service,
                   operation, reply.size(), ipc::message_limit);
     return ipc::encode_refusal({ipc::failed, "the reply is too large"});
   }
 
   std::string refuse(ipc::refusal const& refusal) const {
-    spdlog::warn("[{}] {}: refused a request with {}: {}", class_name, service, refusal.code, refusal.text);
+    spdlog::warn("[{}] {}: refused a request with {}: {}", server_class, service, refusal.code, refusal.text);
     return ipc::encode_refusal(refusal);
   }
 
@@ -147,7 +148,7 @@ bool request_server::start() {
     return true;
   }
   auto const file = ipc::request_socket_of(own->service);
-  own->place = ipc::endpoint::claim(file, class_name);
+  own->place = ipc::endpoint::claim(file, server_class);
   if (!own->place) {
     return false;
   }
@@ -160,7 +161,7 @@ bool request_server::start() {
     own->thread = std::thread([members = own.get()] { members->run(); });
     return true;
   } catch (std::exception const& error) {
-    spdlog::error("[{}] cannot serve at {}: {}", class_name, file.string(), error.what());
+    spdlog::error("[{}] cannot serve at {}: {}", server_class, file.string(), error.what());
     own->place.reset();
     own->socket.close();
     return false;

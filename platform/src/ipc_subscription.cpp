@@ -21,8 +21,7 @@ namespace mura_common {
 
 namespace {
 
-constexpr char const* const class_name = "subscription";
-constexpr int reconnect_milliseconds = 50;
+constexpr char const* const subscription_class = "subscription";
 
 }  // namespace
 
@@ -32,7 +31,7 @@ struct subscription::members {
 
   bool begin() {
     auto const file = ipc::event_socket_of(service);
-    if (!ipc::is_usable_path(file, class_name)) {
+    if (!ipc::is_usable_path(file, subscription_class)) {
       return false;
     }
     try {
@@ -40,7 +39,7 @@ struct subscription::members {
       thread = std::thread([this] { run(); });
       return true;
     } catch (std::exception const& error) {
-      spdlog::error("[{}] cannot subscribe at {}: {}", class_name, file.string(), error.what());
+      spdlog::error("[{}] cannot subscribe at {}: {}", subscription_class, file.string(), error.what());
       socket.close();
       return false;
     }
@@ -51,7 +50,7 @@ struct subscription::members {
     socket = zmq::socket_t(*context, zmq::socket_type::sub);
     socket.set(zmq::sockopt::linger, 0);
     socket.set(zmq::sockopt::rcvhwm, ipc::queue_limit);
-    socket.set(zmq::sockopt::reconnect_ivl, reconnect_milliseconds);
+    socket.set(zmq::sockopt::reconnect_ivl, ipc::reconnect_milliseconds);
     socket.set(zmq::sockopt::maxmsgsize, std::int64_t{ipc::message_limit});
     socket.set(zmq::sockopt::subscribe, "");
     socket.connect(ipc::address_of(file));
@@ -70,25 +69,25 @@ struct subscription::members {
         take_in(event->is_single ? ipc::decode_event(event->frame.to_string_view())
                                  : ipc::unreadable{"an event is one frame, this one has several"});
       } catch (zmq::error_t const& error) {
-        spdlog::error("[{}] {}: cannot receive an event: {}", class_name, service, error.what());
+        spdlog::error("[{}] {}: cannot receive an event: {}", subscription_class, service, error.what());
       }
     }
   }
 
   void take_in(std::variant<ipc::event_message, ipc::unreadable> const& received) {
     if (auto const* problem = std::get_if<ipc::unreadable>(&received)) {
-      spdlog::warn("[{}] dropped an event of {}: {}", class_name, service, problem->reason);
+      spdlog::warn("[{}] dropped an event of {}: {}", subscription_class, service, problem->reason);
       return;
     }
     auto const& event = std::get<ipc::event_message>(received);
     if (auto const missed = count.note(event.publisher, event.number); missed > 0) {
-      spdlog::warn("[{}] missed {} events of {}", class_name, missed, service);
+      spdlog::warn("[{}] missed {} events of {}", subscription_class, missed, service);
     }
     if (auto const handler = handler_of(event.event)) {
       hand_over(event, *handler);
     } else {
-      spdlog::debug("[{}] dropped event {} of {}: not subscribed to", class_name, ipc::printable(event.event),
-                    service);
+      spdlog::debug("[{}] dropped event {} of {}: not subscribed to", subscription_class,
+                    ipc::printable(event.event), service);
     }
   }
 
@@ -100,10 +99,11 @@ struct subscription::members {
     try {
       handler(event.arguments);
     } catch (std::exception const& error) {
-      spdlog::error("[{}] dropped event {} of {}: {}", class_name, event.event, service, error.what());
+      spdlog::error("[{}] dropped event {} of {}: {}", subscription_class, event.event, service,
+                    error.what());
     } catch (...) {
-      spdlog::error("[{}] dropped event {} of {}: exception of an unknown type", class_name, event.event,
-                    service);
+      spdlog::error("[{}] dropped event {} of {}: exception of an unknown type", subscription_class,
+                    event.event, service);
     }
   }
 
@@ -136,7 +136,8 @@ subscription::~subscription() {
 bool subscription::subscribe(std::string const& event, event_handler handler) {
   std::lock_guard const lock(own->guard);
   if (own->is_stopping) {
-    spdlog::error("[{}] cannot subscribe to {} of {}: being stopped", class_name, event, own->service);
+    spdlog::error("[{}] cannot subscribe to {} of {}: being stopped", subscription_class, event,
+                  own->service);
     return false;
   }
   own->handlers[event] = std::make_shared<event_handler const>(std::move(handler));

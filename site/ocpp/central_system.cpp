@@ -29,7 +29,7 @@ using tavi::stations::charging_station;
 using tavi::stations::station_diagnostics_status;
 
 constexpr std::chrono::seconds loop_patience(5);
-constexpr std::chrono::seconds farewell_time(1);
+constexpr std::chrono::seconds stop_time(1);
 /// Stations that boot at once, as after a power failure, share a write within this time.
 constexpr std::chrono::seconds save_delay(1);
 /// That a site may take to be there again.
@@ -308,7 +308,7 @@ void central_system::stop(std::function<void()> on_stopped) {
   own->is_stopping = true;
   own->on_stopped = std::move(on_stopped);
   auto const leaving = own->sessions;
-  own->farewell.expires_after(farewell_time);
+  own->farewell.expires_after(stop_time);
   own->farewell.async_wait([leaving](boost::system::error_code) {
     for (auto const& [id, session] : leaving) {
       session->drop();

@@ -8,11 +8,11 @@ namespace {
 
 using tavi::network::network_config;
 
-class called_directly : public tavi::network::i_req_resp_network_service {
+class direct_network_service : public tavi::network::i_req_resp_network_service {
  public:
   using handler_type = fake_network_service;
-  explicit called_directly(fake_network_service& fake) : handler(fake) {}
-  called_directly& service() { return *this; }
+  explicit direct_network_service(fake_network_service& fake) : handler(fake) {}
+  direct_network_service& service() { return *this; }
   bool init() override { return true; }
   std::optional<network_config> get_network_config() override { return handler.on_get_network_config(); }
 
@@ -20,13 +20,14 @@ class called_directly : public tavi::network::i_req_resp_network_service {
   fake_network_service& handler;
 };
 
-using ways = testing::Types<called_directly,
-                            over_ipc<tavi::network::req_resp_network_service,
-                                     tavi::network::req_resp_network_service_handler, fake_network_service>>;
+using network_ways =
+    testing::Types<direct_network_service,
+                   over_ipc<tavi::network::req_resp_network_service,
+                            tavi::network::req_resp_network_service_handler, fake_network_service>>;
 
 template <typename Way>
 class NetworkServiceContract : public contract<Way> {};
-TYPED_TEST_SUITE(NetworkServiceContract, ways);
+TYPED_TEST_SUITE(NetworkServiceContract, network_ways);
 
 TYPED_TEST(NetworkServiceContract, HasNoConfigurationUntilThereIsOne) {
   EXPECT_EQ(this->service().get_network_config(), std::nullopt);

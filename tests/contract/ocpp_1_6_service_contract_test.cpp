@@ -9,11 +9,11 @@ namespace {
 using tavi::stations::charging_station;
 using tavi::stations::station_diagnostics_status;
 
-class called_directly : public tavi::ocpp1_6::i_req_resp_ocpp_1_6_service {
+class direct_ocpp_1_6_service : public tavi::ocpp1_6::i_req_resp_ocpp_1_6_service {
  public:
   using handler_type = fake_ocpp_1_6_service;
-  explicit called_directly(fake_ocpp_1_6_service& fake) : handler(fake) {}
-  called_directly& service() { return *this; }
+  explicit direct_ocpp_1_6_service(fake_ocpp_1_6_service& fake) : handler(fake) {}
+  direct_ocpp_1_6_service& service() { return *this; }
   bool init() override { return true; }
   std::optional<charging_station> get_charging_station(unsigned int station_id) override {
     return handler.on_get_charging_station(station_id);
@@ -34,8 +34,8 @@ class called_directly : public tavi::ocpp1_6::i_req_resp_ocpp_1_6_service {
   fake_ocpp_1_6_service& handler;
 };
 
-using ways =
-    testing::Types<called_directly,
+using ocpp_1_6_ways =
+    testing::Types<direct_ocpp_1_6_service,
                    over_ipc<tavi::ocpp1_6::req_resp_ocpp_1_6_service,
                             tavi::ocpp1_6::req_resp_ocpp_1_6_service_handler, fake_ocpp_1_6_service>>;
 
@@ -46,7 +46,7 @@ class Ocpp16ServiceContract : public contract<Way> {
   charging_station const offline{4294967295U, "post \xc3\xa4", "", "", station_diagnostics_status::idle,
                                  false};
 };
-TYPED_TEST_SUITE(Ocpp16ServiceContract, ways);
+TYPED_TEST_SUITE(Ocpp16ServiceContract, ocpp_1_6_ways);
 
 TYPED_TEST(Ocpp16ServiceContract, HasNoStationsAtFirst) {
   EXPECT_TRUE(this->service().get_charging_stations().empty());

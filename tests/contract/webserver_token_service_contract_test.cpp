@@ -6,11 +6,11 @@
 
 namespace {
 
-class called_directly : public tavi::webserver_token::i_req_resp_webserver_token_service {
+class direct_webserver_token_service : public tavi::webserver_token::i_req_resp_webserver_token_service {
  public:
   using handler_type = fake_webserver_token_service;
-  explicit called_directly(fake_webserver_token_service& fake) : handler(fake) {}
-  called_directly& service() { return *this; }
+  explicit direct_webserver_token_service(fake_webserver_token_service& fake) : handler(fake) {}
+  direct_webserver_token_service& service() { return *this; }
   bool init() override { return true; }
   std::optional<std::string> get_upload_token(std::string const& owner) override {
     return handler.on_get_upload_token(owner);
@@ -23,14 +23,14 @@ class called_directly : public tavi::webserver_token::i_req_resp_webserver_token
   fake_webserver_token_service& handler;
 };
 
-using ways =
-    testing::Types<called_directly, over_ipc<tavi::webserver_token::req_resp_webserver_token_service,
-                                             tavi::webserver_token::req_resp_webserver_token_service_handler,
-                                             fake_webserver_token_service>>;
+using webserver_token_ways = testing::Types<
+    direct_webserver_token_service,
+    over_ipc<tavi::webserver_token::req_resp_webserver_token_service,
+             tavi::webserver_token::req_resp_webserver_token_service_handler, fake_webserver_token_service>>;
 
 template <typename Way>
 class WebserverTokenServiceContract : public contract<Way> {};
-TYPED_TEST_SUITE(WebserverTokenServiceContract, ways);
+TYPED_TEST_SUITE(WebserverTokenServiceContract, webserver_token_ways);
 
 TYPED_TEST(WebserverTokenServiceContract, GivesEveryAskerAnotherToken) {
   auto const first = this->service().get_upload_token("maintenance");

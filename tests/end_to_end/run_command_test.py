@@ -55,7 +55,7 @@ class RunCommand(SiteCase):
             self.assertIn(f"station_{station}/", result.stdout)
         files = re.findall(r"\d+_diagnostics_\S+\.tar\.gz  [1-9]\d* bytes", result.stdout)
         self.assertGreaterEqual(len(files), 3)
-        self.assertEqual(len(re.findall(r"manual  now +\d+ B +diagnostics_", result.stdout)), 3)
+        self.assertEqual(len(re.findall(r"manual +(?:now|\d+s) +\d+ B +diagnostics_", result.stdout)), 3)
         digests = set(re.findall(r"\b[0-9a-f]{64}\b", result.stdout))
         self.assertEqual(len(digests), 1, "file, store and station do not hold the same firmware")
         self.assertRegex(result.stdout, r"1 +2\.1\.0 +available")

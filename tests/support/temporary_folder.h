@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <stdexcept>
 #include <string>
 
@@ -44,4 +45,13 @@ class temporary_folder {
 inline std::string content_of(std::filesystem::path const& file) {
   std::ifstream stream(file, std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// The names of what lies in a folder.
+inline std::set<std::string> names_in(std::filesystem::path const& folder) {
+  std::set<std::string> names;
+  for (auto const& entry : std::filesystem::directory_iterator(folder)) {
+    names.insert(entry.path().filename().string());
+  }
+  return names;
 }

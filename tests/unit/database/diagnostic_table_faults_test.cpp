@@ -23,8 +23,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr auto manual = diagnostic_report_type::manual;
-
 /// A table whose database can be told to fail.
 class FaultyDiagnosticTable : public testing::Test {
  protected:
@@ -91,7 +89,7 @@ TEST_F(FaultyDiagnosticTable, IsRefusedWhenAnyOneOfItsStatementsIsMissing) {
 }
 
 TEST_F(FaultyDiagnosticTable, FailsQuietlyBeforeItIsReady) {
-  EXPECT_FALSE(table.insert_diagnostic_report(1, "a", manual, 1));
+  EXPECT_FALSE(table.insert_diagnostic_report(1, "a", diagnostic_report_type::manual, 1));
   EXPECT_THAT(table.get_all_diagnostics(), IsEmpty());
   EXPECT_THAT(table.get_all_diagnostics_path(), IsEmpty());
   EXPECT_THAT(table.get_diagnostics_of_station(1), IsEmpty());
@@ -110,7 +108,7 @@ TEST_F(FaultyDiagnosticTable, ChecksTheSelectOfAStationBeforeItInserts) {
   database.refuse_to_prepare("SELECT * FROM DiagnosticReports WHERE station_id IS ?;");
   EXPECT_FALSE(table.init());
   log.clear();
-  EXPECT_FALSE(table.insert_diagnostic_report(1, "a", manual, 1));
+  EXPECT_FALSE(table.insert_diagnostic_report(1, "a", diagnostic_report_type::manual, 1));
   EXPECT_THAT(log.lines(), IsEmpty());
   EXPECT_TRUE(table.get_all_diagnostics().empty());
 }
@@ -133,7 +131,7 @@ class FailingOperation : public FaultyDiagnosticTable,
 
 TEST_P(FailingOperation, LogsItsLinesAnswersFailureAndWorksAgainLater) {
   ASSERT_TRUE(table.init());
-  ASSERT_TRUE(table.insert_diagnostic_report(7, "a", manual, 1));
+  ASSERT_TRUE(table.insert_diagnostic_report(7, "a", diagnostic_report_type::manual, 1));
   ASSERT_TRUE(table.update_full_path_query(1, "/path"));
   log.clear();
   database.fail_to_execute(GetParam().statement);
@@ -151,7 +149,7 @@ std::vector<failing_operation> failing_operations() {
   return {
       {"Insert",
        "INSERT INTO",
-       [](auto& t) { return !t.insert_diagnostic_report(7, "b", manual, 1); },
+       [](auto& t) { return !t.insert_diagnostic_report(7, "b", diagnostic_report_type::manual, 1); },
        {err, "[diagnostic_table] Unable to store new diagnostic report : error = disk I/O error"}},
       {"MaxId",
        "SELECT max(",
@@ -186,11 +184,11 @@ std::vector<failing_operation> failing_operations() {
        {err, "[diagnostic_table] Can't get oldest diagnostic for station 7"}},
       {"OldestOfType",
        "and type IS ? ORDER",
-       [](auto& t) { return !t.get_oldest_diagnostic(7, manual); },
+       [](auto& t) { return !t.get_oldest_diagnostic(7, diagnostic_report_type::manual); },
        {err, "[diagnostic_table] Can't get oldest diagnostic for station 7 and type manual"}},
       {"Count",
        "SELECT COUNT",
-       [](auto& t) { return t.count_stored_diagnostic_reports(7, manual) == 0; },
+       [](auto& t) { return t.count_stored_diagnostic_reports(7, diagnostic_report_type::manual) == 0; },
        {err, "[diagnostic_table] Unable to count diagnostic of station7 : error = disk I/O error"}},
       {"DeleteOfStation",
        "DELETE FROM DiagnosticReports WHERE station_id",
@@ -245,7 +243,7 @@ class FailingBegin : public FaultyDiagnosticTable, public testing::WithParamInte
 
 TEST_P(FailingBegin, LeavesEachDeletionToItself) {
   ASSERT_TRUE(table.init());
-  ASSERT_TRUE(table.insert_diagnostic_report(7, "a", manual, 1));
+  ASSERT_TRUE(table.insert_diagnostic_report(7, "a", diagnostic_report_type::manual, 1));
   log.clear();
   database.fail_to_execute(GetParam().statement);
   EXPECT_FALSE(table.begin_deletions());
@@ -271,7 +269,7 @@ class FailingEnd : public FaultyDiagnosticTable, public testing::WithParamInterf
 
 TEST_P(FailingEnd, BringsTheRowsBack) {
   ASSERT_TRUE(table.init());
-  ASSERT_TRUE(table.insert_diagnostic_report(7, "a", manual, 1));
+  ASSERT_TRUE(table.insert_diagnostic_report(7, "a", diagnostic_report_type::manual, 1));
   log.clear();
   ASSERT_TRUE(table.begin_deletions());
   EXPECT_TRUE(table.delete_diagnostic_report_for_path("tmp"));

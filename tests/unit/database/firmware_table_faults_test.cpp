@@ -138,7 +138,7 @@ TEST_F(FaultyFirmwareTable, ListsFirmwaresWhoseModelsItCannotRead) {
 
 /// One operation whose statement fails. What it answers is checked by `answers_failure`, what it logs by the
 /// lines, and what is left by the number of rows.
-struct failing_operation {
+struct failing_firmware_operation {
   char const* name;
   char const* statement;
   std::function<bool(firmware_table&)> answers_failure;
@@ -146,12 +146,12 @@ struct failing_operation {
   std::size_t rows_left = 1;
 };
 
-void PrintTo(failing_operation const& operation, std::ostream* out) {
+void PrintTo(failing_firmware_operation const& operation, std::ostream* out) {
   *out << operation.name;
 }
 
 class FailingFirmwareOperation : public FaultyFirmwareTable,
-                                 public testing::WithParamInterface<failing_operation> {};
+                                 public testing::WithParamInterface<failing_firmware_operation> {};
 
 TEST_P(FailingFirmwareOperation, LogsItsLinesAnswersFailureAndWorksAgainLater) {
   given_ready_tables();
@@ -177,7 +177,7 @@ std::function<bool(firmware_table&)> adding_gives(std::uint32_t code) {
   };
 }
 
-std::vector<failing_operation> failing_announcements() {
+std::vector<failing_firmware_operation> failing_announcements() {
   log_line const forced{err, "[firmware_table] Force remove firmware id 2 after model association failure"};
   return {
       {"Insert",
@@ -202,7 +202,7 @@ std::vector<failing_operation> failing_announcements() {
   };
 }
 
-std::vector<failing_operation> failing_operations() {
+std::vector<failing_firmware_operation> failing_firmware_operations() {
   return {
       {"Update",
        "UPDATE",
@@ -245,7 +245,7 @@ std::vector<failing_operation> failing_operations() {
 
 INSTANTIATE_TEST_SUITE_P(Announcement, FailingFirmwareOperation, testing::ValuesIn(failing_announcements()),
                          [](auto const& tested) { return std::string(tested.param.name); });
-INSTANTIATE_TEST_SUITE_P(Each, FailingFirmwareOperation, testing::ValuesIn(failing_operations()),
+INSTANTIATE_TEST_SUITE_P(Each, FailingFirmwareOperation, testing::ValuesIn(failing_firmware_operations()),
                          [](auto const& tested) { return std::string(tested.param.name); });
 
 }  // namespace

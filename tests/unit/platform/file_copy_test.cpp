@@ -30,14 +30,6 @@ std::string patterned(std::size_t size) {
   return text;
 }
 
-std::set<std::string> names_in(fs::path const& folder) {
-  std::set<std::string> names;
-  for (auto const& entry : fs::directory_iterator(folder)) {
-    names.insert(entry.path().filename().string());
-  }
-  return names;
-}
-
 class FileCopy : public testing::Test {
  protected:
   FileCopy() { fs::create_directory(store); }

@@ -19,14 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::set<std::string> names_in(fs::path const& folder) {
-  std::set<std::string> names;
-  for (auto const& entry : fs::directory_iterator(folder)) {
-    names.insert(entry.path().filename().string());
-  }
-  return names;
-}
-
 mode_t mode_of(fs::path const& file) {
   struct stat status = {};
   EXPECT_EQ(stat(file.c_str(), &status), 0);

@@ -44,13 +44,7 @@ class ZipperTest : public testing::Test {
   }
 
   /// What stands beside the archives too: drafts that were left behind.
-  [[nodiscard]] std::set<std::string> names_in_exports() const {
-    std::set<std::string> names;
-    for (auto const& entry : std::filesystem::directory_iterator(exports)) {
-      names.insert(entry.path().filename().string());
-    }
-    return names;
-  }
+  [[nodiscard]] std::set<std::string> names_in_exports() const { return names_in(exports); }
 
   temporary_folder folder;
   std::filesystem::path const workdir = folder.path() / "work";

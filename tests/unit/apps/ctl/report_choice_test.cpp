@@ -10,7 +10,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::int64_t now_seconds = 1795179909;
-constexpr std::chrono::system_clock::time_point now(std::chrono::seconds{now_seconds});
+constexpr std::chrono::system_clock::time_point time_of_choice(std::chrono::seconds{now_seconds});
 
 diagnostic_report_info report_of(std::uint32_t id, std::uint32_t station, std::int64_t age,
                                  diagnostic_report_type type = diagnostic_report_type::manual,
@@ -46,7 +46,7 @@ TEST_P(ReportChoice, TakesThoseThatFulfilEveryCondition) {
       report_of(4, 3, -5, diagnostic_report_type::manual, 999),
       report_of(5, 3, 7200, static_cast<diagnostic_report_type>(9), 0),
   };
-  EXPECT_EQ(ids_of(choose_reports(reports, GetParam().choice, now)), GetParam().chosen);
+  EXPECT_EQ(ids_of(choose_reports(reports, GetParam().choice, time_of_choice)), GetParam().chosen);
 }
 
 constexpr auto manual = diagnostic_report_type::manual;

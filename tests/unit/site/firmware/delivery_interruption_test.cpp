@@ -14,9 +14,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// Larger than all that systems hold for a connection.
-constexpr std::size_t large = 32 * 1024 * 1024;
-
 TEST_F(DeliverySiteTest, ReaderThatTakesNothingIsCutAfterTheIdleTime) {
   options.times.idle_time = milliseconds(100);
   start();

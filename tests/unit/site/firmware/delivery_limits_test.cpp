@@ -9,9 +9,6 @@
 namespace tavi::site {
 namespace {
 
-/// Larger than all that systems hold for a connection.
-constexpr std::size_t large = 32 * 1024 * 1024;
-
 /// Deliveries that have begun and of which nothing more is taken.
 class DeliveryLimits : public DeliverySiteTest {
  protected:

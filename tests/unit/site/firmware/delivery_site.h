@@ -12,6 +12,9 @@
 #include "raw_client.h"
 #include "temporary_folder.h"
 
+/// Larger than all that systems hold for a connection.
+inline constexpr std::size_t large = 32 * 1024 * 1024;
+
 /// A site with nothing but its firmware server, on a port of its own, and a store with files.
 class DeliverySiteTest : public testing::Test {
  protected:

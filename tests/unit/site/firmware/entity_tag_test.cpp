@@ -8,13 +8,13 @@
 namespace tavi::site {
 namespace {
 
-constexpr auto tag = "\"5-a,b\"";
+constexpr auto present_tag = "\"5-a,b\"";
 
 TEST(RangeCondition, IsMetByTheVeryTagOnly) {
-  EXPECT_TRUE(is_range_condition_met(tag, tag));
+  EXPECT_TRUE(is_range_condition_met(present_tag, present_tag));
   for (auto const* other : {"", "\"other\"", "5-a,b", "W/\"5-a,b\"", "*", "\"5-a,b\", \"x\"", "\"5-a,b",
                             "Fri, 20 Nov 2026 12:00:00 GMT"}) {
-    EXPECT_FALSE(is_range_condition_met(other, tag)) << other;
+    EXPECT_FALSE(is_range_condition_met(other, present_tag)) << other;
   }
 }
 
@@ -32,8 +32,8 @@ void PrintTo(list_case const& row, std::ostream* out) {
 class TagListTest : public testing::TestWithParam<list_case> {};
 
 TEST_P(TagListTest, NamesTheTagAsTheRowSays) {
-  EXPECT_EQ(is_tag_matched(GetParam().field, tag), GetParam().is_matched);
-  EXPECT_EQ(is_tag_matched_weakly(GetParam().field, tag), GetParam().is_matched_weakly);
+  EXPECT_EQ(is_tag_matched(GetParam().field, present_tag), GetParam().is_matched);
+  EXPECT_EQ(is_tag_matched_weakly(GetParam().field, present_tag), GetParam().is_matched_weakly);
 }
 
 INSTANTIATE_TEST_SUITE_P(

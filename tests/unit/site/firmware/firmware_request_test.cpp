@@ -62,8 +62,8 @@ TEST(FirmwareTarget, OtherMethodsAreToldWhichOnesThereAre) {
   }
 }
 
-constexpr auto tag = "\"a1-3e8\"";
-file_state const thousand_bytes{1000, tag};
+constexpr auto present_tag = "\"a1-3e8\"";
+file_state const thousand_bytes{1000, present_tag};
 
 struct plan_case {
   char const* situation;
@@ -102,7 +102,7 @@ TEST_P(DeliveryPlanTest, IsMadeAsTheRowSays) {
   EXPECT_EQ(plan.head.status, row.status);
   EXPECT_EQ(plan.body, row.body);
   EXPECT_EQ(field_of(plan, http::field::content_range), row.content_range);
-  EXPECT_EQ(field_of(plan, http::field::etag), tag);
+  EXPECT_EQ(field_of(plan, http::field::etag), present_tag);
   EXPECT_EQ(field_of(plan, http::field::accept_ranges), "bytes");
   EXPECT_EQ(field_of(plan, http::field::cache_control), "private, no-store");
   if (row.status == http::status::not_modified) {
@@ -123,44 +123,44 @@ INSTANTIATE_TEST_SUITE_P(
         whole("no range", {}), part("a range", {some}),
         nothing("a range behind the end", http::status::range_not_satisfiable, {none}),
         whole("two fields with a range each", {some, {http::field::range, "bytes=5-6"}}),
-        part("a range of this state", {some, {http::field::if_range, tag}}),
+        part("a range of this state", {some, {http::field::if_range, present_tag}}),
         whole("a range of another state", {some, {http::field::if_range, "\"old\""}}),
-        whole("a range of a weak tag", {some, {http::field::if_range, std::string("W/") + tag}}),
+        whole("a range of a weak tag", {some, {http::field::if_range, std::string("W/") + present_tag}}),
         whole("a range of a date", {some, {http::field::if_range, "Fri, 20 Nov 2026 12:00:00 GMT"}}),
         whole("a range behind the end of another state", {none, {http::field::if_range, "\"old\""}}),
         nothing("a range behind the end of this state", http::status::range_not_satisfiable,
-                {none, {http::field::if_range, tag}}),
+                {none, {http::field::if_range, present_tag}}),
         whole("a range of no state at all", {some, {http::field::if_range, ""}}),
-        whole("a condition without a range", {{http::field::if_range, tag}})));
+        whole("a condition without a range", {{http::field::if_range, present_tag}})));
 
 INSTANTIATE_TEST_SUITE_P(
     Conditions, DeliveryPlanTest,
-    testing::Values(whole("matches", {{http::field::if_match, tag}}),
-                    part("matches, with a range", {some, {http::field::if_match, tag}}),
-                    nothing("does not match", http::status::precondition_failed,
-                            {some, {http::field::if_match, "\"old\""}}),
-                    nothing("matches no state at all", http::status::precondition_failed,
-                            {{http::field::if_match, ""}}),
-                    whole("is known of no state at all", {{http::field::if_none_match, ""}}),
-                    whole("one of two fields matches",
-                          {{http::field::if_match, "\"old\""}, {http::field::if_match, tag}}),
-                    nothing("is known already", http::status::not_modified,
-                            {{http::field::if_none_match, std::string("W/") + tag}}),
-                    nothing("is known already, with a range", http::status::not_modified,
-                            {some, {http::field::if_none_match, "*"}}),
-                    whole("is not known", {{http::field::if_none_match, "\"old\""}}),
-                    nothing("does not match and is known", http::status::precondition_failed,
-                            {{http::field::if_match, "\"old\""}, {http::field::if_none_match, tag}})));
+    testing::Values(
+        whole("matches", {{http::field::if_match, present_tag}}),
+        part("matches, with a range", {some, {http::field::if_match, present_tag}}),
+        nothing("does not match", http::status::precondition_failed,
+                {some, {http::field::if_match, "\"old\""}}),
+        nothing("matches no state at all", http::status::precondition_failed, {{http::field::if_match, ""}}),
+        whole("is known of no state at all", {{http::field::if_none_match, ""}}),
+        whole("one of two fields matches",
+              {{http::field::if_match, "\"old\""}, {http::field::if_match, present_tag}}),
+        nothing("is known already", http::status::not_modified,
+                {{http::field::if_none_match, std::string("W/") + present_tag}}),
+        nothing("is known already, with a range", http::status::not_modified,
+                {some, {http::field::if_none_match, "*"}}),
+        whole("is not known", {{http::field::if_none_match, "\"old\""}}),
+        nothing("does not match and is known", http::status::precondition_failed,
+                {{http::field::if_match, "\"old\""}, {http::field::if_none_match, present_tag}})));
 
-INSTANTIATE_TEST_SUITE_P(Heads, DeliveryPlanTest,
-                         testing::Values(nothing("head", http::status::ok, {}, http::verb::head),
-                                         nothing("head with a range", http::status::ok, {some},
-                                                 http::verb::head),
-                                         nothing("head of what is known", http::status::not_modified,
-                                                 {{http::field::if_none_match, tag}}, http::verb::head)));
+INSTANTIATE_TEST_SUITE_P(
+    Heads, DeliveryPlanTest,
+    testing::Values(nothing("head", http::status::ok, {}, http::verb::head),
+                    nothing("head with a range", http::status::ok, {some}, http::verb::head),
+                    nothing("head of what is known", http::status::not_modified,
+                            {{http::field::if_none_match, present_tag}}, http::verb::head)));
 
 TEST(DeliveryPlanOfAnEmptyFile, IsAnAnswerWithoutABody) {
-  auto const plan = plan_delivery(header_of(http::verb::get, "/firmware/abc"), {0, tag});
+  auto const plan = plan_delivery(header_of(http::verb::get, "/firmware/abc"), {0, present_tag});
   EXPECT_EQ(plan.head.status, http::status::ok);
   EXPECT_EQ(plan.head.content_length, 0U);
   EXPECT_EQ(plan.body, byte_range());

@@ -10,7 +10,7 @@ namespace {
 using nlohmann::json;
 
 /// What the controller got for its request.
-struct requested {
+struct requested_diagnostics {
   int answer = -1;
   unsigned int number = 0;
 };
@@ -18,9 +18,9 @@ struct requested {
 class Diagnostics : public OcppSite {
  protected:
   /// Asks in the background, as another service of the controller does.
-  std::future<requested> request(unsigned int station_id) {
+  std::future<requested_diagnostics> request(unsigned int station_id) {
     return std::async(std::launch::async, [this, station_id] {
-      requested got;
+      requested_diagnostics got;
       got.answer = system().on_request_diagnostics_upload(station_id, "http://site/upload/t/", got.number);
       return got;
     });
@@ -155,7 +155,7 @@ TEST_F(Diagnostics, OneCallIsInFlightAndFurtherOnesWait) {
   start();
   auto station = connected("CP-1");
   ASSERT_TRUE(events.wait_for("status 1 online idle"));
-  std::vector<std::future<requested>> waiting;
+  std::vector<std::future<requested_diagnostics>> waiting;
   for (int count = 0; count < 3; ++count) {
     waiting.push_back(request(1));
   }

@@ -16,7 +16,7 @@ using texts = std::vector<std::string>;
 constexpr auto file = "/store/1_x7.bin";
 
 /// What the controller got for its request.
-struct requested {
+struct requested_update {
   int answer = -1;
   unsigned int number = 77;
 };
@@ -24,9 +24,9 @@ struct requested {
 class FirmwareUpdate : public OcppSite {
  protected:
   /// Asks in the background, as another service of the controller does.
-  std::future<requested> request(unsigned int station_id, std::string const& path = file) {
+  std::future<requested_update> request(unsigned int station_id, std::string const& path = file) {
     return std::async(std::launch::async, [this, station_id, path] {
-      requested got;
+      requested_update got;
       got.answer = system().on_request_firmware_update(station_id, path, got.number);
       return got;
     });

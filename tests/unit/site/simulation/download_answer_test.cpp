@@ -9,7 +9,7 @@ namespace {
 
 using namespace tavi::site::simulation;
 
-download_state const begun{100, "\"a\"", {}};
+download_state const half_done{100, "\"a\"", {}};
 
 download_head whole(std::uint64_t length = 1000) {
   download_head head;
@@ -35,7 +35,7 @@ download_head with_status(unsigned int status) {
 
 TEST(DownloadAnswer, WholeFileIsTakenWhateverIsThereAlready) {
   EXPECT_EQ(judge_download(whole(), {}).step, download_step::take_whole);
-  EXPECT_EQ(judge_download(whole(), begun).step, download_step::take_whole);
+  EXPECT_EQ(judge_download(whole(), half_done).step, download_step::take_whole);
   EXPECT_EQ(judge_download(whole(largest_firmware), {}).step, download_step::take_whole);
 }
 
@@ -47,11 +47,11 @@ TEST(DownloadAnswer, WholeFileInChunksIsTaken) {
 }
 
 TEST(DownloadAnswer, RestIsTakenWhereItWasAskedFor) {
-  EXPECT_EQ(judge_download(part(), begun).step, download_step::take_rest);
-  EXPECT_EQ(judge_download(part("Bytes 100-999/1000"), begun).step, download_step::take_rest);
+  EXPECT_EQ(judge_download(part(), half_done).step, download_step::take_rest);
+  EXPECT_EQ(judge_download(part("Bytes 100-999/1000"), half_done).step, download_step::take_rest);
   auto head = part();
   head.tag.clear();
-  EXPECT_EQ(judge_download(head, begun).step, download_step::take_rest);
+  EXPECT_EQ(judge_download(head, half_done).step, download_step::take_rest);
 }
 
 TEST(DownloadAnswer, PartThatIsNotTheRestOfTheSameFileIsAReasonToBeginAnew) {
@@ -59,30 +59,30 @@ TEST(DownloadAnswer, PartThatIsNotTheRestOfTheSameFileIsAReasonToBeginAnew) {
        {"", "bytes 0-999/1000", "bytes 99-999/1000", "bytes 101-999/1000", "bytes 100-998/1000",
         "bytes 100-1000/1000", "bytes 100-999/*", "bytes */1000", "bytes 100-999", "lines 100-999/1000",
         "bytes 100-999/1000x", "bytes 100-99/1000", "bytes 18446744073709551616-2/3", "bytes -5/1000"}) {
-    EXPECT_EQ(judge_download(part(range), begun).step, download_step::try_again) << range;
+    EXPECT_EQ(judge_download(part(range), half_done).step, download_step::try_again) << range;
   }
   auto other = part();
   other.tag = "\"b\"";
-  EXPECT_EQ(judge_download(other, begun).step, download_step::try_again);
+  EXPECT_EQ(judge_download(other, half_done).step, download_step::try_again);
 }
 
 TEST(DownloadAnswer, PartThatIsNotAsLongAsItSaysIsAReasonToBeginAnew) {
   for (std::uint64_t const length : {0ULL, 10ULL, 899ULL, 901ULL}) {
     auto head = part();
     head.length = length;
-    EXPECT_EQ(judge_download(head, begun).step, download_step::try_again) << length;
+    EXPECT_EQ(judge_download(head, half_done).step, download_step::try_again) << length;
   }
   auto endless = part();
   endless.length.reset();
-  EXPECT_EQ(judge_download(endless, begun).step, download_step::try_again);
-  EXPECT_EQ(judge_download(endless, begun).reason, "the part is not as long as the server says");
+  EXPECT_EQ(judge_download(endless, half_done).step, download_step::try_again);
+  EXPECT_EQ(judge_download(endless, half_done).reason, "the part is not as long as the server says");
 }
 
 TEST(DownloadAnswer, PartInChunksIsTaken) {
   auto head = part();
   head.length.reset();
   head.is_chunked = true;
-  EXPECT_EQ(judge_download(head, begun).step, download_step::take_rest);
+  EXPECT_EQ(judge_download(head, half_done).step, download_step::take_rest);
 }
 
 TEST(DownloadAnswer, PartOfAFileThatHadAnotherSizeIsAReasonToBeginAnew) {
@@ -92,7 +92,7 @@ TEST(DownloadAnswer, PartOfAFileThatHadAnotherSizeIsAReasonToBeginAnew) {
 
 TEST(DownloadAnswer, SizeOfTheWholeFileIsKnownFromWholeAndPart) {
   EXPECT_EQ(judge_download(whole(), {}).total, 1000U);
-  EXPECT_EQ(judge_download(part(), begun).total, 1000U);
+  EXPECT_EQ(judge_download(part(), half_done).total, 1000U);
   auto head = whole();
   head.length.reset();
   head.is_chunked = true;
@@ -106,11 +106,12 @@ TEST(DownloadAnswer, PartThatNobodyAskedForIsAReasonToBeginAnew) {
 TEST(DownloadAnswer, RestOfAFileThatIsTooLargeIsNotTaken) {
   auto const total = std::to_string(largest_firmware + 1);
   auto const last = std::to_string(largest_firmware);
-  EXPECT_EQ(judge_download(part("bytes 100-" + last + "/" + total), begun).step, download_step::try_again);
+  EXPECT_EQ(judge_download(part("bytes 100-" + last + "/" + total), half_done).step,
+            download_step::try_again);
 }
 
 TEST(DownloadAnswer, RangeThatTheFileDoesNotHaveIsAReasonToBeginAnew) {
-  EXPECT_EQ(judge_download(with_status(416), begun).step, download_step::try_again);
+  EXPECT_EQ(judge_download(with_status(416), half_done).step, download_step::try_again);
 }
 
 TEST(DownloadAnswer, StatusThatSpeaksOfAMomentIsAReasonToTryAgain) {
@@ -124,7 +125,7 @@ TEST(DownloadAnswer, StatusThatSpeaksOfAMomentIsAReasonToTryAgain) {
 TEST(DownloadAnswer, StatusThatSpeaksOfTheLocationEndsIt) {
   for (auto const status :
        {0U, 100U, 201U, 204U, 301U, 302U, 304U, 400U, 401U, 403U, 404U, 405U, 410U, 412U}) {
-    EXPECT_EQ(judge_download(with_status(status), begun).step, download_step::give_up) << status;
+    EXPECT_EQ(judge_download(with_status(status), half_done).step, download_step::give_up) << status;
   }
 }
 

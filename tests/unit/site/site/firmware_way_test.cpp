@@ -42,7 +42,7 @@ bool forget_peak() {
 }
 
 /// Collects what the station tells about its firmware.
-class subscriber : public tavi::stations::i_sub_charging_stations_service_handler {
+class firmware_subscriber : public tavi::stations::i_sub_charging_stations_service_handler {
  public:
   void on_station_status(tavi::stations::charging_station_status const&) override {}
   void on_connector_status_changed(unsigned int const&, unsigned int const&,
@@ -106,7 +106,7 @@ class FirmwareWay : public ipc_test {
   tavi::site::station_options station_options;
   std::optional<site> running;
   tavi::ocpp1_6::req_resp_ocpp_1_6_service client;
-  subscriber told;
+  firmware_subscriber told;
   tavi::stations::sub_charging_stations_service events{"test", told};
   loop_thread stations;
   std::unique_ptr<simulated_station> station;

@@ -17,7 +17,7 @@ namespace {
 
 using state = multipart_parser::state;
 
-struct body_row {
+struct multipart_body {
   char const* situation;
   std::string body;
   state end;
@@ -26,7 +26,7 @@ struct body_row {
   std::string content;
 };
 
-void PrintTo(body_row const& row, std::ostream* out) {
+void PrintTo(multipart_body const& row, std::ostream* out) {
   *out << row.situation;
 }
 
@@ -44,7 +44,7 @@ std::string field_part(std::string const& content) {
 
 std::string const final_line = "--B--\r\n";
 
-class MultipartParserTest : public testing::TestWithParam<body_row> {
+class MultipartParserTest : public testing::TestWithParam<multipart_body> {
  protected:
   void feed(std::string_view chunk) { last = parser.feed(chunk, content); }
   void expect_row() const {
@@ -90,61 +90,66 @@ TEST_P(MultipartParserTest, SplitAtEveryPosition) {
 INSTANTIATE_TEST_SUITE_P(
     Whole, MultipartParserTest,
     testing::Values(
-        body_row{"one file", file_part("a.zip", "content") + final_line, state::complete, true, "a.zip",
-                 "content"},
-        body_row{"empty file", file_part("a.zip", "") + final_line, state::complete, true, "a.zip", ""},
-        body_row{"file that ends without even an empty line",
-                 "--B\r\nContent-Disposition: x; filename=a\r\n\r\n--B--", state::complete, true, "a", ""},
-        body_row{"preamble and epilogue",
-                 "for old mail readers\r\n" + file_part("a", "x") + final_line + "--B\r\nmore",
-                 state::complete, true, "a", "x"},
-        body_row{"no line end at the end", file_part("a", "x") + "--B--", state::complete, true, "a", "x"},
-        body_row{"fields around the file",
-                 field_part("1") + file_part("a", "x") + field_part("2") + final_line, state::complete, true,
-                 "a", "x"},
-        body_row{"second file is passed over", file_part("a", "x") + file_part("b", "y") + final_line,
-                 state::complete, true, "a", "x"},
-        body_row{"fields only", field_part("1") + field_part("2") + final_line, state::complete, false, "",
-                 ""},
-        body_row{"no parts", final_line, state::complete, false, "", ""},
-        body_row{"part without any header", "--B\r\n\r\nvalue\r\n" + file_part("a", "x") + final_line,
-                 state::complete, true, "a", "x"},
-        body_row{"blanks after a boundary", "--B \t \r\nContent-Disposition: x; filename=a\r\n\r\nx\r\n--B--",
-                 state::complete, true, "a", "x"},
-        body_row{
+        multipart_body{"one file", file_part("a.zip", "content") + final_line, state::complete, true, "a.zip",
+                       "content"},
+        multipart_body{"empty file", file_part("a.zip", "") + final_line, state::complete, true, "a.zip", ""},
+        multipart_body{"file that ends without even an empty line",
+                       "--B\r\nContent-Disposition: x; filename=a\r\n\r\n--B--", state::complete, true, "a",
+                       ""},
+        multipart_body{"preamble and epilogue",
+                       "for old mail readers\r\n" + file_part("a", "x") + final_line + "--B\r\nmore",
+                       state::complete, true, "a", "x"},
+        multipart_body{"no line end at the end", file_part("a", "x") + "--B--", state::complete, true, "a",
+                       "x"},
+        multipart_body{"fields around the file",
+                       field_part("1") + file_part("a", "x") + field_part("2") + final_line, state::complete,
+                       true, "a", "x"},
+        multipart_body{"second file is passed over", file_part("a", "x") + file_part("b", "y") + final_line,
+                       state::complete, true, "a", "x"},
+        multipart_body{"fields only", field_part("1") + field_part("2") + final_line, state::complete, false,
+                       "", ""},
+        multipart_body{"no parts", final_line, state::complete, false, "", ""},
+        multipart_body{"part without any header", "--B\r\n\r\nvalue\r\n" + file_part("a", "x") + final_line,
+                       state::complete, true, "a", "x"},
+        multipart_body{"blanks after a boundary",
+                       "--B \t \r\nContent-Disposition: x; filename=a\r\n\r\nx\r\n--B--", state::complete,
+                       true, "a", "x"},
+        multipart_body{
             "several header lines, any letter case",
             part("Content-Type: application/zip\r\nCONTENT-disposition:form-data;filename=a\r\nX: y", "x") +
                 final_line,
             state::complete, true, "a", "x"},
-        body_row{"header line without a colon",
-                 part("nonsense\r\nContent-Disposition: f; filename=a", "x") + final_line, state::complete,
-                 true, "a", "x"},
-        body_row{"disposition without a value", part("Content-Disposition", "x") + final_line,
-                 state::complete, false, "", ""},
-        body_row{"content full of what looks like boundaries",
-                 file_part("a", "\r\n--\r\n--A\r\r\n-\r\n\r\n--b\n--B--\r--B") + final_line, state::complete,
-                 true, "a", "\r\n--\r\n--A\r\r\n-\r\n\r\n--b\n--B--\r--B"},
-        body_row{"content that ends with line ends", file_part("a", "x\r\n\r\n") + final_line,
-                 state::complete, true, "a", "x\r\n\r\n"},
-        body_row{"content that begins with line ends", file_part("a", "\r\n\r\nx") + final_line,
-                 state::complete, true, "a", "\r\n\r\nx"},
-        body_row{"path in the name", file_part("../../etc/passwd", "x") + final_line, state::complete, true,
-                 "../../etc/passwd", "x"}));
+        multipart_body{"header line without a colon",
+                       part("nonsense\r\nContent-Disposition: f; filename=a", "x") + final_line,
+                       state::complete, true, "a", "x"},
+        multipart_body{"disposition without a value", part("Content-Disposition", "x") + final_line,
+                       state::complete, false, "", ""},
+        multipart_body{"content full of what looks like boundaries",
+                       file_part("a", "\r\n--\r\n--A\r\r\n-\r\n\r\n--b\n--B--\r--B") + final_line,
+                       state::complete, true, "a", "\r\n--\r\n--A\r\r\n-\r\n\r\n--b\n--B--\r--B"},
+        multipart_body{"content that ends with line ends", file_part("a", "x\r\n\r\n") + final_line,
+                       state::complete, true, "a", "x\r\n\r\n"},
+        multipart_body{"content that begins with line ends", file_part("a", "\r\n\r\nx") + final_line,
+                       state::complete, true, "a", "\r\n\r\nx"},
+        multipart_body{"path in the name", file_part("../../etc/passwd", "x") + final_line, state::complete,
+                       true, "../../etc/passwd", "x"}));
 
 INSTANTIATE_TEST_SUITE_P(
     NotWhole, MultipartParserTest,
     testing::Values(
-        body_row{"nothing", "", state::reading, false, "", ""},
-        body_row{"no boundary", "just text", state::reading, false, "", ""},
-        body_row{"another boundary", "--C\r\n\r\nx\r\n--C--\r\n", state::reading, false, "", ""},
-        body_row{"no final boundary", file_part("a", "content"), state::reading, true, "a", "content\r\n"},
-        body_row{"half a final boundary", file_part("a", "content") + "--B-", state::reading, true, "a",
-                 "content"},
-        body_row{"ends within a header", "--B\r\nContent-Dispo", state::reading, false, "", ""},
-        body_row{"boundary line goes on", "--Boundary\r\n\r\nx\r\n--B--\r\n", state::broken, false, "", ""},
-        body_row{"bare line feeds", "--B\nContent-Disposition: x; filename=a\n\nx\n--B--\n", state::broken,
-                 false, "", ""},
-        body_row{"carriage return alone", "--B\rx", state::broken, false, "", ""}));
+        multipart_body{"nothing", "", state::reading, false, "", ""},
+        multipart_body{"no boundary", "just text", state::reading, false, "", ""},
+        multipart_body{"another boundary", "--C\r\n\r\nx\r\n--C--\r\n", state::reading, false, "", ""},
+        multipart_body{"no final boundary", file_part("a", "content"), state::reading, true, "a",
+                       "content\r\n"},
+        multipart_body{"half a final boundary", file_part("a", "content") + "--B-", state::reading, true, "a",
+                       "content"},
+        multipart_body{"ends within a header", "--B\r\nContent-Dispo", state::reading, false, "", ""},
+        multipart_body{"boundary line goes on", "--Boundary\r\n\r\nx\r\n--B--\r\n", state::broken, false, "",
+                       ""},
+        multipart_body{"bare line feeds", "--B\nContent-Disposition: x; filename=a\n\nx\n--B--\n",
+                       state::broken, false, "", ""},
+        multipart_body{"carriage return alone", "--B\rx", state::broken, false, "", ""}));
 
 TEST(MultipartParserLimitTest, HeaderOfAPartIsLimited) {
   multipart_parser parser("B");

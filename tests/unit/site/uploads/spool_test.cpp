@@ -18,7 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 using std::chrono::seconds;
 
-constexpr auto now = std::chrono::steady_clock::time_point(std::chrono::hours(1000));
+constexpr auto time_of_start = std::chrono::steady_clock::time_point(std::chrono::hours(1000));
 constexpr auto wall = std::chrono::system_clock::time_point(std::chrono::hours(500000));
 constexpr std::int64_t wall_seconds = 500000LL * 3600;
 
@@ -34,7 +34,7 @@ class SpoolTest : public testing::Test {
 
   std::vector<finished_upload> open() {
     files = std::make_unique<spool>(folder, 1000);
-    auto left = files->open(now, wall);
+    auto left = files->open(time_of_start, wall);
     EXPECT_TRUE(left.has_value());
     return left.value_or(std::vector<finished_upload>());
   }
@@ -188,19 +188,19 @@ TEST_F(SpoolTest, FinishedUploadSurvivesARestart) {
   EXPECT_EQ(left[0].owner, "owner");
   EXPECT_EQ(left[0].name, "../name.zip");
   EXPECT_EQ(left[0].bytes, 7U);
-  EXPECT_EQ(left[0].expires_at, now + seconds(60));
+  EXPECT_EQ(left[0].expires_at, time_of_start + seconds(60));
   EXPECT_TRUE(has_room(993));
   EXPECT_FALSE(has_room(994));
 }
 
 TEST_F(SpoolTest, TimeThatEndedBeforeTheRestartIsOver) {
   put("content", wall_seconds - 1);
-  EXPECT_EQ(open().at(0).expires_at, now);
+  EXPECT_EQ(open().at(0).expires_at, time_of_start);
 }
 
 TEST_F(SpoolTest, TimeOfAClockThatWasSetWrongIsBounded) {
   put("content", std::numeric_limits<std::int64_t>::max());
-  EXPECT_LE(open().at(0).expires_at, now + std::chrono::hours(24 * 366));
+  EXPECT_LE(open().at(0).expires_at, time_of_start + std::chrono::hours(24 * 366));
 }
 
 struct leftover {
@@ -293,7 +293,7 @@ TEST_F(SpoolTest, UploadIsThereUntilItsFileIsGone) {
 TEST_F(SpoolTest, FolderThatIsAFileIsNamedInTheLog) {
   spool wrong(root.write("file", ""), 1000);
 
-  EXPECT_FALSE(wrong.open(now, wall).has_value());
+  EXPECT_FALSE(wrong.open(time_of_start, wall).has_value());
 
   EXPECT_TRUE(log.holds(spdlog::level::err, (root.path() / "file").string()));
 }

@@ -22,8 +22,8 @@ namespace {
 using std::chrono::seconds;
 using time_point = token_store::time_point;
 
-constexpr auto start = time_point(std::chrono::hours(1000));
-constexpr auto tick = token_store::time_point::duration(1);
+constexpr auto beginning = time_point(std::chrono::hours(1000));
+constexpr auto least_time = token_store::time_point::duration(1);
 
 token_limits small_limits() {
   token_limits limits;
@@ -36,7 +36,7 @@ token_limits small_limits() {
 
 class TokenStoreTest : public testing::Test {
  protected:
-  std::string make(time_point now = start) { return tokens.make("diagnostics", now).value_or(""); }
+  std::string make(time_point now = beginning) { return tokens.make("diagnostics", now).value_or(""); }
   token_answer use(std::string const& token, time_point now) { return tokens.acquire(token, now).answer; }
   std::string make_spent(time_point now) {
     auto token = make(now);
@@ -63,7 +63,7 @@ TEST_F(TokenStoreTest, GivenBytesGiveTheirText) {
     return true;
   });
 
-  EXPECT_EQ(known.make("diagnostics", start), std::string(42, '_') + "8");
+  EXPECT_EQ(known.make("diagnostics", beginning), std::string(42, '_') + "8");
 }
 
 TEST_F(TokenStoreTest, NoTokenIsMadeTwice) {
@@ -71,52 +71,52 @@ TEST_F(TokenStoreTest, NoTokenIsMadeTwice) {
   token_store many(limits);
   std::set<std::string> made;
   for (auto count = 0; count < 1000; ++count) {
-    made.insert(many.make("diagnostics", start).value_or(""));
+    made.insert(many.make("diagnostics", beginning).value_or(""));
   }
   EXPECT_EQ(made.size(), 1000U);
 }
 
 TEST_F(TokenStoreTest, GrantNamesOwnerAndEndOfLife) {
-  auto const grant = tokens.acquire(make(), start + seconds(7));
+  auto const grant = tokens.acquire(make(), beginning + seconds(7));
 
   EXPECT_EQ(grant.answer, token_answer::granted);
   EXPECT_EQ(grant.owner, "diagnostics");
-  EXPECT_EQ(grant.expires_at, start + seconds(100));
+  EXPECT_EQ(grant.expires_at, beginning + seconds(100));
 }
 
 TEST_F(TokenStoreTest, TokenInUseIsRefusedUntilItIsReleased) {
   auto const token = make();
 
-  EXPECT_EQ(use(token, start), token_answer::granted);
-  EXPECT_EQ(use(token, start), token_answer::in_use);
+  EXPECT_EQ(use(token, beginning), token_answer::granted);
+  EXPECT_EQ(use(token, beginning), token_answer::in_use);
   tokens.release(token);
-  EXPECT_EQ(use(token, start), token_answer::granted);
+  EXPECT_EQ(use(token, beginning), token_answer::granted);
 }
 
 TEST_F(TokenStoreTest, SpentTokenCannotBeReleased) {
-  auto const token = make_spent(start);
+  auto const token = make_spent(beginning);
 
   tokens.release(token);
 
-  EXPECT_EQ(use(token, start), token_answer::gone);
+  EXPECT_EQ(use(token, beginning), token_answer::gone);
 }
 
 TEST_F(TokenStoreTest, UnusedTokenCannotBeSpent) {
   auto const token = make();
 
-  tokens.spend(token, start);
+  tokens.spend(token, beginning);
 
-  EXPECT_EQ(use(token, start), token_answer::granted);
+  EXPECT_EQ(use(token, beginning), token_answer::granted);
 }
 
 TEST_F(TokenStoreTest, UploadBegunInTimeMayEndLater) {
   auto const token = make();
-  ASSERT_EQ(use(token, start + seconds(99)), token_answer::granted);
+  ASSERT_EQ(use(token, beginning + seconds(99)), token_answer::granted);
 
-  EXPECT_EQ(use(token, start + seconds(500)), token_answer::in_use);
-  tokens.spend(token, start + seconds(500));
-  EXPECT_EQ(use(token, start + seconds(549)), token_answer::gone);
-  EXPECT_EQ(use(token, start + seconds(550)), token_answer::unknown);
+  EXPECT_EQ(use(token, beginning + seconds(500)), token_answer::in_use);
+  tokens.spend(token, beginning + seconds(500));
+  EXPECT_EQ(use(token, beginning + seconds(549)), token_answer::gone);
+  EXPECT_EQ(use(token, beginning + seconds(550)), token_answer::unknown);
 }
 
 struct moment {
@@ -132,26 +132,26 @@ void PrintTo(moment const& row, std::ostream* out) {
 class UnusedTokenTest : public TokenStoreTest, public testing::WithParamInterface<moment> {};
 
 TEST_P(UnusedTokenTest, AnswersByItsAge) {
-  EXPECT_EQ(use(make(), start + GetParam().after), GetParam().answer);
+  EXPECT_EQ(use(make(), beginning + GetParam().after), GetParam().answer);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Ages, UnusedTokenTest,
     testing::Values(moment{"new", seconds(0), token_answer::granted},
-                    moment{"last moment of its life", seconds(100) - tick, token_answer::granted},
+                    moment{"last moment of its life", seconds(100) - least_time, token_answer::granted},
                     moment{"end of its life", seconds(100), token_answer::gone},
-                    moment{"last moment it is remembered", seconds(150) - tick, token_answer::gone},
+                    moment{"last moment it is remembered", seconds(150) - least_time, token_answer::gone},
                     moment{"forgotten", seconds(150), token_answer::unknown}));
 
 class SpentTokenTest : public TokenStoreTest, public testing::WithParamInterface<moment> {};
 
 TEST_P(SpentTokenTest, AnswersByTheTimeSinceItWasSpent) {
-  EXPECT_EQ(use(make_spent(start), start + GetParam().after), GetParam().answer);
+  EXPECT_EQ(use(make_spent(beginning), beginning + GetParam().after), GetParam().answer);
 }
 
 INSTANTIATE_TEST_SUITE_P(Ages, SpentTokenTest,
                          testing::Values(moment{"at once", seconds(0), token_answer::gone},
-                                         moment{"last moment it is remembered", seconds(50) - tick,
+                                         moment{"last moment it is remembered", seconds(50) - least_time,
                                                 token_answer::gone},
                                          moment{"forgotten", seconds(50), token_answer::unknown}));
 
@@ -159,7 +159,7 @@ class StrangeTokenTest : public TokenStoreTest, public testing::WithParamInterfa
 
 TEST_P(StrangeTokenTest, IsUnknown) {
   make();
-  EXPECT_EQ(use(GetParam(), start), token_answer::unknown);
+  EXPECT_EQ(use(GetParam(), beginning), token_answer::unknown);
 }
 
 INSTANTIATE_TEST_SUITE_P(Situations, StrangeTokenTest,
@@ -171,7 +171,7 @@ TEST_F(TokenStoreTest, TokenWithAnotherEndIsUnknown) {
 
   token.back() = token.back() == 'A' ? 'B' : 'A';
 
-  EXPECT_EQ(use(token, start), token_answer::unknown);
+  EXPECT_EQ(use(token, beginning), token_answer::unknown);
 }
 
 TEST_F(TokenStoreTest, LimitOfLiveTokensHoldsUntilOneIsDead) {
@@ -181,9 +181,9 @@ TEST_F(TokenStoreTest, LimitOfLiveTokensHoldsUntilOneIsDead) {
   EXPECT_EQ(make(), "");
   EXPECT_TRUE(log.holds(spdlog::level::err, "3 tokens are live"));
 
-  ASSERT_EQ(use(first, start), token_answer::granted);
+  ASSERT_EQ(use(first, beginning), token_answer::granted);
   EXPECT_EQ(make(), "") << "a token in use is live";
-  tokens.spend(first, start);
+  tokens.spend(first, beginning);
   EXPECT_NE(make(), "");
 }
 
@@ -191,45 +191,45 @@ TEST_F(TokenStoreTest, ExpiredTokensAreNotLive) {
   make();
   make();
   make();
-  EXPECT_EQ(make(start + seconds(100) - tick), "");
-  EXPECT_NE(make(start + seconds(100)), "");
+  EXPECT_EQ(make(beginning + seconds(100) - least_time), "");
+  EXPECT_NE(make(beginning + seconds(100)), "");
 }
 
 TEST_F(TokenStoreTest, OldestDeadTokensAreForgottenFirst) {
-  auto const first = make_spent(start);
-  auto const second = make_spent(start + seconds(1));
-  auto const third = make_spent(start + seconds(2));
-  make(start + seconds(3));
+  auto const first = make_spent(beginning);
+  auto const second = make_spent(beginning + seconds(1));
+  auto const third = make_spent(beginning + seconds(2));
+  make(beginning + seconds(3));
 
-  EXPECT_EQ(use(first, start + seconds(3)), token_answer::unknown);
-  EXPECT_EQ(use(second, start + seconds(3)), token_answer::gone);
-  EXPECT_EQ(use(third, start + seconds(3)), token_answer::gone);
+  EXPECT_EQ(use(first, beginning + seconds(3)), token_answer::unknown);
+  EXPECT_EQ(use(second, beginning + seconds(3)), token_answer::gone);
+  EXPECT_EQ(use(third, beginning + seconds(3)), token_answer::gone);
 }
 
 TEST_F(TokenStoreTest, TokenSpentBeforeARestartIsGone) {
-  tokens.restore_spent("from before", start);
+  tokens.restore_spent("from before", beginning);
 
-  EXPECT_EQ(use("from before", start), token_answer::gone);
-  EXPECT_EQ(use("from before", start + seconds(50)), token_answer::unknown);
+  EXPECT_EQ(use("from before", beginning), token_answer::gone);
+  EXPECT_EQ(use("from before", beginning + seconds(50)), token_answer::unknown);
 }
 
 TEST_F(TokenStoreTest, WithoutRandomBytesNoTokenIsMade) {
   token_store poor(small_limits(), [](std::span<std::uint8_t>) { return false; });
 
-  EXPECT_FALSE(poor.make("diagnostics", start).has_value());
+  EXPECT_FALSE(poor.make("diagnostics", beginning).has_value());
   EXPECT_TRUE(log.holds(spdlog::level::err, "no random bytes"));
 }
 
 TEST_F(TokenStoreTest, OwnerHasOneToTwoHundredAndFiftySixBytes) {
-  EXPECT_FALSE(tokens.make("", start).has_value());
+  EXPECT_FALSE(tokens.make("", beginning).has_value());
   EXPECT_TRUE(log.holds(spdlog::level::err, "has 0 bytes"));
-  EXPECT_FALSE(tokens.make(std::string(257, 'o'), start).has_value());
-  EXPECT_TRUE(tokens.make(std::string(256, 'o'), start).has_value());
-  EXPECT_TRUE(tokens.make("o", start).has_value());
+  EXPECT_FALSE(tokens.make(std::string(257, 'o'), beginning).has_value());
+  EXPECT_TRUE(tokens.make(std::string(256, 'o'), beginning).has_value());
+  EXPECT_TRUE(tokens.make("o", beginning).has_value());
 }
 
 TEST_F(TokenStoreTest, NoTokenIsEverLogged) {
-  std::vector<std::string> made{make(), make(), make(), make_spent(start + seconds(200))};
+  std::vector<std::string> made{make(), make(), make(), make_spent(beginning + seconds(200))};
 
   for (auto const& line : log.lines()) {
     for (auto const& token : made) {

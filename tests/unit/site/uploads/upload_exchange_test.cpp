@@ -49,8 +49,6 @@ accepted_upload multipart(char const* situation, std::string const& path, std::s
       body,      name,   "the file"};
 }
 
-std::string const chunked = "Transfer-Encoding: chunked\r\n";
-
 class AcceptedUploadTest : public UploadExchangeTest, public testing::WithParamInterface<accepted_upload> {};
 
 TEST_P(AcceptedUploadTest, IsStoredAndAnnounced) {

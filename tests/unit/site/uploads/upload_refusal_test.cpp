@@ -69,7 +69,6 @@ TEST_P(UploadRefusalTableTest, IsAnsweredWithoutResetAndWithoutAskingForTheBody)
 
 std::string const length_7 = "Content-Length: 7\r\n";
 std::string const expects = "Expect: 100-continue\r\n";
-std::string const chunked = "Transfer-Encoding: chunked\r\n";
 
 INSTANTIATE_TEST_SUITE_P(
     Headers, UploadRefusalTableTest,

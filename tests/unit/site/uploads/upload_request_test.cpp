@@ -53,7 +53,7 @@ TEST(UploadTargetOfRequestTest, MalformedTargetIsABadRequestWhateverTheMethod) {
             http::status::bad_request);
 }
 
-struct body_row {
+struct announced_body {
   char const* situation;
   http::verb method;
   std::vector<std::pair<http::field, std::string>> fields;
@@ -64,11 +64,11 @@ struct body_row {
   unsigned int version = 11;
 };
 
-void PrintTo(body_row const& row, std::ostream* out) {
+void PrintTo(announced_body const& row, std::ostream* out) {
   *out << row.situation;
 }
 
-class AnnouncedBodyTest : public testing::TestWithParam<body_row> {};
+class AnnouncedBodyTest : public testing::TestWithParam<announced_body> {};
 
 TEST_P(AnnouncedBodyTest, IsJudgedAsTheRowSays) {
   auto const& row = GetParam();
@@ -99,61 +99,61 @@ using http::verb;
 INSTANTIATE_TEST_SUITE_P(
     Situations, AnnouncedBodyTest,
     testing::Values(
-        body_row{"with a length", verb::put, {}, 7}, body_row{"empty", verb::put, {}, 0},
-        body_row{"of the most allowed", verb::put, {}, 100},
-        body_row{"one more than allowed", verb::put, {}, 101, status::payload_too_large},
-        body_row{"in chunks", verb::put, {{field::transfer_encoding, "Chunked"}}, std::nullopt},
-        body_row{"neither", verb::post, {}, std::nullopt, status::length_required},
-        body_row{"unknown coding",
-                 verb::put,
-                 {{field::transfer_encoding, "gzip, chunked"}},
-                 std::nullopt,
-                 status::not_implemented},
-        body_row{
+        announced_body{"with a length", verb::put, {}, 7}, announced_body{"empty", verb::put, {}, 0},
+        announced_body{"of the most allowed", verb::put, {}, 100},
+        announced_body{"one more than allowed", verb::put, {}, 101, status::payload_too_large},
+        announced_body{"in chunks", verb::put, {{field::transfer_encoding, "Chunked"}}, std::nullopt},
+        announced_body{"neither", verb::post, {}, std::nullopt, status::length_required},
+        announced_body{"unknown coding",
+                       verb::put,
+                       {{field::transfer_encoding, "gzip, chunked"}},
+                       std::nullopt,
+                       status::not_implemented},
+        announced_body{
             "waits for 100", verb::put, {{field::expect, "100-Continue"}}, 7, status::ok, std::nullopt, true},
-        body_row{"too large, waits for 100",
-                 verb::put,
-                 {{field::expect, "100-continue"}},
-                 101,
-                 status::payload_too_large},
-        body_row{"waits for 100 in an old version",
-                 verb::put,
-                 {{field::expect, "100-continue"}},
-                 7,
-                 status::ok,
-                 std::nullopt,
-                 false,
-                 10},
-        body_row{"expects something else",
-                 verb::put,
-                 {{field::expect, "miracles"}},
-                 7,
-                 status::expectation_failed},
-        body_row{"multipart",
-                 verb::post,
-                 {{field::content_type, "multipart/form-data; boundary=xyz"}},
-                 7,
-                 status::ok,
-                 "xyz"},
-        body_row{"multipart in other letters",
-                 verb::post,
-                 {{field::content_type, "Multipart/Form-Data;BOUNDARY=\"x z\""}},
-                 7,
-                 status::ok,
-                 "x z"},
-        body_row{"multipart without a boundary",
-                 verb::post,
-                 {{field::content_type, "multipart/form-data"}},
-                 7,
-                 status::bad_request},
-        body_row{"put of what happens to be multipart",
-                 verb::put,
-                 {{field::content_type, "multipart/form-data; boundary=xyz"}},
-                 7},
-        body_row{"form that is none",
-                 verb::post,
-                 {{field::content_type, "application/x-www-form-urlencoded"}},
-                 7}));
+        announced_body{"too large, waits for 100",
+                       verb::put,
+                       {{field::expect, "100-continue"}},
+                       101,
+                       status::payload_too_large},
+        announced_body{"waits for 100 in an old version",
+                       verb::put,
+                       {{field::expect, "100-continue"}},
+                       7,
+                       status::ok,
+                       std::nullopt,
+                       false,
+                       10},
+        announced_body{"expects something else",
+                       verb::put,
+                       {{field::expect, "miracles"}},
+                       7,
+                       status::expectation_failed},
+        announced_body{"multipart",
+                       verb::post,
+                       {{field::content_type, "multipart/form-data; boundary=xyz"}},
+                       7,
+                       status::ok,
+                       "xyz"},
+        announced_body{"multipart in other letters",
+                       verb::post,
+                       {{field::content_type, "Multipart/Form-Data;BOUNDARY=\"x z\""}},
+                       7,
+                       status::ok,
+                       "x z"},
+        announced_body{"multipart without a boundary",
+                       verb::post,
+                       {{field::content_type, "multipart/form-data"}},
+                       7,
+                       status::bad_request},
+        announced_body{"put of what happens to be multipart",
+                       verb::put,
+                       {{field::content_type, "multipart/form-data; boundary=xyz"}},
+                       7},
+        announced_body{"form that is none",
+                       verb::post,
+                       {{field::content_type, "application/x-www-form-urlencoded"}},
+                       7}));
 
 }  // namespace
 }  // namespace tavi::site

@@ -19,6 +19,9 @@
 #include "temporary_folder.h"
 #include "uploads/upload_server.h"
 
+/// The field of a request whose body has no length from the start.
+inline std::string const chunked = "Transfer-Encoding: chunked\r\n";
+
 /// One announcement as the site made it.
 struct announced_file {
   std::string token;
