@@ -1,9 +1,9 @@
 """The host is killed with SIGKILL at every stage of a firmware's way; afterwards nothing half is offered."""
 
 import os
-import random
 import sqlite3
 import threading
+import time
 import unittest
 
 from firmware_site import FirmwareCase
@@ -67,29 +67,33 @@ class FirmwareKilled(FirmwareCase):
 
     def test_at_any_moment_only_whole_firmware_is_offered(self):
         site = self.start()
-        hashes = {}
-        chance = random.Random(11)
-        completed = 0
+        host = site.start_host()
+        file = self.make_firmware("undisturbed.bin", 40_000_000)
+        hashes = {"0": file_sha256(file)}
+        number, address = self.announce(site, "0")
+        self.assertEqual(curl("-T", file, f"{address}/{file.name}")[0], 201)
+        host.wait_for(rf"Firmware {file.name} uploaded on tavi", PATIENCE)
+        begin = time.monotonic()
+        host.wait_for(rf"firmware with id {number} added to DB", PATIENCE)
+        undisturbed = time.monotonic() - begin
+        listed = self.assert_firmware_is_whole(site, hashes)
         for attempt in range(8):
-            host = site.start_host()
             version = f"1.{attempt}"
             number, address = self.announce(site, version)
             file = self.make_firmware(f"try_{attempt}.bin", 40_000_000)
             hashes[version] = file_sha256(file)
             self.assertEqual(curl("-T", file, f"{address}/{file.name}")[0], 201)
-            # From the beginning of the copy to after the row: the moment is left to chance.
+            # From the beginning of the copy to after the row.
             host.wait_for(rf"Firmware {file.name} uploaded on tavi", PATIENCE)
-            threading.Event().wait(chance.uniform(0, 0.3))
+            threading.Event().wait(undisturbed * attempt / 3)
             self.kill(site, host)
             host = site.start_host()
             listed = self.assert_firmware_is_whole(site, hashes)
-            completed = len(listed)
             self.assertEqual([info["id"] for info in site.ask("get_charging_station_firmware", 1)[0]],
                              [info["id"] for info in listed])
-            self.assertEqual(host.stop(), 0)
-            site.forget(host)
         # The moments were on either side of the row, or this would have shown little.
-        self.assertGreater(completed, 0)
+        self.assertGreater(len(listed), 1)
+        self.assertLess(len(listed), 1 + 8)
 
 
 if __name__ == "__main__":
