@@ -115,7 +115,7 @@ TEST_F(ZipperFailures, RefusesNamesThatWouldBeCut) {
 TEST_F(ZipperFailures, FailsWhenTheNamesAreMoreThanAProgramCanBeGiven) {
   std::string deep;
   for (int level = 0; level < 15; ++level) {
-    deep += std::string(200, 'd') + "/";
+    deep.append(200, 'd').append("/");
   }
   std::vector<std::string> files;
   for (int number = 0; number < 60; ++number) {
