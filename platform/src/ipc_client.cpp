@@ -7,7 +7,6 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 #include <variant>
-#include <vector>
 
 #include "ipc_context.h"
 #include "ipc_endpoint.h"
@@ -23,7 +22,6 @@ namespace {
 using clock = std::chrono::steady_clock;
 
 constexpr char const* const client_class = "request_client";
-constexpr std::size_t idle_limit = 8;
 /// How long one attempt of `wait_for_service` lasts: a request that went down with a dying server is
 /// repeated.
 constexpr std::chrono::milliseconds attempt_time(1000);
@@ -44,7 +42,9 @@ struct request_client::members {
 
   exchange_outcome exchange(std::string const& request, clock::time_point deadline) {
     try {
-      auto socket = take();
+      // A socket of its own for each exchange: one that was connected to a server that has just ended would
+      // lose the request, and the time-out would be over before the caller learns of it.
+      auto socket = connected_socket();
       if (!socket) {
         return {exchange_end::unusable, {}};
       }
@@ -61,7 +61,6 @@ struct request_client::members {
       if (!reply->is_single) {
         return {exchange_end::several_frames, {}};
       }
-      give_back(std::move(socket));
       return {exchange_end::answered, reply->frame.to_string()};
     } catch (zmq::error_t const& error) {
       spdlog::error("[{}] {}: cannot exchange messages: {}", client_class, service, error.what());
@@ -86,23 +85,13 @@ struct request_client::members {
     return call_failure::none;
   }
 
-  /// A socket without a request in flight. @return an empty one, with a line in the log, when none can be
-  /// made
-  zmq::socket_t take() {
-    std::lock_guard const lock(guard);
-    if (!idle.empty()) {
-      auto socket = std::move(idle.back());
-      idle.pop_back();
-      return socket;
-    }
+  /// @return an empty one, with a line in the log, when none can be made
+  [[nodiscard]] zmq::socket_t connected_socket() {
     auto const file = ipc::request_socket_of(service);
     if (!ipc::is_usable_path(file, client_class)) {
       return {};
     }
-    if (!context) {
-      context = ipc::shared_context();
-    }
-    zmq::socket_t socket(*context, zmq::socket_type::req);
+    zmq::socket_t socket(*context_of_calls(), zmq::socket_type::req);
     socket.set(zmq::sockopt::linger, 0);
     socket.set(zmq::sockopt::reconnect_ivl, ipc::reconnect_milliseconds);
     socket.set(zmq::sockopt::maxmsgsize, std::int64_t{ipc::message_limit});
@@ -110,11 +99,13 @@ struct request_client::members {
     return socket;
   }
 
-  void give_back(zmq::socket_t socket) {
+  /// Kept from the first call on, so that its threads are not started for each one.
+  std::shared_ptr<zmq::context_t> context_of_calls() {
     std::lock_guard const lock(guard);
-    if (idle.size() < idle_limit) {
-      idle.push_back(std::move(socket));
+    if (!context) {
+      context = ipc::shared_context();
     }
+    return context;
   }
 
   std::string const service;
@@ -122,7 +113,6 @@ struct request_client::members {
   ipc::stop_signal closing;
   std::mutex guard;
   std::shared_ptr<zmq::context_t> context;
-  std::vector<zmq::socket_t> idle;
 };
 
 request_client::request_client(std::string service, std::chrono::milliseconds time_out)

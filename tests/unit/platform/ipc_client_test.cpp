@@ -168,6 +168,18 @@ TEST_F(RequestClient, RecoversWhenItsServerWasKilledAndCameBack) {
   EXPECT_EQ(process_behind(client), second.process);
 }
 
+TEST_F(RequestClient, LosesNoRequestToAServerThatHasJustEnded) {
+  request_client client("echo", generous);
+  for (int round = 0; round < 50; ++round) {
+    request_server server("echo");
+    server.add("echo", [](json const& arguments) { return json{{"result", arguments}}; });
+    ASSERT_TRUE(server.start());
+    json reply;
+    ASSERT_EQ(client.call("echo", {round}, reply), call_failure::none);
+    ASSERT_TRUE(server.stop());
+  }
+}
+
 TEST_F(RequestClient, RecoversAfterCallsThatFailedWhileTheServerWasDead) {
   request_client client("process", std::chrono::seconds(1));
   server_process first("process");
