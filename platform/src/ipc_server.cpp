@@ -1,5 +1,6 @@
 #include <spdlog/spdlog.h>
 
+#include <algorithm>
 #include <exception>
 #include <iterator>
 #include <map>
@@ -30,9 +31,8 @@ constexpr char const* const server_class = "request_server";
 constexpr std::string_view ping = "ping";
 /// Above `ipc_request_limit`, so that a request which is only somewhat too large still gets its error reply.
 constexpr int hard_request_limit = 16 * 1024 * 1024;
-/// What stands before a request: ZeroMQ's name for the sender, and the empty frame of the sender's `REQ`
-/// socket.
-constexpr std::size_t envelope_frames = 2;
+
+using frame_list = std::vector<zmq::message_t>;
 
 }  // namespace
 
@@ -45,29 +45,40 @@ struct request_server::members {
         if (ipc::wait_for_message(socket, stopping) == ipc::wake_reason::stopped) {
           return;
         }
-        std::vector<zmq::message_t> frames;
-        if (!zmq::recv_multipart(socket, std::back_inserter(frames), zmq::recv_flags::dontwait) ||
-            !is_request(frames)) {
-          continue;
-        }
-        ipc::note_receiving();
-        auto const reply = frames.size() == envelope_frames + 1
-                               ? answer(frames.back().to_string_view())
-                               : refuse({ipc::bad_request, "a request is one frame, this one has several"});
-        frames.resize(envelope_frames);
-        frames.emplace_back(reply);
-        ipc::note_sending();
-        static_cast<void>(zmq::send_multipart(socket, frames, zmq::send_flags::dontwait));
-      } catch (zmq::error_t const& error) {
+        take_and_answer();
+      } catch (std::exception const& error) {
         spdlog::error("[{}] {}: cannot read or answer a request: {}", server_class, service, error.what());
       }
     }
   }
 
-  /// ZeroMQ hands over what a stranger sends as well, and it announces bytes before it has found out that
-  /// they are no message.
-  static bool is_request(std::vector<zmq::message_t> const& frames) {
-    return frames.size() > envelope_frames && frames[envelope_frames - 1].empty();
+  void take_and_answer() {
+    frame_list frames;
+    if (!zmq::recv_multipart(socket, std::back_inserter(frames), zmq::recv_flags::dontwait)) {
+      return;  // ZeroMQ announces a stranger's bytes before it has found out that they are no message
+    }
+    ipc::note_receiving();
+    auto const request = end_of_envelope(frames);
+    if (request == frames.end()) {
+      spdlog::warn("[{}] {}: passed over a message without the envelope of a request", server_class, service);
+      return;
+    }
+    auto const reply = std::next(request) == frames.end()
+                           ? answer(request->to_string_view())
+                           : refuse({ipc::bad_request, "a request is one frame, this one has several"});
+    frames.erase(request, frames.end());
+    frames.emplace_back(reply);
+    ipc::note_sending();
+    static_cast<void>(zmq::send_multipart(socket, frames, zmq::send_flags::dontwait));
+  }
+
+  /// Before a request stand ZeroMQ's name for the sender, whatever leads the reply further on from there, and
+  /// an empty frame; all of it goes before the reply too.
+  /// @return where the request begins; the end when there is none
+  static frame_list::iterator end_of_envelope(frame_list& frames) {
+    auto const separator = std::find_if(std::next(frames.begin()), frames.end(),
+                                        [](zmq::message_t const& frame) { return frame.empty(); });
+    return separator == frames.end() ? separator : std::next(separator);
   }
 
   std::string answer(std::string_view frame) {

@@ -35,6 +35,19 @@ class raw_peer {
     return frame.to_string();
   }
 
+  /// All frames of the next message; empty when none came in time.
+  std::vector<std::string> receive_all() {
+    std::vector<std::string> frames;
+    zmq::message_t frame;
+    do {
+      if (!socket.recv(frame)) {
+        return {};
+      }
+      frames.push_back(frame.to_string());
+    } while (frame.more());
+    return frames;
+  }
+
   /// Sends a request and gives its reply, null when none came or it is no JSON.
   nlohmann::json ask(std::vector<std::string> const& frames) {
     send(frames);

@@ -152,8 +152,63 @@ TEST_F(RequestServer, SurvivesBytesThatAreNotItsTransport) {
 TEST_F(RequestServer, PassesOverAMessageWithoutTheEnvelopeOfARequest) {
   ASSERT_TRUE(server.start());
   raw_peer stranger(zmq::socket_type::dealer, socket("echo.req"));
-  stranger.send({"hello"});
+  for (auto const& frames : std::vector<std::vector<std::string>>{{"hello"}, {"hello", "again"}, {""}}) {
+    log.clear();
+    stranger.send(frames);
+    EXPECT_TRUE(
+        log.wait_for(warn, "echo: passed over a message without the envelope of a request", generous));
+  }
   expect_alive();
+}
+
+TEST_F(RequestServer, SendsTheWholeEnvelopeBack) {
+  ASSERT_TRUE(server.start());
+  raw_peer peer(zmq::socket_type::dealer, socket("echo.req"));
+  std::string const request = R"({"protocol":1,"operation":"echo","arguments":[1]})";
+  // As from a client that numbers its requests, and as from behind two relays.
+  for (auto const& envelope :
+       std::vector<std::vector<std::string>>{{""}, {"number", ""}, {"relay", "client", "number", ""}}) {
+    auto frames = envelope;
+    frames.push_back(request);
+    peer.send(frames);
+    auto const reply = peer.receive_all();
+    ASSERT_EQ(reply.size(), envelope.size() + 1);
+    EXPECT_TRUE(std::equal(envelope.begin(), envelope.end(), reply.begin()));
+    EXPECT_EQ(json::parse(reply.back())["result"], json({1}));
+  }
+}
+
+TEST_F(RequestServer, AnswersManyRequestsOfOnePeerInTheirOrder) {
+  ASSERT_TRUE(server.start());
+  raw_peer peer(zmq::socket_type::dealer, socket("echo.req"));
+  for (int number = 0; number < 100; ++number) {
+    peer.send({"", R"({"protocol":1,"operation":"echo","arguments":[)" + std::to_string(number) + "]}"});
+  }
+  for (int number = 0; number < 100; ++number) {
+    auto const reply = peer.receive_all();
+    ASSERT_EQ(reply.size(), 2U);
+    EXPECT_EQ(json::parse(reply.back())["result"], json({number}));
+  }
+}
+
+TEST_F(RequestServer, GivesNobodyTheReplyOfAPeerThatHasGone) {
+  gate begun;
+  gate finish;
+  server.add("wait", [&](json const&) {
+    begun.open();
+    finish.pass();
+    return json{{"result", "late"}};
+  });
+  ASSERT_TRUE(server.start());
+  {
+    raw_peer gone(zmq::socket_type::req, socket("echo.req"));
+    gone.send({R"({"protocol":1,"operation":"wait","arguments":[]})"});
+    ASSERT_TRUE(begun.pass());
+  }
+  raw_peer next(zmq::socket_type::req, socket("echo.req"));
+  next.send({R"({"protocol":1,"operation":"echo","arguments":[2]})"});
+  finish.open();
+  EXPECT_EQ(json::parse(next.receive().value_or("null"))["result"], json({2}));
 }
 
 TEST_F(RequestServer, StopsAfterMessagesWithoutTheEnvelopeOfARequest) {
