@@ -73,6 +73,13 @@ struct [[gnu::visibility("hidden")]] service::members {
 };
 
 bool service::members::resolve(service_options const& options) {
+  std::error_code refusal;
+  fs::create_directories(options.working_dir, refusal);
+  if (refusal) {
+    spdlog::error("[service] working directory '{}' cannot be made: {}", options.working_dir,
+                  refusal.message());
+    return false;
+  }
   auto const working = existing_folder("working", options.working_dir);
   if (!working) {
     return false;
@@ -203,8 +210,8 @@ std::string const& service::database_path() const {
 std::string service::usage(std::string const& program) {
   return usage_line(program) +
          "\n"
-         "  --working-dir DIR  the existing directory to work in, made the current one (default: the current "
-         "directory)\n"
+         "  --working-dir DIR  the directory to work in, made when it is missing, and made the current one "
+         "(default: the current directory)\n"
          "  --config-dir DIR   the directory of the configuration files (default: the working directory)\n"
          "  --database FILE    the database (default: the file in the working directory named after the "
          "service, with .db)\n";

@@ -28,11 +28,11 @@ class MURA_COMMON_EXPORT service {
 
   /// Reads the options, prepares the surroundings, then calls `do_pre_init` and `do_init`.
   ///
-  /// Options: `--working-dir DIR` (must exist; becomes the current directory of the process, because relative
-  /// storage paths are resolved against both; default: the current directory), `--config-dir DIR` (must
-  /// exist; default: the working directory), `--database FILE` (default: `<working-dir>/<name>.db`; a service
-  /// without a database ignores it). Reads `<config-dir>/<name>.toml`. Relative option values are resolved
-  /// against the current directory at the call.
+  /// Options: `--working-dir DIR` (made, with its parents, when it is missing; becomes the current directory
+  /// of the process, because relative storage paths are resolved against both; default: the current
+  /// directory), `--config-dir DIR` (must exist; default: the working directory), `--database FILE` (default:
+  /// `<working-dir>/<name>.db`; a service without a database ignores it). Reads `<config-dir>/<name>.toml`.
+  /// Relative option values are resolved against the current directory at the call.
   /// @param argc, argv  as `main` gets them
   /// @return false, with a line in the log, when an option is unknown, given twice, or lacks its value (a
   ///         second line then has the usage), a directory or the configuration cannot be used, the database

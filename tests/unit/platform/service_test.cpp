@@ -127,6 +127,13 @@ TEST_F(ServiceBase, MakesTheWorkingDirectoryTheCurrentOne) {
   EXPECT_TRUE(fs::exists(root / "work/tested.db"));
 }
 
+TEST_F(ServiceBase, MakesAWorkingDirectoryThatIsMissing) {
+  noting_service service;
+  ASSERT_TRUE(init(service, {"--working-dir", "new/below", "--config-dir", "work"}));
+  EXPECT_EQ(service.working_dir(), root / "new/below");
+  EXPECT_TRUE(fs::exists(root / "new/below/tested.db"));
+}
+
 TEST_F(ServiceBase, ResolvesLinksInTheWorkingDirectory) {
   fs::create_directory_symlink(root / "work", root / "link");
   noting_service service;
@@ -248,8 +255,8 @@ class RefusedSurroundings : public ServiceBase {
   }
 };
 
-TEST_F(RefusedSurroundings, WorkingDirectoryIsMissing) {
-  expect_refusal({"--working-dir", "nowhere"}, "working directory 'nowhere'");
+TEST_F(RefusedSurroundings, WorkingDirectoryCannotBeMade) {
+  expect_refusal({"--working-dir", "work/tested.toml/below"}, "working directory 'work/tested.toml/below'");
   EXPECT_EQ(fs::current_path(), root);
 }
 
