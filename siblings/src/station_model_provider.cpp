@@ -118,6 +118,9 @@ bool station_model_provider::load(std::string const& path) {
   station_models.clear();
   try {
     station_models = models_in(parse(path));
+    if (station_models.empty()) {
+      spdlog::error("[station_model_provider] {} lists no stations", path);
+    }
     return true;
   } catch (unusable_file const& problem) {
     spdlog::error("[station_model_provider] {} cannot be used: {}", path, problem.what());

@@ -51,8 +51,23 @@ class HostProgram(SiteCase):
         self.assert_fails_with(self.run_host("--colour", "red"), "--colour")
         self.assertIn("usage:", self.run_host("--colour").stdout)
 
-    def test_a_missing_working_directory_is_told(self):
-        self.assert_fails_with(self.run_host("--working-dir", self.state / "nowhere"), str(self.state / "nowhere"))
+    def test_a_working_directory_that_cannot_be_made_is_told(self):
+        (self.state / "file").write_text("in the way")
+        folder = self.state / "file" / "below"
+        self.assert_fails_with(self.run_host("--working-dir", folder), str(folder))
+
+    def test_a_missing_working_directory_is_made(self):
+        folder = self.state / "new" / "below"
+        self.assert_fails_with(self.run_host("--working-dir", folder), str(folder / "stations_maintenance_service.toml"))
+        self.assertTrue(folder.is_dir())
+
+    def test_a_site_that_supports_no_stations_is_told(self):
+        site = self.make_site()
+        site.start_site()
+        (self.state / "config" / "supported_stations.json").write_text('{"stations": []}')
+        result = self.run_host("--working-dir", site.working_dir, "--config-dir", self.state / "config",
+                               **site.environment)
+        self.assert_fails_with(result, "supported_stations.json lists no stations")
 
     def test_a_missing_configuration_is_told(self):
         self.assert_fails_with(self.run_host("--working-dir", self.state), "stations_maintenance_service.toml")

@@ -240,9 +240,7 @@ INSTANTIATE_TEST_SUITE_P(
                      "supported_stations.json cannot be used"},
         failing_step{"supported_models_without_any",
                      [](auto& start) { start.given_file("supported_stations.json", R"({"stations": []})"); },
-                     10,
-                     {},
-                     ""},
+                     10, err, "supported_stations.json lists no stations"},
         failing_step{"a_models_table_that_takes_none",
                      [](auto& start) {
                        start.statement_during_check =

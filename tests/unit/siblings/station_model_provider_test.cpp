@@ -45,6 +45,12 @@ TEST_F(StationModelProvider, ReadsTheKindsInTheFilesOrder) {
   EXPECT_TRUE(log.lines().empty());
 }
 
+TEST_F(StationModelProvider, TakesAFileWithoutStationsAndSaysSo) {
+  EXPECT_TRUE(load(R"({"stations": []})"));
+  EXPECT_TRUE(provider.get_station_models().empty());
+  EXPECT_TRUE(log.holds(spdlog::level::err, "stations.json lists no stations"));
+}
+
 struct lookup {
   char const* vendor;
   char const* model;
