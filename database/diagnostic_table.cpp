@@ -164,6 +164,18 @@ bool diagnostic_table::update_full_path_query(unsigned int const& diagnostic_id,
 }
 
 std::vector<std::string> diagnostic_table::get_all_diagnostics_path() {
+  bool is_whole = false;
+  return fetch_paths(is_whole);
+}
+
+std::optional<std::vector<std::string>> diagnostic_table::read_all_diagnostics_path() {
+  bool is_whole = false;
+  auto paths = fetch_paths(is_whole);
+  return is_whole ? std::optional(std::move(paths)) : std::nullopt;
+}
+
+std::vector<std::string> diagnostic_table::fetch_paths(bool& is_whole) {
+  is_whole = false;
   if (!select_all_paths_query) {
     return {};
   }
@@ -175,6 +187,7 @@ std::vector<std::string> diagnostic_table::get_all_diagnostics_path() {
     spdlog::info("[diagnostic_table] There is not any diagnostic reports");
   }
   auto paths = mura_common::fetchRows(*select_all_paths_query, path_of_row);
+  is_whole = select_all_paths_query->last_error().empty();
   select_all_paths_query->reset();
   return paths;
 }

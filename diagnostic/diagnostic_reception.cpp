@@ -13,6 +13,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
+/// What a row carries as its path until its file has been placed.
+constexpr char const* const placeholder_path = "tmp";
+
 /// The absolute form of a path for the log; as it is when it cannot be told.
 std::string absolute_form(fs::path const& path) {
   std::error_code error;
@@ -203,7 +206,7 @@ bool diagnostic_manager::place_file(upload const& one, std::uint32_t id) {
   std::error_code ignored;
   if (!fs::exists(full_path, ignored)) {
     // The placeholder path stands for every row that was never placed, this one's included.
-    remove_diagnostic("tmp");
+    remove_diagnostic(placeholder_path);
     remove_diagnostic(one.uploaded_path);
     spdlog::error("[diagnostic_manager] Error : file {} can't be upload on {}", one.uploaded_path, full_path);
     return true;  // the upload has been dealt with, though there is no report of it
@@ -216,6 +219,8 @@ bool diagnostic_manager::place_file(upload const& one, std::uint32_t id) {
   }
   spdlog::error("[diagnostic_manager] Can't store new path in database. Removing file {}", full_path);
   remove_diagnostic(full_path);
+  // The row still has the placeholder path, under which the removal did not find it.
+  diag_table.delete_diagnostic_report_for_path(placeholder_path);
   return false;
 }
 

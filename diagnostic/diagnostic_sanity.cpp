@@ -47,9 +47,13 @@ void log_row_that_stays(std::string const& path) {
 }  // namespace
 
 void diagnostic_manager::check_sanity() {
-  auto const recorded = diag_table.get_all_diagnostics_path();
-  delete_rows_without_file(recorded);
-  delete_files_without_row(files_below(fs::path(working_dir) / storage_directory), recorded);
+  if (auto const recorded = diag_table.read_all_diagnostics_path()) {
+    delete_rows_without_file(*recorded);
+    delete_files_without_row(files_below(fs::path(working_dir) / storage_directory), *recorded);
+  } else {
+    // Every file would be taken for one without a row.
+    spdlog::error("[diagnostic_manager] Can't read which files are stored in database. Every file is kept.");
+  }
   delete_reports_of_unknown_stations();
 }
 
@@ -116,9 +120,7 @@ bool diagnostic_manager::delete_unknown_station(unsigned int station_id) {
   std::error_code error;
   if (fs::exists(directory, error)) {
     auto const removed = fs::remove_all(directory, error);
-    if (auto const complaint = removal_complaint(station_id, removed, error)) {
-      spdlog::error(*complaint);
-    }
+    complain_of_removal(station_id, removed, error);
   }
   return !fs::exists(directory, error);
 }

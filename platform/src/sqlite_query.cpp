@@ -46,6 +46,7 @@ bool sqlite_query::bind_null(int position) {
 
 bool sqlite_query::execute() {
   sqlite3_reset(statement.get());
+  error.clear();
   return step();
 }
 

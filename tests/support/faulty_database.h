@@ -25,11 +25,14 @@ class faulty_database : public mura_common::IDatabase {
   void fail_to_execute(std::string const& part) { unexecutable.insert(part); }
   /// From now on a statement whose text holds `part` runs but gives no row.
   void hide_rows_of(std::string const& part) { rowless.insert(part); }
+  /// From now on a statement whose text holds `part` fails after its first row.
+  void break_after_first_row_of(std::string const& part) { breaking.insert(part); }
   /// Everything works again.
   void heal() {
     unpreparable.clear();
     unexecutable.clear();
     rowless.clear();
+    breaking.clear();
   }
 
   /// The texts of all statements that were prepared or were to be, in order.
@@ -85,7 +88,7 @@ class faulty_database : public mura_common::IDatabase {
     }
     bool next() override {
       ++database.steps;
-      return working->next();
+      return !is_in(database.breaking, text) && working->next();
     }
     [[nodiscard]] std::int32_t get_int32(int column) const override { return working->get_int32(column); }
     [[nodiscard]] std::uint32_t get_uint32(int column) const override { return working->get_uint32(column); }
@@ -93,7 +96,10 @@ class faulty_database : public mura_common::IDatabase {
     [[nodiscard]] std::uint64_t get_uint64(int column) const override { return working->get_uint64(column); }
     [[nodiscard]] std::string get_text(int column) const override { return working->get_text(column); }
     [[nodiscard]] bool is_null(int column) const override { return working->is_null(column); }
-    [[nodiscard]] std::string last_error() const override { return "disk I/O error"; }
+    [[nodiscard]] std::string last_error() const override {
+      auto const is_told_to_fail = is_in(database.unexecutable, text) || is_in(database.breaking, text);
+      return is_told_to_fail ? "disk I/O error" : working->last_error();
+    }
 
    private:
     faulty_database& database;
@@ -105,4 +111,5 @@ class faulty_database : public mura_common::IDatabase {
   std::set<std::string> unpreparable;
   std::set<std::string> unexecutable;
   std::set<std::string> rowless;
+  std::set<std::string> breaking;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gmock/gmock.h>
+#include <spdlog/spdlog.h>
 
 #include <optional>
 #include <string>
@@ -18,6 +19,13 @@ class mock_logger : public tavi::logger::i_logger {
               (unsigned int category, tavi::logger::log_subtype subtype, std::string const& text),
               (override));
 };
+
+/// Has what operators are told stand among the lines of the log, as an action of the mocked event log.
+inline bool note_in_log(unsigned int /*category*/, tavi::logger::log_subtype /*subtype*/,
+                        std::string const& text) {
+  spdlog::trace("told: {}", text);
+  return true;
+}
 
 class mock_webserver_tokens : public tavi::webserver_token::i_req_resp_webserver_token_service {
  public:

@@ -61,7 +61,8 @@ class MURA_COMMON_EXPORT IQuery {
   /// Whether the current row's value in `column` is NULL; true when there is no such value.
   [[nodiscard]] virtual bool is_null(int column) const = 0;
 
-  /// What went wrong in this statement's last failed operation, in SQLite's words; empty when nothing did.
+  /// What went wrong in this statement since its last execution began, in SQLite's words; empty when nothing
+  /// did. This tells the end of the rows from a row that could not be read.
   [[nodiscard]] virtual std::string last_error() const = 0;
 };
 

@@ -95,7 +95,7 @@ TEST_F(FaultyFirmwareTable, KeepsAFirmwareOfWhichALaterAssociationFails) {
       log.lines(),
       ElementsAre(log_line{err,
                            "[firmware_table] Failed to add association between firmware with id 1 and model "
-                           "B: disk I/O error"}));
+                           "B: refused"}));
 }
 
 TEST_F(FaultyFirmwareTable, KeepsAPlaceholderThatItCannotRemoveAgain) {

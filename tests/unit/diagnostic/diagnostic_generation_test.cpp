@@ -12,6 +12,7 @@ namespace {
 
 using spdlog::level::err;
 using spdlog::level::info;
+using spdlog::level::trace;
 using tavi::logger::log_subtype;
 using tavi::network::network_config;
 using tavi::stations::charging_station;
@@ -20,7 +21,6 @@ using testing::_;
 using testing::DoAll;
 using testing::ElementsAre;
 using testing::InSequence;
-using testing::IsEmpty;
 using testing::Return;
 using testing::SetArgReferee;
 
@@ -43,7 +43,8 @@ class DiagnosticGeneration : public DiagnosticManagerTest {
   }
 
   void expect_functional_log(std::string const& text) {
-    EXPECT_CALL(logger, send_functional_log(13, log_subtype::diagnostic_all_stations_generation, text));
+    EXPECT_CALL(logger, send_functional_log(13, log_subtype::diagnostic_all_stations_generation, text))
+        .WillOnce(note_in_log);
   }
 
   unsigned int request = 0;
@@ -188,10 +189,12 @@ TEST_F(DiagnosticGeneration, AsksNobodyInARunThatIsBlocked) {
   EXPECT_CALL(ocpp, get_charging_stations).Times(0);
   EXPECT_CALL(ocpp, request_diagnostics_upload).Times(0);
   EXPECT_FALSE(manager.generate_all_diagnostics(periodic));
-  EXPECT_THAT(log.lines(), ElementsAre(log_line{
-                               info,
-                               "[diagnostic_manager] Generation of periodic diagnostic reports blocked by "
-                               "configuration"}));
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(log_line{info,
+                           "[diagnostic_manager] Generation of periodic diagnostic reports blocked by "
+                           "configuration"},
+                  log_line{trace, "told: Generating diagnostic report blocked by configuration "}));
 }
 
 TEST_F(DiagnosticGeneration, AsksEveryStationInListOrder) {
@@ -219,11 +222,14 @@ TEST_F(DiagnosticGeneration, GoesOnAfterStationsThatCannotBeAskedAndThoseThatRef
   EXPECT_THAT(
       log.lines(),
       ElementsAre(
+          log_line{trace, "told: Generating diagnostic report for all stations"},
           log_line{err,
                    "[diagnostic_manager] Can't generate diagnostic report for station 1. Diagnostic report "
                    "status is uploading"},
           log_line{err, "[diagnostic_manager] Error while generating for station 2 : not connected"},
-          log_line{info, "[diagnostic_manager] Diagnostic for station 3 generated"}));
+          log_line{info, "[diagnostic_manager] Diagnostic for station 3 generated"},
+          log_line{trace,
+                   "told: Generating diagnostic report for all stations 1 out of 3 have been generated"}));
 }
 
 TEST_F(DiagnosticGeneration, CountsAStationThatMayNotBeAskedAsNoFailure) {
@@ -240,20 +246,33 @@ TEST_F(DiagnosticGeneration, CompletesARunOverNoStations) {
   expect_functional_log("Generating diagnostic report for all stations");
   expect_functional_log("Generating diagnostic report for all stations 0 out of 0 have been generated");
   EXPECT_TRUE(manager.generate_all_diagnostics(periodic));
-  EXPECT_THAT(log.lines(), IsEmpty());
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(
+          log_line{trace, "told: Generating diagnostic report for all stations"},
+          log_line{trace,
+                   "told: Generating diagnostic report for all stations 0 out of 0 have been generated"}));
 }
 
 TEST_F(DiagnosticGeneration, CountsARunWithoutNetworkConfigurationAsDone) {
-  EXPECT_CALL(ocpp, get_charging_stations).WillOnce(Return(std::vector{station(1), station(2)}));
-  EXPECT_CALL(network, get_network_config).WillOnce(Return(std::nullopt));
   EXPECT_CALL(ocpp, request_diagnostics_upload).Times(0);
-  expect_functional_log("Generating diagnostic report for all stations");
-  expect_functional_log("Generating diagnostic report for all stations 0 out of 2 have been generated");
+  {
+    InSequence const in_order;
+    expect_functional_log("Generating diagnostic report for all stations");
+    EXPECT_CALL(ocpp, get_charging_stations).WillOnce(Return(std::vector{station(1), station(2)}));
+    EXPECT_CALL(network, get_network_config).WillOnce(Return(std::nullopt));
+    expect_functional_log("Generating diagnostic report for all stations 0 out of 2 have been generated");
+  }
   EXPECT_TRUE(manager.generate_all_diagnostics(periodic));
-  EXPECT_THAT(log.lines(),
-              ElementsAre(log_line{err,
-                                   "Can't read network configuration. Can't generate diagnostic for "
-                                   "stations"}));
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(
+          log_line{trace, "told: Generating diagnostic report for all stations"},
+          log_line{err,
+                   "Can't read network configuration. Can't generate diagnostic for "
+                   "stations"},
+          log_line{trace,
+                   "told: Generating diagnostic report for all stations 0 out of 2 have been generated"}));
 }
 
 }  // namespace

@@ -14,12 +14,13 @@ namespace {
 using namespace std::chrono_literals;
 using spdlog::level::err;
 using spdlog::level::info;
+using spdlog::level::trace;
 using tavi::logger::log_subtype;
 using tavi::stations::charging_station;
 using testing::_;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::Return;
+using testing::StartsWith;
 
 /// Far longer than any expiry takes, even on a loaded machine under a sanitizer.
 constexpr auto patience = 60s;
@@ -27,7 +28,8 @@ constexpr auto patience = 60s;
 class PeriodicGeneration : public DiagnosticManagerTest {
  protected:
   void expect_state(std::string const& text) {
-    EXPECT_CALL(logger, send_functional_log(13, log_subtype::diagnostic_periodic_generation, text));
+    EXPECT_CALL(logger, send_functional_log(13, log_subtype::diagnostic_periodic_generation, text))
+        .WillOnce(note_in_log);
   }
 };
 
@@ -38,7 +40,8 @@ TEST_F(PeriodicGeneration, IsSaidToBeStoppedWithAPeriodBelowOneSecond) {
   EXPECT_TRUE(manager.start_periodic_generation());
   EXPECT_THAT(
       log.lines(),
-      ElementsAre(log_line{info, "[diagnostic_manager] Periodic diagnsostic report generation deactivated"}));
+      ElementsAre(log_line{info, "[diagnostic_manager] Periodic diagnsostic report generation deactivated"},
+                  log_line{trace, "told: Periodic diagnostic report generation has been stopped"}));
 }
 
 TEST_F(PeriodicGeneration, TellsItsPeriodInSecondsAndWholeHours) {
@@ -48,9 +51,11 @@ TEST_F(PeriodicGeneration, TellsItsPeriodInSecondsAndWholeHours) {
   EXPECT_TRUE(manager.start_periodic_generation());
   EXPECT_THAT(
       log.lines(),
-      ElementsAre(log_line{info,
-                           "[diagnostic_manager] Started periodic diagnostic report generation. Diagnostic "
-                           "will be generated each 1h(5400s)"}));
+      ElementsAre(
+          log_line{trace, "told: Changing period of generation of diagnostic. Period is now 5400s (or 1 h)"},
+          log_line{info,
+                   "[diagnostic_manager] Started periodic diagnostic report generation. Diagnostic "
+                   "will be generated each 1h(5400s)"}));
 }
 
 TEST_F(PeriodicGeneration, TellsAPeriodBelowAnHourAsNoHours) {
@@ -67,9 +72,12 @@ TEST_F(PeriodicGeneration, FailsWithAPeriodThatNoTimerTakes) {
       "(or "
       "2562047788015215 h)");
   EXPECT_FALSE(manager.start_periodic_generation());
-  EXPECT_THAT(
-      log.lines(),
-      Contains(log_line{err, "[diagnostic_manager] Could not restart priodic diagnostic report generation"}));
+  auto const lines = log.lines();
+  ASSERT_GE(lines.size(), 2U);
+  EXPECT_EQ(lines[lines.size() - 2].level, trace);
+  EXPECT_THAT(lines[lines.size() - 2].text, StartsWith("told: ERROR : Could not restart"));
+  EXPECT_EQ(lines.back(),
+            (log_line{err, "[diagnostic_manager] Could not restart priodic diagnostic report generation"}));
 }
 
 TEST_F(PeriodicGeneration, StartsAnewWithAnotherPeriod) {

@@ -262,6 +262,7 @@ TEST_F(DiagnosticReception, RemovesTheFileWhosePathCannotBeStored) {
   auto const uploaded = given_uploaded("new", "content");
   EXPECT_FALSE(manager.save_file("token", "new", uploaded));
   auto const stored = in_folder("reports/station_1/periodic_reports/1_new");
+  EXPECT_THAT(recorded_names(), IsEmpty());
   EXPECT_FALSE(fs::exists(stored));
   EXPECT_FALSE(fs::exists(uploaded));
   EXPECT_FALSE(manager.is_my_token("token"));
@@ -270,6 +271,29 @@ TEST_F(DiagnosticReception, RemovesTheFileWhosePathCannotBeStored) {
                                 "[diagnostic_manager] Can't store new path in database. Removing "
                                 "file " +
                                     stored}));
+}
+
+TEST_F(DiagnosticReception, FilesUnderTheStationsLastNumberWhenTheRowCannotBeInserted) {
+  ASSERT_TRUE(init());
+  auto const earlier = given_stored(1, "earlier", 3);
+  given_expected("token", 1);
+  faults.fail_to_execute("INSERT");
+  EXPECT_TRUE(manager.save_file("token", "new", given_uploaded("new", "content")));
+  auto const stored = in_folder("reports/station_1/periodic_reports/1_new");
+  EXPECT_EQ(content_of(stored), "content");
+  EXPECT_EQ(table.get_all_diagnostics_path(), std::vector{stored});
+  // The file that the row was of waits for the check at the next start.
+  EXPECT_TRUE(fs::exists(earlier));
+}
+
+TEST_F(DiagnosticReception, FilesAStationsFirstReportUnderNoNumberWhenItsRowCannotBeInserted) {
+  ASSERT_TRUE(init());
+  given_expected("token", 1);
+  faults.fail_to_execute("INSERT");
+  EXPECT_TRUE(manager.save_file("token", "new", given_uploaded("new", "content")));
+  // Nobody lists it; the check at the next start removes it.
+  EXPECT_EQ(content_of(in_folder("reports/station_1/periodic_reports/0_new")), "content");
+  EXPECT_THAT(recorded_names(), IsEmpty());
 }
 
 /// Leaves the process exactly one free file descriptor while it lives.

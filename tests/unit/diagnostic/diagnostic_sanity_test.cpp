@@ -19,6 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 using spdlog::level::err;
 using spdlog::level::info;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Return;
@@ -338,14 +339,19 @@ TEST_F(DiagnosticSanity, KeepsTheDirectoryOfAStationWhoseRowsCannotBeDeleted) {
 TEST(RemovalComplaint, IsMadeOnlyWhenThereWasNothingToRemove) {
   auto const refused = std::make_error_code(std::errc::permission_denied);
   constexpr auto failed = static_cast<std::uintmax_t>(-1);
-  EXPECT_EQ(removal_complaint(9, 0, {}),
-            "[diagnostic_manager] Can't remove directory for non existing station 9 from directory. Error : "
-            "Success");
-  EXPECT_EQ(removal_complaint(9, 0, refused),
-            "[diagnostic_manager] Can't remove directory for non existing station 9 from directory. Error : "
-            "Permission denied");
-  EXPECT_EQ(removal_complaint(9, 1, {}), std::nullopt);
-  EXPECT_EQ(removal_complaint(9, failed, refused), std::nullopt);
+  log_capture log;
+  complain_of_removal(9, 0, {});
+  complain_of_removal(9, 0, refused);
+  complain_of_removal(9, 1, {});
+  complain_of_removal(9, failed, refused);
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(log_line{err,
+                           "[diagnostic_manager] Can't remove directory for non existing station 9 from "
+                           "directory. Error : Success"},
+                  log_line{err,
+                           "[diagnostic_manager] Can't remove directory for non existing station 9 from "
+                           "directory. Error : Permission denied"}));
 }
 
 TEST_F(DiagnosticSanity, SaysNothingOfADirectoryThatCannotBeRemovedWhole) {
@@ -364,7 +370,27 @@ TEST_F(DiagnosticSanity, SaysNothingOfADirectoryThatCannotBeRemovedWhole) {
   EXPECT_FALSE(fs::exists(report));
 }
 
-TEST_F(DiagnosticSanity, DeletesNothingWhenTheReportsCannotBeRead) {
+TEST_F(DiagnosticSanity, KeepsEveryFileWhenNotEveryRowCanBeRead) {
+  auto const first = given_stored(1, "a", 1);
+  auto const second = given_stored(2, "b", 1);
+  for (bool const is_first_row_read : {false, true}) {
+    if (is_first_row_read) {
+      faults.break_after_first_row_of("SELECT full_path");
+    } else {
+      faults.fail_to_execute("SELECT full_path");
+    }
+    EXPECT_THAT(check(), Contains(log_line{err,
+                                           "[diagnostic_manager] Can't read which files are stored in "
+                                           "database. Every file is kept."}));
+    EXPECT_TRUE(fs::exists(first));
+    EXPECT_TRUE(fs::exists(second));
+    EXPECT_THAT(recorded_names(), ElementsAre("a", "b"));
+    faults.heal();
+  }
+  EXPECT_THAT(check(), IsEmpty());
+}
+
+TEST_F(DiagnosticSanity, DeletesNothingOfUnknownStationsWhenTheReportsCannotBeRead) {
   auto const report = given_stored(9, "a", 1);
   faults.fail_to_execute("SELECT * FROM DiagnosticReports");
   EXPECT_THAT(check(), IsEmpty());

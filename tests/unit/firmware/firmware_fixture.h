@@ -32,13 +32,6 @@ class FirmwareManagerTest : public testing::Test {
     return stations_maintenance::wait_for_timeout(manager, log, manager_run::token_of(one));
   }
 
-  /// Has what operators are told stand among the lines of the log, as an action of the event log.
-  static bool note_in_log(unsigned int /*category*/, tavi::logger::log_subtype /*subtype*/,
-                          std::string const& text) {
-    spdlog::trace("told: {}", text);
-    return true;
-  }
-
   /// Announces a firmware and waits until its time is over.
   announcement given_overdue(std::string const& version) {
     EXPECT_TRUE(run.init({.timeout = std::chrono::seconds(0)}));

@@ -171,6 +171,18 @@ TEST_F(FirmwareUpload, IgnoresAFileThatComesAfterTheTimeAndLeavesItWhereItIs) {
   EXPECT_TRUE(fs::exists(uploaded));
 }
 
+TEST_F(FirmwareUpload, IsBeingProcessedUntilItsFileIsStored) {
+  ASSERT_TRUE(run.init());
+  given_announced();
+  auto seen = status::none;
+  file_mode_hook const hook(file_mode_hook::call::by_name, [&] {
+    seen = announced_uploads_of(manager).front().status;
+    return 0;
+  });
+  upload();
+  EXPECT_EQ(seen, status::being_processed);
+}
+
 TEST_F(FirmwareUpload, HasNoTimeOutAnyMoreOnceItsFileIsHere) {
   // What the disk takes its time for must not use up theirs.
   run.execute("PRAGMA synchronous=OFF;");
