@@ -77,7 +77,8 @@ class FirmwareKilled(FirmwareCase):
         host.wait_for(rf"firmware with id {number} added to DB", PATIENCE)
         undisturbed = time.monotonic() - begin
         listed = self.assert_firmware_is_whole(site, hashes)
-        for attempt in range(8):
+        last = 8
+        for attempt in range(last + 1):
             version = f"1.{attempt}"
             number, address = self.announce(site, version)
             file = self.make_firmware(f"try_{attempt}.bin", 40_000_000)
@@ -85,15 +86,20 @@ class FirmwareKilled(FirmwareCase):
             self.assertEqual(curl("-T", file, f"{address}/{file.name}")[0], 201)
             # From the beginning of the copy to after the row.
             host.wait_for(rf"Firmware {file.name} uploaded on tavi", PATIENCE)
-            threading.Event().wait(undisturbed * attempt / 3)
+            if attempt == last:
+                host.wait_for(rf"firmware with id {number} added to DB", PATIENCE)
+            else:
+                threading.Event().wait(undisturbed * attempt / 3)
             self.kill(site, host)
             host = site.start_host()
             listed = self.assert_firmware_is_whole(site, hashes)
             self.assertEqual([info["id"] for info in site.ask("get_charging_station_firmware", 1)[0]],
                              [info["id"] for info in listed])
-        # The moments were on either side of the row, or this would have shown little.
-        self.assertGreater(len(listed), 1)
-        self.assertLess(len(listed), 1 + 8)
+        # The first kill came before the row and the last one after it.
+        versions = [info["version"] for info in listed]
+        self.assertIn(f"1.{last}", versions)
+        self.assertNotIn("1.0", versions)
+        self.assertEqual(host.stop(), 0)
 
 
 if __name__ == "__main__":

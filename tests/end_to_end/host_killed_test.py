@@ -1,14 +1,12 @@
 """The host is killed with SIGKILL while reports arrive; what is on disk afterwards is whole."""
 
-import concurrent.futures
-import hashlib
 import os
-import random
 import threading
+import time
 import unittest
 
 from ocpp_station import Station
-from site_case import PATIENCE, RawConnection, SiteCase, curl, sha256, wait_until
+from site_case import PATIENCE, RawConnection, SiteCase, curl, file_sha256, sha256, wait_until
 
 
 class HostKilled(SiteCase):
@@ -42,6 +40,7 @@ class HostKilled(SiteCase):
         # The token was the killed process's; the new one asks anew, and that upload is filed.
         asked = len(station.locations)
         host = site.start_host()
+        self.assert_tree_and_table_agree(site)
         station.wait_for(lambda one: len(one.locations) > asked)
         file = self.state / "to_upload"
         file.write_bytes(content)
@@ -54,26 +53,39 @@ class HostKilled(SiteCase):
     def test_at_any_moment_every_file_under_a_final_name_is_whole(self):
         site, station = self.start(1)
         sent = {}
-        chance = random.Random(7)
-        for attempt in range(8):
-            asked = len(station.locations)
-            host = site.start_host()
-            station.wait_for(lambda one, before=asked: len(one.locations) > before)
-            content = os.urandom(8_000_000)
-            name = f"try_{attempt}.bin"
-            sent[name] = hashlib.sha256(content).hexdigest()
-            file = self.state / "to_upload"
-            file.write_bytes(content)
-            upload = concurrent.futures.ThreadPoolExecutor(1).submit(curl, "-T", file, station.locations[-1] + name)
-            # From before the announcement to after the filing: the moment is left to chance.
-            host.wait_for(rf"Trying to save file|{name} uploaded on tavi", PATIENCE)
-            threading.Event().wait(chance.uniform(0, 0.15))
+        host, name = self.upload_one(site, station, "undisturbed.bin", sent)
+        begin = time.monotonic()
+        host.wait_for(rf"File {name} has been uploaded on ", PATIENCE)
+        undisturbed = time.monotonic() - begin
+        last = 8
+        for attempt in range(last + 1):
+            host, name = self.upload_one(site, station, f"try_{attempt}.bin", sent, host)
+            # From the beginning of the filing to after it.
+            if attempt == last:
+                wait_until(lambda: any(row["full_path"].endswith(name) for row in site.rows()), "the row")
+            else:
+                threading.Event().wait(undisturbed * attempt / 3)
             host.kill()
             site.forget(host)
-            self.assertEqual(upload.result()[0], 201)
             self.assert_files_are_whole(site, sent)
-        # The moments were on either side of the filing, or this would have shown little.
-        self.assertGreater(len(site.reports()), 0)
+            host = site.start_host()
+            self.assert_tree_and_table_agree(site)
+        # The first kill came before the row and the last one after it.
+        filed = {path.name.split("_", 1)[1] for path, _ in site.reports()}
+        self.assertIn(name, filed)
+        self.assertNotIn("try_0.bin", filed)
+
+    def upload_one(self, site, station, name, sent, host=None):
+        """Has the station upload a report; gives host and name once the service begins to file it."""
+        asked = len(station.locations)
+        host = host or site.start_host()
+        station.wait_for(lambda one: len(one.locations) > asked)
+        file = self.state / "to_upload"
+        file.write_bytes(os.urandom(8_000_000))
+        sent[name] = file_sha256(file)
+        self.assertEqual(curl("-T", file, station.locations[-1] + name)[0], 201)
+        host.wait_for(rf"File {name} uploaded on tavi", PATIENCE)
+        return host, name
 
     def assert_files_are_whole(self, site, sent):
         rows = {row["diagnostic_id"]: row for row in site.rows()}

@@ -233,6 +233,17 @@ TEST_F(FileCopy, LeavesNothingWhenAStepFails) {
   }
 }
 
+TEST_F(FileCopy, LeavesNothingWhenThereIsNoSpaceLeft) {
+  folder.write("source", "report");
+  std::vector<std::vector<failing_call>> const moments{{{SYS_copy_file_range, ENOSPC}, {SYS_write, ENOSPC}},
+                                                       {{SYS_fsync, ENOSPC}},
+                                                       {without_nameless_files(ENOSPC)}};
+  for (auto const& moment : moments) {
+    EXPECT_EQ(copy_in_child(moment), ENOSPC);
+    EXPECT_EQ(names_in(store), std::set<std::string>{});
+  }
+}
+
 TEST_F(FileCopy, LeavesNothingWhenTheFolderCannotBeFlushed) {
   folder.write("source", "report");
   // The copy opens the source, the folder and the new file: each flush fails in one of the rounds.
