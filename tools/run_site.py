@@ -8,7 +8,6 @@ once with --once.
 """
 
 import argparse
-import hashlib
 import json
 import os
 import pathlib
@@ -18,6 +17,7 @@ import shlex
 import signal
 import socket
 import sqlite3
+import subprocess
 import sys
 
 import site_processes
@@ -115,11 +115,20 @@ class Control:
         return output
 
 
-def show_reports(site, control):
+def show_reports(site, control, host, stations):
     """One report of each station, from the request to the list."""
-    control.show("reports", "generate", "--all", "--wait", "--timeout", f"{PATIENCE}s")
+    before = len(host.lines())
+    control.show("reports", "generate", "--all")
+    # The service says so of each, once it has dealt with what was uploaded.
+    host.wait_for(r"\[diagnostic_manager\] Removing file .*", PATIENCE, stations, since=before)
     show_tree(site)
     control.show("reports", "list")
+    filed = sum("has been uploaded on " in line for line in host.lines()[before:])
+    if filed != stations:
+        raise site_processes.SiteError(f"{filed} of {stations} reports were filed: {host.last_words()}")
+    stored, recorded = {str(path) for path, _ in site.reports()}, {row["full_path"] for row in site.rows()}
+    if stored != recorded:
+        raise site_processes.SiteError(f"without file or without row: {', '.join(sorted(stored ^ recorded))}")
 
 
 def find_own_firmware(listed):
@@ -136,14 +145,25 @@ def show_firmware(site, control, services, stations):
     for old in find_own_firmware(control.ask("firmware", "list")):
         control.ask("firmware", "delete", old["id"], "--yes")
     control.show("firmware", "add", file, "--model", FIRMWARE_MODEL, "--version", FIRMWARE_VERSION)
-    digest = hashlib.sha256(file.read_bytes()).hexdigest()
-    say(f"\n$ sha256sum {file}\n{digest}  {file}")
+    digest = show_digest(file)
     control.show("firmware", "available", "--station", 1)
     offered = control.ask("firmware", "available", "--station", 1)
     shown = [one for one in offered if one["hash"] == digest]
     if len(shown) != 1:
         raise site_processes.SiteError(f"the service offers {offered}, expected one firmware with the hash {digest}")
     deliver(site, services, stations, shown[0], digest)
+
+
+def show_digest(file):
+    """The SHA-256 of a file as the system's own program tells it."""
+    say(f"\n$ sha256sum {shlex.quote(str(file))}")
+    told = subprocess.run(["sha256sum", "--", file], capture_output=True, text=True, errors="surrogateescape",
+                          check=False)
+    if told.returncode != 0:
+        raise site_processes.SiteError(told.stderr.strip())
+    say(told.stdout.rstrip("\n"))
+    # A backslash before the digest says that the name that follows is escaped.
+    return told.stdout.lstrip("\\").split(" ", 1)[0]
 
 
 def deliver(site, services, stations, firmware, digest):
@@ -180,11 +200,11 @@ def run(arguments, events):
         stations.wait_for(r"\S+ connected", PATIENCE, arguments.stations)
         services.wait_for(r"station \d+ \(\S+\) booted", PATIENCE, arguments.stations)
         say(f"{arguments.stations} stations have booted")
-        site.start_host()
+        host = site.start_host()
         say("the stations maintenance service runs; below, its command line with TAVI_RUNTIME_DIR="
             + site.environment["TAVI_RUNTIME_DIR"])
         control = Control(site)
-        show_reports(site, control)
+        show_reports(site, control, host, arguments.stations)
         show_firmware(site, control, services, stations)
         show_functional_log(site)
         if not arguments.once:

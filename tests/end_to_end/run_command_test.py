@@ -87,6 +87,15 @@ class RunCommand(SiteCase):
         self.assertEqual((process.returncode, errors), (0, ""))
         self.assertEqual(self.processes_of_this_site(), [])
 
+    def test_a_report_that_was_not_filed_is_one_line(self):
+        # The second station's reports would lie where not even root can make a file.
+        folder = self.state / "maintenance" / "diagnostic_reports" / "station_2"
+        folder.mkdir(parents=True)
+        (folder / "manual_reports").symlink_to("/proc")
+        result = self.run_site("--state", self.state, "--port", free_port(), "--stations", 2, "--once")
+        self.assert_one_line(result, "1 of 2 reports were filed")
+        self.assertEqual(self.processes_of_this_site(), [])
+
     def test_a_port_in_use_is_one_line(self):
         with socket.socket() as taken:
             taken.bind(("127.0.0.1", 0))
