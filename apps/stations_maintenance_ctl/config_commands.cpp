@@ -79,7 +79,8 @@ void explain_refusal(command_context& context, change_step const& refused,
     return;
   }
   context.console.complain(fmt::format(
-      "the service did not take {}: it may lie outside its range in [limits.diagnostic_report] of the "
+      "the service did not take {}: it, or the other value, may lie outside its range in "
+      "[limits.diagnostic_report] of the "
       "service's configuration file, or the file cannot be written; the service's log says which. {}",
       refused.name, in_force));
 }

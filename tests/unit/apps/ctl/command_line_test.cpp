@@ -176,6 +176,7 @@ INSTANTIATE_TEST_SUITE_P(
         refusal_case{"UnknownOption", {"reports", "list", "--fast"}, "--fast"},
         refusal_case{"OptionOfAnother", {"reports", "list", "--wait"}, "--wait"},
         refusal_case{"SurplusArgument", {"reports", "list", "5"}, "5"},
+        refusal_case{"SurplusArgumentOfFirmware", {"firmware", "list", "5"}, "5"},
         refusal_case{"EmptyFolderOfSockets", {"--runtime-dir", "", "watch"}, "name of the folder is empty"},
         refusal_case{"SurplusWordBeforeNothingToSet", {"config", "set", "period"}, "period"},
         refusal_case{"UnknownOptionBeforeNothingToSet", {"config", "set", "--fast"}, "--fast"},

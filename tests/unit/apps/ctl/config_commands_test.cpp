@@ -156,7 +156,8 @@ TEST_F(ConfigCommands, RefusedMaximumIsNamedAndThePeriodIsNotSentAtAll) {
   expect_change({5, true, 3600s}, {1001, true, 3600s}, false, {5, true, 3600s});
   EXPECT_EQ(run_command(context, config_set_options{1001, 60s, false, false}), exit_code::failed);
   EXPECT_EQ(console.output, "");
-  EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("did not take the maximum 1001: it may")));
+  EXPECT_THAT(console.complaints,
+              ElementsAre(HasSubstr("did not take the maximum 1001: it, or the other value, may")));
   EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("In force now: a maximum of 5 and a period of 1h")));
 }
 
@@ -168,14 +169,16 @@ TEST_F(ConfigCommands, RefusedPeriodIsNamedBesideTheMaximumThatWasTaken) {
   EXPECT_CALL(handler, on_get_configuration).WillOnce(Return(configuration{6, true, 3600s}));
   EXPECT_EQ(run_command(context, config_set_options{6, 5s, false, false}), exit_code::failed);
   EXPECT_EQ(console.output, "");
-  EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("did not take the period 5s: it may")));
+  EXPECT_THAT(console.complaints,
+              ElementsAre(HasSubstr("did not take the period 5s: it, or the other value, may")));
   EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("In force now: a maximum of 6 and a period of 1h")));
 }
 
 TEST_F(ConfigCommands, DisableThatIsRefusedNamesTheMaximum) {
   expect_change({5, true, 3600s}, {0, true, 3600s}, false, {5, true, 3600s});
   EXPECT_EQ(run_command(context, config_set_options{{}, {}, false, true}), exit_code::failed);
-  EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("did not take the maximum 0: it may")));
+  EXPECT_THAT(console.complaints,
+              ElementsAre(HasSubstr("did not take the maximum 0: it, or the other value, may")));
 }
 
 TEST_F(ConfigCommands, ValueInForceThatWasAnsweredWithAFailureIsNotCalledRefused) {
