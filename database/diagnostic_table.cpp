@@ -165,16 +165,10 @@ bool diagnostic_table::update_full_path_query(unsigned int const& diagnostic_id,
 
 std::vector<std::string> diagnostic_table::get_all_diagnostics_path() {
   bool is_whole = false;
-  return fetch_paths(is_whole);
+  return get_all_diagnostics_path(is_whole);
 }
 
-std::optional<std::vector<std::string>> diagnostic_table::read_all_diagnostics_path() {
-  bool is_whole = false;
-  auto paths = fetch_paths(is_whole);
-  return is_whole ? std::optional(std::move(paths)) : std::nullopt;
-}
-
-std::vector<std::string> diagnostic_table::fetch_paths(bool& is_whole) {
+std::vector<std::string> diagnostic_table::get_all_diagnostics_path(bool& is_whole) {
   is_whole = false;
   if (!select_all_paths_query) {
     return {};

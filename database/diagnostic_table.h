@@ -41,8 +41,8 @@ class diagnostic_table : public mura_common::DatabaseTable {
   /// Every stored path, placeholders included, in the database's order; those before the failure when one
   /// cannot be read.
   std::vector<std::string> get_all_diagnostics_path();
-  /// As `get_all_diagnostics_path`. @return absent when not every path could be read
-  std::optional<std::vector<std::string>> read_all_diagnostics_path();
+  /// As without the parameter. @param is_whole  set: whether every path is among the result
+  std::vector<std::string> get_all_diagnostics_path(bool& is_whole);
   /// Every report, in the database's order.
   std::vector<diagnostic_report_info> get_all_diagnostics();
   /// The reports of one station, in the database's order.
@@ -89,8 +89,6 @@ class diagnostic_table : public mura_common::DatabaseTable {
  private:
   [[nodiscard]] bool prepare_statements();
   [[nodiscard]] bool run(char const* statement);
-  /// @param is_whole  set: whether every path is among the result
-  [[nodiscard]] std::vector<std::string> fetch_paths(bool& is_whole);
   [[nodiscard]] std::vector<diagnostic_report_info> fetch_all_and_reset(
       std::unique_ptr<mura_common::IQuery> const& query);
   [[nodiscard]] std::optional<diagnostic_report_info> get_oldest_of_all();

@@ -47,12 +47,17 @@ void log_row_that_stays(std::string const& path) {
 }  // namespace
 
 void diagnostic_manager::check_sanity() {
-  if (auto const recorded = diag_table.read_all_diagnostics_path()) {
-    delete_rows_without_file(*recorded);
-    delete_files_without_row(files_below(fs::path(working_dir) / storage_directory), *recorded);
+  auto is_every_row_known = false;
+  auto const recorded = diag_table.get_all_diagnostics_path(is_every_row_known);
+  delete_rows_without_file(recorded);
+  auto const files = files_below(fs::path(working_dir) / storage_directory);
+  if (is_every_row_known) {
+    delete_files_without_row(files, recorded);
   } else {
-    // Every file would be taken for one without a row.
-    spdlog::error("[diagnostic_manager] Can't read which files are stored in database. Every file is kept.");
+    spdlog::error(
+        "[diagnostic_manager] Can't read which files are stored in database. No file is removed from the "
+        "directory "
+        "for want of a row.");
   }
   delete_reports_of_unknown_stations();
 }

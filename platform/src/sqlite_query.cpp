@@ -81,6 +81,7 @@ std::string sqlite_query::get_text(int column) const {
   }
   // As a blob: the text's bytes, zeros among them too. Asking for the text first makes numbers text.
   if (sqlite3_column_text(statement.get(), column) == nullptr) {
+    keep_error();
     return {};
   }
   auto const* const bytes = static_cast<char const*>(sqlite3_column_blob(statement.get(), column));
@@ -132,7 +133,7 @@ bool sqlite_query::step() {
   return result == SQLITE_DONE;
 }
 
-void sqlite_query::keep_error() {
+void sqlite_query::keep_error() const {
   error = sqlite3_errmsg(sqlite3_db_handle(statement.get()));
 }
 

@@ -48,11 +48,11 @@ class sqlite_query : public IQuery {
   [[nodiscard]] bool is_bound(int result);
   [[nodiscard]] bool has_column(int column) const;
   [[nodiscard]] bool step();
-  void keep_error();
+  void keep_error() const;
 
   owned_statement statement;
   bool row = false;
-  std::string error;
+  mutable std::string error;
 };
 
 }  // namespace mura_common
