@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "mura_common/delivery.h"
+#include "mura_common/file.h"
 #include "service_options.h"
 
 namespace mura_common::service {
@@ -34,6 +35,24 @@ std::optional<fs::path> existing_folder(char const* purpose, fs::path const& pat
     return std::nullopt;
   }
   return resolved;
+}
+
+/// Makes a working directory that is missing, and has it last: what is kept in it is only as durable as the
+/// directories above it. @return false, with a line in the log, when it cannot be made
+bool make_folder(fs::path const& path) {
+  std::error_code error;
+  if (!fs::create_directories(path, error)) {
+    if (error) {
+      spdlog::error("[service] working directory '{}' cannot be made: {}", path.string(), error.message());
+    }
+    return !error;
+  }
+  // Nobody is to take a mistyped name, or a disk that is not there, for an empty site.
+  spdlog::warn("[service] working directory '{}' was missing and has been made", path.string());
+  for (auto above = fs::absolute(path, error); above.has_relative_path(); above = above.parent_path()) {
+    static_cast<void>(flush_folder(above.parent_path(), error));
+  }
+  return true;
 }
 
 /// Calls a hook; one that throws has failed.
@@ -73,21 +92,19 @@ struct [[gnu::visibility("hidden")]] service::members {
 };
 
 bool service::members::resolve(service_options const& options) {
-  std::error_code refusal;
-  fs::create_directories(options.working_dir, refusal);
-  if (refusal) {
-    spdlog::error("[service] working directory '{}' cannot be made: {}", options.working_dir,
-                  refusal.message());
+  auto const given_configs =
+      options.config_dir ? existing_folder("configuration", *options.config_dir) : std::nullopt;
+  if (options.config_dir && !given_configs) {
+    return false;
+  }
+  if (!make_folder(options.working_dir)) {
     return false;
   }
   auto const working = existing_folder("working", options.working_dir);
   if (!working) {
     return false;
   }
-  auto const configs = options.config_dir ? existing_folder("configuration", *options.config_dir) : working;
-  if (!configs) {
-    return false;
-  }
+  auto const& configs = given_configs ? given_configs : working;
   working_dir = working->string();
   config_dir = configs->string();
   if (has_database) {

@@ -132,6 +132,7 @@ TEST_F(ServiceBase, MakesAWorkingDirectoryThatIsMissing) {
   ASSERT_TRUE(init(service, {"--working-dir", "new/below", "--config-dir", "work"}));
   EXPECT_EQ(service.working_dir(), root / "new/below");
   EXPECT_TRUE(fs::exists(root / "new/below/tested.db"));
+  EXPECT_TRUE(log.holds(spdlog::level::warn, "working directory 'new/below' was missing and has been made"));
 }
 
 TEST_F(ServiceBase, ResolvesLinksInTheWorkingDirectory) {
@@ -258,6 +259,11 @@ class RefusedSurroundings : public ServiceBase {
 TEST_F(RefusedSurroundings, WorkingDirectoryCannotBeMade) {
   expect_refusal({"--working-dir", "work/tested.toml/below"}, "working directory 'work/tested.toml/below'");
   EXPECT_EQ(fs::current_path(), root);
+}
+
+TEST_F(RefusedSurroundings, NoWorkingDirectoryIsMadeForAConfigurationThatIsMissing) {
+  expect_refusal({"--working-dir", "new", "--config-dir", "nowhere"}, "configuration directory 'nowhere'");
+  EXPECT_FALSE(fs::exists(root / "new"));
 }
 
 TEST_F(RefusedSurroundings, WorkingDirectoryIsAFile) {
