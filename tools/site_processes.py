@@ -136,7 +136,8 @@ class Site:
 
     def __init__(self, programs, state, port, settings=None, site_settings=None, on_line=None):
         self.programs = pathlib.Path(programs)
-        self.state = pathlib.Path(state).absolute()
+        # Without links and "..", as the service writes its paths down.
+        self.state = pathlib.Path(state).resolve()
         self.port = port
         self._on_line = on_line
         self._processes = []

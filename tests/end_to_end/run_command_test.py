@@ -70,6 +70,14 @@ class RunCommand(SiteCase):
             self.assertEqual(result.returncode, 0, result.stderr)
         self.assertRegex(result.stdout, r"2_diagnostics_\S+\.tar\.gz")
 
+    def test_it_runs_below_a_link_and_dots(self):
+        (self.state / "real").mkdir()
+        (self.state / "link").symlink_to("real")
+        result = self.run_site("--state", self.state / "link" / ".." / "link" / "state", "--port", free_port(),
+                               "--stations", 1, "--once")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertTrue((self.state / "real" / "state").is_dir())
+
     def test_it_stays_up_and_ctrl_c_ends_it_cleanly(self):
         process = subprocess.Popen(self.command("--state", self.state, "--port", free_port(), "--stations", 1),
                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
