@@ -1,7 +1,6 @@
 """The host is killed with SIGKILL at every stage of a firmware's way; afterwards nothing half is offered."""
 
 import os
-import sqlite3
 import threading
 import time
 import unittest
@@ -48,14 +47,12 @@ class FirmwareKilled(FirmwareCase):
         host = site.start_host()
         number, address = self.announce(site, "1.0")
         file = self.make_firmware("fw.bin", 1_000_000)
-        # Whoever holds the database keeps the service waiting with the row, after the file has been copied.
-        holder = sqlite3.connect(site.working_dir / "stations_maintenance_service.db", isolation_level=None)
-        self.addCleanup(holder.close)
-        holder.execute("BEGIN IMMEDIATE")
+        # It waits with the row, after the file has been copied.
+        holder = self.hold_database(site)
         self.assertEqual(curl("-T", file, f"{address}/fw.bin")[0], 201)
         wait_until(lambda: [one.name for one in self.store(site)] == [f"{number}_fw.bin"], "the copy")
         self.kill(site, host)
-        holder.execute("ROLLBACK")
+        holder.close()
         host = site.start_host()
         self.assertTrue(any(f"Cleanup firmware {number} that has no file" in line for line in host.lines()))
         self.assertEqual(site.ask("get_firmwares"), ([], []))
@@ -83,14 +80,17 @@ class FirmwareKilled(FirmwareCase):
             number, address = self.announce(site, version)
             file = self.make_firmware(f"try_{attempt}.bin", 40_000_000)
             hashes[version] = file_sha256(file)
+            # From the beginning of the copy, whose row is held up the first time, to after the row.
+            holder = self.hold_database(site) if attempt == 0 else None
             self.assertEqual(curl("-T", file, f"{address}/{file.name}")[0], 201)
-            # From the beginning of the copy to after the row.
             host.wait_for(rf"Firmware {file.name} uploaded on tavi", PATIENCE)
             if attempt == last:
                 host.wait_for(rf"firmware with id {number} added to DB", PATIENCE)
             else:
                 threading.Event().wait(undisturbed * attempt / 3)
             self.kill(site, host)
+            if holder:
+                holder.close()
             host = site.start_host()
             listed = self.assert_firmware_is_whole(site, hashes)
             self.assertEqual([info["id"] for info in site.ask("get_charging_station_firmware", 1)[0]],

@@ -59,14 +59,17 @@ class HostKilled(SiteCase):
         undisturbed = time.monotonic() - begin
         last = 8
         for attempt in range(last + 1):
+            # From the beginning of the filing, held up there the first time, to after it.
+            holder = self.hold_database(site) if attempt == 0 else None
             host, name = self.upload_one(site, station, f"try_{attempt}.bin", sent, host)
-            # From the beginning of the filing to after it.
             if attempt == last:
                 wait_until(lambda: any(row["full_path"].endswith(name) for row in site.rows()), "the row")
             else:
                 threading.Event().wait(undisturbed * attempt / 3)
             host.kill()
             site.forget(host)
+            if holder:
+                holder.close()
             self.assert_files_are_whole(site, sent)
             host = site.start_host()
             self.assert_tree_and_table_agree(site)

@@ -5,6 +5,7 @@ import os
 import pathlib
 import shutil
 import socket
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -26,7 +27,7 @@ class SiteCase(unittest.TestCase):
     site_settings = {}
 
     def setUp(self):
-        self.state = pathlib.Path(tempfile.mkdtemp(prefix="site_"))
+        self.state = pathlib.Path(tempfile.mkdtemp(prefix="site_")).resolve()
         self.addCleanup(shutil.rmtree, self.state, ignore_errors=True)
 
     def make_site(self, settings=None, site_settings=None):
@@ -37,6 +38,13 @@ class SiteCase(unittest.TestCase):
             site_settings={**self.site_settings, **(site_settings or {})})
         self.addCleanup(site.stop)
         return site
+
+    def hold_database(self, site):
+        """Keeps the service waiting with its next change of the database; gives what is to be closed in the end."""
+        holder = sqlite3.connect(site.working_dir / "stations_maintenance_service.db", isolation_level=None)
+        self.addCleanup(holder.close)
+        holder.execute("BEGIN IMMEDIATE")
+        return holder
 
     def assert_tree_and_table_agree(self, site):
         """Every stored file is whole and has its row; every row that was placed has its file."""

@@ -1,13 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <string>
 
 #include "file_mode_hook.h"
+#include "file_size_limit.h"
 #include "firmware_fixture.h"
 
 namespace tavi::stations_maintenance {
@@ -104,27 +103,6 @@ TEST_F(FailingUpload, HasNoStoreAnyMore) {
   EXPECT_FALSE(fs::exists(in_folder("store")));
   expect_failed();
 }
-
-/// The size that files of the process may have, put back afterwards.
-class file_size_limit {
- public:
-  explicit file_size_limit(rlim_t bytes) : handler(::signal(SIGXFSZ, SIG_IGN)) {
-    ::getrlimit(RLIMIT_FSIZE, &before);
-    auto changed = before;
-    changed.rlim_cur = bytes;
-    ::setrlimit(RLIMIT_FSIZE, &changed);
-  }
-  ~file_size_limit() {
-    ::setrlimit(RLIMIT_FSIZE, &before);
-    ::signal(SIGXFSZ, handler);
-  }
-  file_size_limit(file_size_limit const&) = delete;
-  file_size_limit& operator=(file_size_limit const&) = delete;
-
- private:
-  rlimit before{};
-  sighandler_t handler;
-};
 
 TEST_F(FailingUpload, FindsNoRoomForItsFile) {
   constexpr std::size_t megabyte = std::size_t{1} << 20U;

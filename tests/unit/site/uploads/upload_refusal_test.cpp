@@ -1,12 +1,10 @@
-#include <signal.h>
-#include <sys/resource.h>
-
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "file_size_limit.h"
 #include "upload_site.h"
 
 namespace tavi::site {
@@ -234,27 +232,6 @@ TEST_F(UploadRefusalTest, FileTakenByItsOwnerMakesRoom) {
 
   EXPECT_EQ(status_for(put(make_token(), std::string(100, 'y'))), 201);
 }
-
-/// The size that files of the process may have, put back afterwards.
-class file_size_limit {
- public:
-  explicit file_size_limit(rlim_t bytes) : handler(::signal(SIGXFSZ, SIG_IGN)) {
-    ::getrlimit(RLIMIT_FSIZE, &before);
-    auto changed = before;
-    changed.rlim_cur = bytes;
-    ::setrlimit(RLIMIT_FSIZE, &changed);
-  }
-  ~file_size_limit() {
-    ::setrlimit(RLIMIT_FSIZE, &before);
-    ::signal(SIGXFSZ, handler);
-  }
-  file_size_limit(file_size_limit const&) = delete;
-  file_size_limit& operator=(file_size_limit const&) = delete;
-
- private:
-  rlimit before{};
-  sighandler_t handler;
-};
 
 TEST_F(UploadRefusalTest, DiskWithoutRoomIsSaidAndTheTokenKept) {
   options.upload.max_bytes = 4 * 1024 * 1024;
