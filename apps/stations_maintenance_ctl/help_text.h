@@ -11,7 +11,7 @@ inline constexpr char const* program =
     "  2    the command line is wrong, or a confirmation is missing\n"
     "  3    a service does not run or cannot be reached\n"
     "  4    the time was over before it was done\n"
-    "  130  ended by Ctrl-C (143 by SIGTERM); watch, which ends in no other way, gives 0\n\n"
+    "  130  ended by Ctrl-C (143 by SIGTERM); watch gives 0 then\n\n"
     "Environment:\n"
     "  TAVI_RUNTIME_DIR  folder of the services' sockets (default /run/tavi)\n"
     "  NO_COLOR          when not empty: no colours\n\n"
@@ -103,7 +103,7 @@ inline constexpr char const* reports_folder =
 
 inline constexpr char const* watch =
     "Shows the events of the stations and of the upload server, a line each, until Ctrl-C or SIGTERM\n"
-    "(exit code 0).\n\n"
+    "(exit code 0), or until its reader goes away (1).\n\n"
     "Example:\n"
     "  stations_maintenance_ctl watch --json";
 
