@@ -20,9 +20,11 @@ inline constexpr std::chrono::seconds generous(30);
 
 /// A run-time folder of its own for one test, and the log of what happens there.
 class ipc_test : public testing::Test {
+ public:
+  ~ipc_test() override { unsetenv("TAVI_RUNTIME_DIR"); }
+
  protected:
   ipc_test() { setenv("TAVI_RUNTIME_DIR", folder.path().c_str(), 1); }
-  ~ipc_test() override { unsetenv("TAVI_RUNTIME_DIR"); }
 
   /// Where a socket of the folder lies. @param name  such as "echo.req"
   [[nodiscard]] std::filesystem::path socket(std::string const& name) const { return folder.path() / name; }

@@ -159,6 +159,11 @@ std::vector<failing_operation> failing_operations() {
        "UPDATE",
        [](auto& t) { return !t.update_full_path_query(7, "/x"); },
        {err, "[diagnostic_table] Unable to update diagnostic path for station 7"}},
+  };
+}
+
+std::vector<failing_operation> failing_lists_and_deletions() {
+  return {
       {"AllPaths",
        "SELECT full_path",
        [](auto& t) { return t.get_all_diagnostics_path().empty(); },
@@ -209,6 +214,9 @@ std::vector<failing_operation> failing_operations() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, FailingOperation, testing::ValuesIn(failing_operations()),
+                         [](auto const& tested) { return std::string(tested.param.name); });
+INSTANTIATE_TEST_SUITE_P(EachListAndDeletion, FailingOperation,
+                         testing::ValuesIn(failing_lists_and_deletions()),
                          [](auto const& tested) { return std::string(tested.param.name); });
 
 TEST_F(FaultyDiagnosticTable, WritesChosenIdsIntoTheStatementUnchanged) {

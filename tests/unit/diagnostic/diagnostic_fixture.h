@@ -34,11 +34,13 @@ struct diagnostic_limits {
 ///
 /// The working directory is a folder of the test's own, and the current directory of the process meanwhile.
 class DiagnosticManagerTest : public testing::Test {
+ public:
+  ~DiagnosticManagerTest() override { std::filesystem::current_path(previous_directory); }
+
  protected:
   DiagnosticManagerTest() : previous_directory(std::filesystem::current_path()) {
     std::filesystem::current_path(folder.path());
   }
-  ~DiagnosticManagerTest() override { std::filesystem::current_path(previous_directory); }
 
   void SetUp() override {
     ASSERT_TRUE(database.open(folder.path() / "reports.db"));

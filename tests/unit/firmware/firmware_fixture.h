@@ -20,12 +20,14 @@ inline constexpr std::chrono::seconds patience{60};
 
 /// A manager over a folder of the test's own, which is the current directory of the process meanwhile.
 class FirmwareManagerTest : public testing::Test {
+ public:
+  ~FirmwareManagerTest() override { std::filesystem::current_path(previous_directory); }
+
  protected:
   FirmwareManagerTest() : previous_directory(std::filesystem::current_path()) {
     std::filesystem::current_path(folder.path());
     log.clear();
   }
-  ~FirmwareManagerTest() override { std::filesystem::current_path(previous_directory); }
 
   /// Waits until the time-out of an announcement has been noted.
   [[nodiscard]] bool wait_for_timeout(announcement const& one) {

@@ -56,13 +56,15 @@ bool is_lane_free() {
 }
 
 class ServiceBase : public testing::Test {
+ public:
+  ~ServiceBase() override { fs::current_path(original); }
+
  protected:
   ServiceBase() {
     root = fs::canonical(folder.path());
     fs::current_path(root);
     folder.write("work/tested.toml", "[a]\nb = 5\n");
   }
-  ~ServiceBase() override { fs::current_path(original); }
 
   static bool init(service::service& service, std::vector<std::string> const& arguments) {
     std::vector<char const*> pointers{"program"};

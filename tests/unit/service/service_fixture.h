@@ -42,6 +42,12 @@ inline constexpr char supported_stations[] =
 ///
 /// The folder is working directory, configuration directory and run-time directory in one.
 class ServiceTest : public testing::Test {
+ public:
+  ~ServiceTest() override {
+    std::filesystem::current_path(previous_directory);
+    unsetenv("TAVI_RUNTIME_DIR");
+  }
+
  protected:
   ServiceTest() : previous_directory(std::filesystem::current_path()) {
     setenv("TAVI_RUNTIME_DIR", folder.path().c_str(), 1);
@@ -52,10 +58,6 @@ class ServiceTest : public testing::Test {
     ON_CALL(network, init).WillByDefault(Return(true));
     given_configuration();
     folder.write("supported_stations.json", supported_stations);
-  }
-  ~ServiceTest() override {
-    std::filesystem::current_path(previous_directory);
-    unsetenv("TAVI_RUNTIME_DIR");
   }
 
   /// Writes the complete configuration, without the line whose key is given, or with another in its place.

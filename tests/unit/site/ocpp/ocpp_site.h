@@ -18,13 +18,15 @@ namespace tavi::site::ocpp {
 
 /// A site that has its OCPP endpoint and nothing else, on a port of its own.
 class OcppSite : public testing::Test {
+ public:
+  ~OcppSite() override { stop(); }
+
  protected:
   OcppSite() {
     options.stations_file = state.path() / "stations.json";
     options.ping_patience = std::chrono::seconds(30);
     options.session.call_time_out = std::chrono::seconds(30);
   }
-  ~OcppSite() override { stop(); }
 
   /// Begins to take stations, with the options as they are now.
   void start() {

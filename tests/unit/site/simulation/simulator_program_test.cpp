@@ -15,7 +15,7 @@ using ::testing::HasSubstr;
 
 /// The program itself, as its own process, against the scripted server.
 class SimulatorProgram : public station_fixture {
- protected:
+ public:
   ~SimulatorProgram() override {
     if (process != 0) {
       kill(process, SIGKILL);
@@ -23,6 +23,7 @@ class SimulatorProgram : public station_fixture {
     }
   }
 
+ protected:
   /// Starts the program; what it prints goes into the files "out" and "err".
   void launch(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), SIMULATOR_PROGRAM);

@@ -55,6 +55,14 @@ class firmware_subscriber : public tavi::stations::i_sub_charging_stations_servi
 
 /// A whole site, a client of it, and a simulated station on an event loop of its own.
 class FirmwareWay : public ipc_test {
+ public:
+  ~FirmwareWay() override {
+    if (station) {
+      station->stop();
+      stations.finish();
+    }
+  }
+
  protected:
   FirmwareWay() {
     options.state_folder = state.path() / "state";
@@ -65,13 +73,6 @@ class FirmwareWay : public ipc_test {
     station_options.work_folder = state.path() / "station";
     station_options.pace.first_pause = std::chrono::milliseconds(50);
     station_options.pace.install_time = std::chrono::milliseconds(1);
-  }
-
-  ~FirmwareWay() override {
-    if (station) {
-      station->stop();
-      stations.finish();
-    }
   }
 
   /// Starts everything and waits until the station and the subscription are there.

@@ -87,9 +87,11 @@ class program {
 };
 
 class TaviSite : public testing::Test {
+ public:
+  ~TaviSite() override { unsetenv("TAVI_RUNTIME_DIR"); }
+
  protected:
   TaviSite() { setenv("TAVI_RUNTIME_DIR", runtime.path().c_str(), 1); }
-  ~TaviSite() override { unsetenv("TAVI_RUNTIME_DIR"); }
 
   /// The usual options, and some more.
   [[nodiscard]] std::vector<std::string> options(std::vector<std::string> const& more = {}) const {
