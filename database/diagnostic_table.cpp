@@ -1,10 +1,10 @@
 #include "diagnostic_table.h"
 
-#include <fmt/format.h>
-#include <spdlog/spdlog.h>
-
 #include <chrono>
 #include <sstream>
+
+#include <fmt/format.h>
+#include <spdlog/spdlog.h>
 
 namespace tavi::stations_maintenance {
 

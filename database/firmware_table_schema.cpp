@@ -1,7 +1,7 @@
+#include <sstream>
+
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>
-
-#include <sstream>
 
 #include "firmware_table.h"
 

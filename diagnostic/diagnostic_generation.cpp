@@ -1,8 +1,8 @@
-#include <fmt/format.h>
-#include <spdlog/spdlog.h>
-
 #include <chrono>
 #include <vector>
+
+#include <fmt/format.h>
+#include <spdlog/spdlog.h>
 
 #include "diagnostic_manager.h"
 

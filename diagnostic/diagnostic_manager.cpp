@@ -1,9 +1,9 @@
 #include "diagnostic_manager.h"
 
-#include <spdlog/spdlog.h>
-
 #include <filesystem>
 #include <system_error>
+
+#include <spdlog/spdlog.h>
 
 #include "mura_common/file.h"
 

@@ -1,7 +1,7 @@
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <cstddef>
+
+#include <spdlog/spdlog.h>
 
 #include "diagnostic_manager.h"
 #include "mura_common/zipper.h"

@@ -1,8 +1,8 @@
-#include <spdlog/spdlog.h>
-
 #include <filesystem>
 #include <limits>
 #include <system_error>
+
+#include <spdlog/spdlog.h>
 
 #include "diagnostic_manager.h"
 #include "mura_common/file.h"

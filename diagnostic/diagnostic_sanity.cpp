@@ -1,10 +1,10 @@
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
 #include <system_error>
 #include <unordered_set>
+
+#include <spdlog/spdlog.h>
 
 #include "diagnostic_manager.h"
 #include "removal_complaint.h"

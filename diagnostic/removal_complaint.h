@@ -1,9 +1,9 @@
 #pragma once
 
-#include <spdlog/spdlog.h>
-
 #include <cstdint>
 #include <system_error>
+
+#include <spdlog/spdlog.h>
 
 namespace tavi::stations_maintenance {
 

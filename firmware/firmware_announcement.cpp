@@ -1,6 +1,6 @@
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
+
+#include <spdlog/spdlog.h>
 
 #include "firmware_table.h"
 #include "fw_storage_mgr.h"

@@ -1,8 +1,8 @@
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <system_error>
 #include <utility>
+
+#include <spdlog/spdlog.h>
 
 #include "firmware_table.h"
 #include "fw_storage_mgr.h"

@@ -1,8 +1,8 @@
-#include <fmt/format.h>
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <system_error>
+
+#include <fmt/format.h>
+#include <spdlog/spdlog.h>
 
 #include "firmware_table.h"
 #include "fw_storage_mgr.h"

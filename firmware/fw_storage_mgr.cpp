@@ -1,10 +1,10 @@
 #include "fw_storage_mgr.h"
 
-#include <fmt/format.h>
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <system_error>
+
+#include <fmt/format.h>
+#include <spdlog/spdlog.h>
 
 #include "firmware_table.h"
 #include "mura_common/file.h"

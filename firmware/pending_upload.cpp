@@ -1,8 +1,8 @@
 #include "pending_upload.h"
 
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
+
+#include <spdlog/spdlog.h>
 
 namespace tavi::stations_maintenance {
 

@@ -1,8 +1,8 @@
 #include "stations_maintenance/stations_maintenance_service.h"
 
-#include <spdlog/spdlog.h>
-
 #include <filesystem>
+
+#include <spdlog/spdlog.h>
 
 #include "diagnostic_manager.h"
 #include "diagnostic_table.h"

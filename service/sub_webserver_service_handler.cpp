@@ -1,8 +1,8 @@
 #include "sub_webserver_service_handler.h"
 
-#include <spdlog/spdlog.h>
-
 #include <chrono>
+
+#include <spdlog/spdlog.h>
 
 #include "diagnostic_manager.h"
 #include "fw_storage_mgr.h"

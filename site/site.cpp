@@ -10,11 +10,11 @@
 #include <thread>
 #include <utility>
 
-#include <spdlog/spdlog.h>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/host_name.hpp>
 #include <boost/asio/post.hpp>
+#include <spdlog/spdlog.h>
 
 #include "event_log/event_log.h"
 #include "firmware/firmware_server.h"

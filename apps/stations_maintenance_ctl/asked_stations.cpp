@@ -1,9 +1,9 @@
 #include "asked_stations.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
+
+#include <fmt/format.h>
 
 #include "quantity_text.h"
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <fmt/format.h>
-
 #include <optional>
 #include <string>
 #include <utility>
+
+#include <fmt/format.h>
 
 #include "clock.h"
 #include "console.h"

@@ -1,7 +1,7 @@
-#include <fmt/format.h>
-
 #include <string>
 #include <vector>
+
+#include <fmt/format.h>
 
 #include "commands.h"
 #include "quantity_text.h"

@@ -1,12 +1,12 @@
 #include "http_upload.h"
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <system_error>
+
+#include <curl/curl.h>
 
 namespace tavi::ctl {
 

@@ -1,5 +1,4 @@
 #include "interruption.h"
-#include "program_name.h"
 
 #include <poll.h>
 #include <signal.h>
@@ -13,6 +12,8 @@
 #include <cstdint>
 #include <string>
 #include <system_error>
+
+#include "program_name.h"
 
 namespace tavi::ctl {
 

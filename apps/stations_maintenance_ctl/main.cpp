@@ -1,11 +1,12 @@
 #include <signal.h>
-#include <spdlog/sinks/stdout_sinks.h>
-#include <spdlog/spdlog.h>
 
 #include <exception>
 #include <iostream>
 #include <mutex>
 #include <stdexcept>
+
+#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/spdlog.h>
 
 #include "interruption.h"
 #include "program.h"

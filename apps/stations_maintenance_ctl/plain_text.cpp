@@ -1,9 +1,9 @@
 #include "plain_text.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstdint>
+
+#include <fmt/format.h>
 
 namespace tavi::ctl {
 

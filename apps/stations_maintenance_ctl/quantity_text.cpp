@@ -1,11 +1,11 @@
 #include "quantity_text.h"
 
-#include <fmt/format.h>
-
 #include <array>
 #include <charconv>
 #include <ctime>
 #include <limits>
+
+#include <fmt/format.h>
 
 namespace tavi::ctl {
 

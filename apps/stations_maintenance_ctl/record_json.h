@@ -1,8 +1,9 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 #include "stations_maintenance/diagnostic_report.h"
 #include "stations_maintenance/station_firmware_info.h"

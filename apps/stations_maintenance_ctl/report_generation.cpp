@@ -1,6 +1,6 @@
-#include <fmt/format.h>
-
 #include <algorithm>
+
+#include <fmt/format.h>
 
 #include "asked_stations.h"
 #include "commands.h"

@@ -1,8 +1,8 @@
 #include "report_target.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
+
+#include <fmt/format.h>
 
 #include "quantity_text.h"
 

@@ -1,5 +1,4 @@
 #include "terminal_console.h"
-#include "program_name.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -10,6 +9,8 @@
 #include <cstdlib>
 #include <string>
 #include <system_error>
+
+#include "program_name.h"
 
 namespace tavi::ctl {
 

@@ -1,6 +1,6 @@
-#include <fmt/format.h>
-
 #include <algorithm>
+
+#include <fmt/format.h>
 
 #include "http_upload.h"
 #include "quantity_text.h"

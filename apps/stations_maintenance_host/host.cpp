@@ -1,14 +1,14 @@
 #include "host.h"
 
-#include <spdlog/spdlog.h>
-
 #include <atomic>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/signal_set.hpp>
 #include <csignal>
 #include <cstdlib>
 #include <future>
 #include <thread>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <spdlog/spdlog.h>
 
 namespace tavi::stations_maintenance {
 

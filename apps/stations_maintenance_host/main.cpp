@@ -1,11 +1,11 @@
+#include <algorithm>
+#include <csignal>
+#include <string_view>
+
 #include <fmt/core.h>
 #include <spdlog/cfg/env.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
-
-#include <algorithm>
-#include <csignal>
-#include <string_view>
 
 #include "host.h"
 

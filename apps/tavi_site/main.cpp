@@ -3,10 +3,10 @@
 #include <exception>
 #include <string>
 
+#include <CLI/CLI.hpp>
 #include <spdlog/cfg/env.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
-#include <CLI/CLI.hpp>
 
 #include "site.h"
 

@@ -1,7 +1,5 @@
 #include "mura_common/config.h"
 
-#include <spdlog/spdlog.h>
-
 #include <fstream>
 #include <iterator>
 #include <limits>
@@ -12,6 +10,8 @@
 #include <system_error>
 #include <type_traits>
 #include <utility>
+
+#include <spdlog/spdlog.h>
 
 #include "config_document.h"
 #include "config_edit.h"

@@ -1,11 +1,11 @@
 #include "mura_common/database.h"
 
-#include <spdlog/spdlog.h>
-#include <sqlite3.h>
-
 #include <optional>
 #include <system_error>
 #include <utility>
+
+#include <spdlog/spdlog.h>
+#include <sqlite3.h>
 
 #include "sqlite_query.h"
 

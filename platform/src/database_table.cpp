@@ -1,7 +1,7 @@
-#include <spdlog/spdlog.h>
-
 #include <optional>
 #include <string>
+
+#include <spdlog/spdlog.h>
 
 #include "mura_common/database.h"
 

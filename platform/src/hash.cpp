@@ -2,13 +2,14 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <memory>
 #include <utility>
+
+#include <openssl/evp.h>
 
 #include "file_descriptor.h"
 

@@ -1,12 +1,12 @@
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <exception>
 #include <filesystem>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <utility>
 #include <variant>
+
+#include <nlohmann/json.hpp>
+#include <spdlog/spdlog.h>
 
 #include "ipc_context.h"
 #include "ipc_endpoint.h"

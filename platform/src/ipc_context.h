@@ -4,6 +4,7 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+
 #include <zmq.hpp>
 
 #include "ipc_endpoint.h"

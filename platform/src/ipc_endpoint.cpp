@@ -1,8 +1,6 @@
 #include "ipc_endpoint.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
-#include <spdlog/spdlog.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -13,6 +11,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
+
+#include <fmt/format.h>
+#include <spdlog/spdlog.h>
 
 #include "mura_common/ipc.h"
 

@@ -1,9 +1,9 @@
 #include "ipc_message.h"
 
-#include <fmt/format.h>
-
 #include <optional>
 #include <utility>
+
+#include <fmt/format.h>
 
 #include "mura_common/ipc.h"
 

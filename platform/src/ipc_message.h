@@ -2,10 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <variant>
+
+#include <nlohmann/json.hpp>
 
 /// The text of the messages that services exchange, made and understood without any input or output.
 ///

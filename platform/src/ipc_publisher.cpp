@@ -1,12 +1,12 @@
-#include <fmt/format.h>
-#include <spdlog/spdlog.h>
-
 #include <cstdint>
 #include <exception>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <random>
 #include <utility>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+#include <spdlog/spdlog.h>
 
 #include "ipc_context.h"
 #include "ipc_endpoint.h"

@@ -1,17 +1,17 @@
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <exception>
 #include <iterator>
 #include <map>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string_view>
 #include <thread>
 #include <utility>
 #include <variant>
 #include <vector>
+
+#include <nlohmann/json.hpp>
+#include <spdlog/spdlog.h>
 #include <zmq_addon.hpp>
 
 #include "ipc_context.h"

@@ -1,14 +1,14 @@
-#include <spdlog/spdlog.h>
-
 #include <atomic>
 #include <exception>
 #include <map>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <string_view>
 #include <thread>
 #include <utility>
 #include <variant>
+
+#include <nlohmann/json.hpp>
+#include <spdlog/spdlog.h>
 
 #include "ipc_context.h"
 #include "ipc_endpoint.h"

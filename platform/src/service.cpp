@@ -1,7 +1,5 @@
 #include "mura_common/service.h"
 
-#include <spdlog/spdlog.h>
-
 #include <exception>
 #include <filesystem>
 #include <mutex>
@@ -9,6 +7,8 @@
 #include <system_error>
 #include <utility>
 #include <vector>
+
+#include <spdlog/spdlog.h>
 
 #include "mura_common/delivery.h"
 #include "mura_common/file.h"

@@ -1,9 +1,10 @@
 #include "service_options.h"
 
+#include <utility>
+
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
-#include <utility>
 
 namespace mura_common::service {
 namespace {

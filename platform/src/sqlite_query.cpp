@@ -1,8 +1,8 @@
 #include "sqlite_query.h"
 
-#include <sqlite3.h>
-
 #include <utility>
+
+#include <sqlite3.h>
 
 namespace mura_common {
 

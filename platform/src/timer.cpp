@@ -1,14 +1,14 @@
 #include "mura_common/timer.h"
 
-#include <spdlog/spdlog.h>
-
-#include <boost/asio/steady_timer.hpp>
 #include <condition_variable>
 #include <cstdint>
 #include <exception>
 #include <mutex>
 #include <thread>
 #include <utility>
+
+#include <boost/asio/steady_timer.hpp>
+#include <spdlog/spdlog.h>
 
 #include "timer_engine.h"
 #include "timer_schedule.h"

@@ -1,9 +1,9 @@
 #include "timer_workers.h"
 
-#include <spdlog/spdlog.h>
-
 #include <system_error>
 #include <utility>
+
+#include <spdlog/spdlog.h>
 
 namespace mura_common {
 

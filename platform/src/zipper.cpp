@@ -1,11 +1,11 @@
 #include "mura_common/zipper.h"
 
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
 #include <utility>
+
+#include <spdlog/spdlog.h>
 
 #include "archive_draft.h"
 #include "program_run.h"

@@ -1,12 +1,12 @@
 #include "tavi/logger/req_resp_logger_service.h"
 
-#include <spdlog/spdlog.h>
-
 #include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <thread>
 #include <utility>
+
+#include <spdlog/spdlog.h>
 
 #include "mura_common/ipc_typed.h"
 #include "service_names.h"

@@ -1,11 +1,11 @@
 #include "tavi/ocpp1_6/req_resp_ocpp_1_6_service.h"
 
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <chrono>
 #include <mutex>
 #include <utility>
+
+#include <spdlog/spdlog.h>
 
 #include "mura_common/ipc_typed.h"
 #include "record_fields.h"

@@ -1,15 +1,15 @@
 #include "tavi/stations/station_model_provider.h"
 
-#include <fmt/format.h>
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <fstream>
 #include <ios>
-#include <nlohmann/json.hpp>
 #include <set>
 #include <stdexcept>
 #include <utility>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+#include <spdlog/spdlog.h>
 
 namespace tavi::stations {
 

@@ -1,6 +1,6 @@
-#include <spdlog/spdlog.h>
-
 #include <utility>
+
+#include <spdlog/spdlog.h>
 
 #include "file_name.h"
 #include "mura_common/ipc_typed.h"

@@ -1,10 +1,10 @@
 #include "event_log/event_log.h"
 
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <system_error>
 #include <utility>
 
+#include <nlohmann/json.hpp>
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/spdlog.h>
 

@@ -9,10 +9,10 @@
 #include <variant>
 #include <vector>
 
-#include <fmt/format.h>
-#include <spdlog/spdlog.h>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
+#include <fmt/format.h>
+#include <spdlog/spdlog.h>
 
 #include "firmware/firmware_file.h"
 #include "firmware/firmware_request.h"

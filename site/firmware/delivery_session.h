@@ -1,8 +1,9 @@
 #pragma once
 
+#include <memory>
+
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/thread_pool.hpp>
-#include <memory>
 
 #include "firmware/cut_reports.h"
 #include "firmware/delivery_slots.h"

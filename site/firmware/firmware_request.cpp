@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
-#include <fmt/format.h>
 #include <boost/beast/http/field.hpp>
 #include <boost/beast/http/verb.hpp>
+#include <fmt/format.h>
 
 #include "firmware/entity_tag.h"
 

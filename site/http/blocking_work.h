@@ -1,9 +1,10 @@
 #pragma once
 
-#include <boost/asio/awaitable.hpp>
-#include <boost/asio/thread_pool.hpp>
 #include <functional>
 #include <system_error>
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/thread_pool.hpp>
 
 namespace tavi::site {
 

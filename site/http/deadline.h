@@ -1,9 +1,10 @@
 #pragma once
 
-#include <boost/asio/steady_timer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <chrono>
 #include <memory>
+
+#include <boost/asio/steady_timer.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
 
 namespace tavi::site {
 

@@ -1,14 +1,15 @@
 #pragma once
 
-#include <boost/asio/awaitable.hpp>
-#include <boost/beast/http/field.hpp>
-#include <boost/beast/http/status.hpp>
 #include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/beast/http/field.hpp>
+#include <boost/beast/http/status.hpp>
 
 #include "http/http_exchange.h"
 

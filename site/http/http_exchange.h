@@ -1,14 +1,15 @@
 #pragma once
 
+#include <functional>
+#include <string>
+#include <utility>
+
 #include <boost/asio/awaitable.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/buffer_body.hpp>
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/parser.hpp>
-#include <functional>
-#include <string>
-#include <utility>
 
 namespace tavi::site {
 

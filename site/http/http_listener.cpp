@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include <spdlog/spdlog.h>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -17,6 +16,7 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/read.hpp>
+#include <spdlog/spdlog.h>
 
 #include "http/deadline.h"
 #include "http/http_answer.h"

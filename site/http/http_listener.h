@@ -1,11 +1,12 @@
 #pragma once
 
-#include <boost/asio/io_context.hpp>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
+
+#include <boost/asio/io_context.hpp>
 
 #include "http/http_exchange.h"
 

@@ -1,12 +1,11 @@
 #include "http/secret_token.h"
 
-#include <openssl/crypto.h>
-#include <openssl/evp.h>
-#include <openssl/rand.h>
-
 #include <algorithm>
 #include <array>
 
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+#include <openssl/rand.h>
 #include <spdlog/spdlog.h>
 
 namespace tavi::site {

@@ -6,11 +6,11 @@
 #include <utility>
 #include <variant>
 
-#include <spdlog/spdlog.h>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_future.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
+#include <spdlog/spdlog.h>
 
 #include "http/http_answer.h"
 #include "ocpp/handshake.h"

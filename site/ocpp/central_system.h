@@ -1,7 +1,5 @@
 #pragma once
 
-#include <boost/asio/awaitable.hpp>
-#include <boost/asio/io_context.hpp>
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
@@ -10,6 +8,9 @@
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/io_context.hpp>
 
 #include "http/http_exchange.h"
 #include "http/http_listener.h"

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include <boost/asio/redirect_error.hpp>
@@ -11,6 +10,7 @@
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 #include <boost/beast/websocket/stream.hpp>
+#include <nlohmann/json.hpp>
 
 #include "http/http_date.h"
 #include "http/request_text.h"

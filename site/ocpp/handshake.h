@@ -1,9 +1,10 @@
 #pragma once
 
-#include <boost/asio/awaitable.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include <boost/asio/awaitable.hpp>
 
 #include "http/http_exchange.h"
 

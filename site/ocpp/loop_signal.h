@@ -1,10 +1,10 @@
 #pragma once
 
-#include <boost/asio/any_io_executor.hpp>
-#include <boost/asio/awaitable.hpp>
 #include <chrono>
 #include <list>
 
+#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/awaitable.hpp>
 #include <boost/asio/steady_timer.hpp>
 
 namespace tavi::site::ocpp {

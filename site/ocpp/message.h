@@ -1,9 +1,10 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <variant>
+
+#include <nlohmann/json.hpp>
 
 namespace tavi::site::ocpp {
 

@@ -1,12 +1,13 @@
 #pragma once
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/post.hpp>
 #include <chrono>
 #include <future>
 #include <memory>
 #include <stdexcept>
 #include <utility>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
 
 namespace tavi::site::ocpp {
 

@@ -2,10 +2,11 @@
 
 #include <cstdint>
 #include <limits>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <span>
 #include <string_view>
+
+#include <nlohmann/json_fwd.hpp>
 
 #include "ocpp/message.h"
 

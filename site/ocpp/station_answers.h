@@ -2,9 +2,10 @@
 
 #include <chrono>
 #include <functional>
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <variant>
+
+#include <nlohmann/json_fwd.hpp>
 
 #include "ocpp/message.h"
 #include "ocpp/station_events.h"

@@ -1,12 +1,13 @@
 #pragma once
 
-#include <boost/asio/awaitable.hpp>
 #include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+
+#include <boost/asio/awaitable.hpp>
 
 #include "ocpp/firmware_source.h"
 #include "ocpp/station_events.h"

@@ -6,13 +6,13 @@
 #include <string_view>
 #include <utility>
 
-#include <spdlog/spdlog.h>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/websocket/stream.hpp>
+#include <spdlog/spdlog.h>
 
 #include "ocpp/handshake.h"
 #include "ocpp/loop_signal.h"

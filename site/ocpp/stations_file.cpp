@@ -1,10 +1,10 @@
 #include "ocpp/stations_file.h"
 
 #include <limits>
-#include <nlohmann/json.hpp>
 #include <set>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "ocpp/handshake.h"
 

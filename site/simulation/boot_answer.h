@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+
 #include <nlohmann/json_fwd.hpp>
 
 namespace tavi::site::simulation {

@@ -1,8 +1,9 @@
 #include "simulation/call_queue.h"
 
+#include <utility>
+
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <utility>
 
 #include "simulation/station_message.h"
 

@@ -2,11 +2,12 @@
 
 #include <sys/types.h>
 
-#include <boost/asio/any_io_executor.hpp>
-#include <boost/asio/awaitable.hpp>
 #include <filesystem>
 #include <string>
 #include <vector>
+
+#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/awaitable.hpp>
 
 namespace tavi::site::simulation {
 

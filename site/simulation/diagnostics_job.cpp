@@ -1,10 +1,10 @@
 #include "simulation/diagnostics_job.h"
 
-#include <spdlog/spdlog.h>
+#include <utility>
 
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <utility>
+#include <spdlog/spdlog.h>
 
 namespace tavi::site::simulation {
 

@@ -1,12 +1,13 @@
 #pragma once
 
-#include <boost/asio/any_io_executor.hpp>
-#include <boost/asio/awaitable.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+
+#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/steady_timer.hpp>
 
 #include "simulation/diagnostics_archive.h"
 #include "simulation/diagnostics_request.h"

@@ -1,7 +1,6 @@
 #include "simulation/diagnostics_request.h"
 
 #include <fmt/chrono.h>
-
 #include <nlohmann/json.hpp>
 
 namespace tavi::site::simulation {

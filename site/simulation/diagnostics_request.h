@@ -1,9 +1,10 @@
 #pragma once
 
 #include <chrono>
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <variant>
+
+#include <nlohmann/json_fwd.hpp>
 
 #include "simulation/request_fields.h"
 

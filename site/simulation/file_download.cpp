@@ -1,14 +1,15 @@
 #include "simulation/file_download.h"
 
 #include <algorithm>
-#include <boost/asio/redirect_error.hpp>
-#include <boost/asio/use_awaitable.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http.hpp>
 #include <fstream>
 #include <system_error>
 #include <utility>
 #include <vector>
+
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http.hpp>
 
 #include "simulation/download_answer.h"
 #include "simulation/web_connection.h"

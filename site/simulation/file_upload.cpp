@@ -1,10 +1,11 @@
 #include "simulation/file_upload.h"
 
+#include <utility>
+
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http.hpp>
-#include <utility>
 
 #include "simulation/request_fields.h"
 #include "simulation/web_connection.h"

@@ -1,8 +1,9 @@
 #include "simulation/firmware_request.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <optional>
+
+#include <nlohmann/json.hpp>
 
 #include "http/request_text.h"
 

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <chrono>
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 #include <variant>
+
+#include <nlohmann/json_fwd.hpp>
 
 #include "simulation/date_time.h"
 #include "simulation/request_fields.h"

@@ -1,11 +1,11 @@
 #include "simulation/firmware_update.h"
 
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
+#include <utility>
+
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <utility>
+#include <spdlog/spdlog.h>
 
 #include "http/blocking_work.h"
 #include "mura_common/hash.h"

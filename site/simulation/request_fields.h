@@ -1,9 +1,10 @@
 #pragma once
 
 #include <chrono>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
+
+#include <nlohmann/json_fwd.hpp>
 
 namespace tavi::site::simulation {
 

@@ -1,13 +1,13 @@
 #include "simulation/simulated_station.h"
 
-#include <spdlog/spdlog.h>
+#include <utility>
 
 #include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <nlohmann/json.hpp>
-#include <utility>
+#include <spdlog/spdlog.h>
 
 #include "simulation/boot_answer.h"
 #include "simulation/diagnostics_job.h"

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <boost/asio/io_context.hpp>
 #include <memory>
+
+#include <boost/asio/io_context.hpp>
 
 #include "simulation/station_options.h"
 

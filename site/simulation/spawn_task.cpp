@@ -1,10 +1,10 @@
 #include "simulation/spawn_task.h"
 
-#include <spdlog/spdlog.h>
-
-#include <boost/asio/co_spawn.hpp>
 #include <exception>
 #include <utility>
+
+#include <boost/asio/co_spawn.hpp>
+#include <spdlog/spdlog.h>
 
 namespace tavi::site::simulation {
 namespace {

@@ -1,6 +1,7 @@
 #include "simulation/station_connection.h"
 
-#include <spdlog/spdlog.h>
+#include <deque>
+#include <utility>
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/redirect_error.hpp>
@@ -10,8 +11,7 @@
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/websocket.hpp>
-#include <deque>
-#include <utility>
+#include <spdlog/spdlog.h>
 
 #include "simulation/spawn_task.h"
 

@@ -1,9 +1,9 @@
 #include "simulation/station_fleet.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstdint>
+
+#include <fmt/format.h>
 
 namespace tavi::site {
 namespace {

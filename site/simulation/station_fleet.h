@@ -1,9 +1,10 @@
 #pragma once
 
-#include <boost/asio/io_context.hpp>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <boost/asio/io_context.hpp>
 
 #include "simulation/simulated_station.h"
 

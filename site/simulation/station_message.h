@@ -1,8 +1,9 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <variant>
+
+#include <nlohmann/json.hpp>
 
 namespace tavi::site::simulation {
 

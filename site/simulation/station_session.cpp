@@ -1,11 +1,11 @@
 #include "simulation/station_session.h"
 
-#include <spdlog/spdlog.h>
+#include <utility>
 
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <nlohmann/json.hpp>
-#include <utility>
+#include <spdlog/spdlog.h>
 
 #include "simulation/boot_answer.h"
 #include "simulation/spawn_task.h"

@@ -1,9 +1,10 @@
 #include "simulation/status_reports.h"
 
+#include <utility>
+
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <nlohmann/json.hpp>
-#include <utility>
 
 namespace tavi::site::simulation {
 

@@ -6,11 +6,11 @@
 #include <chrono>
 #include <vector>
 
-#include <spdlog/spdlog.h>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/read.hpp>
+#include <spdlog/spdlog.h>
 
 #include "http/deadline.h"
 

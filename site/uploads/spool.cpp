@@ -2,7 +2,6 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <openssl/rand.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +11,7 @@
 #include <string_view>
 #include <utility>
 
+#include <openssl/rand.h>
 #include <spdlog/spdlog.h>
 
 #include "mura_common/text.h"

@@ -3,8 +3,8 @@
 #include <chrono>
 #include <utility>
 
-#include <spdlog/spdlog.h>
 #include <boost/asio/steady_timer.hpp>
+#include <spdlog/spdlog.h>
 
 #include "http/request_text.h"
 #include "uploads/upload_session.h"

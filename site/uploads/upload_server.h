@@ -1,10 +1,11 @@
 #pragma once
 
-#include <boost/asio/io_context.hpp>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+
+#include <boost/asio/io_context.hpp>
 
 #include "http/http_listener.h"
 #include "uploads/upload_options.h"

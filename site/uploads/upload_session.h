@@ -1,9 +1,10 @@
 #pragma once
 
-#include <boost/asio/awaitable.hpp>
-#include <boost/asio/thread_pool.hpp>
 #include <functional>
 #include <memory>
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/thread_pool.hpp>
 
 #include "http/http_exchange.h"
 #include "uploads/finished_upload.h"

@@ -1,8 +1,8 @@
-#include <gmock/gmock.h>
-
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 #include "both_ways.h"
 #include "fake_stations_maintenance_service.h"

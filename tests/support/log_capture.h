@@ -1,9 +1,5 @@
 #pragma once
 
-#include <gmock/gmock.h>
-#include <spdlog/sinks/base_sink.h>
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -14,6 +10,10 @@
 #include <ostream>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <spdlog/sinks/base_sink.h>
+#include <spdlog/spdlog.h>
 
 /// One line as it was logged.
 struct log_line {

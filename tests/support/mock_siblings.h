@@ -1,11 +1,11 @@
 #pragma once
 
-#include <gmock/gmock.h>
-#include <spdlog/spdlog.h>
-
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <spdlog/spdlog.h>
 
 #include "tavi/logger/i_logger.h"
 #include "tavi/network/i_req_resp_network_service.h"

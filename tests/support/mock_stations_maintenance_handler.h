@@ -1,10 +1,10 @@
 #pragma once
 
-#include <gmock/gmock.h>
-
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 #include "stations_maintenance/i_req_resp_stations_maintenance_service_handler.h"
 

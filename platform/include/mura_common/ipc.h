@@ -5,11 +5,12 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <type_traits>
 #include <variant>
+
+#include <nlohmann/json_fwd.hpp>
 
 #include "mura_common/export.h"
 

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <limits>
 #include <list>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -13,6 +12,8 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 #include "mura_common/export.h"
 

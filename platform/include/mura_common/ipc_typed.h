@@ -3,13 +3,14 @@
 #include <array>
 #include <concepts>
 #include <cstddef>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <tuple>
 #include <type_traits>
 #include <utility>
 #include <variant>
+
+#include <nlohmann/json.hpp>
 
 #include "mura_common/ipc.h"
 #include "mura_common/ipc_codec.h"

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <gmock/gmock.h>
-
 #include <string>
+
+#include <gmock/gmock.h>
 
 #include "ipc_test.h"
 #include "mock_stations_maintenance_handler.h"

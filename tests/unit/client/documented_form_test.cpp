@@ -1,10 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <set>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "fake_stations_maintenance_service.h"
 #include "ipc_raw_peer.h"

@@ -1,9 +1,9 @@
 #include "stations_maintenance/station_firmware_info.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <type_traits>
+
+#include <gtest/gtest.h>
 
 namespace tavi::stations_maintenance {
 namespace {

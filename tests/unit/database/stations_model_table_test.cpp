@@ -1,11 +1,11 @@
 #include "stations_model_table.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <list>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "faulty_database.h"
 #include "log_capture.h"

@@ -1,12 +1,13 @@
 #include "diagnostic_manager.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <optional>
 #include <ostream>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "diagnostic_fixture.h"
 

@@ -1,6 +1,4 @@
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -8,6 +6,9 @@
 #include <chrono>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "diagnostic_fixture.h"
 #include "sanitizer.h"

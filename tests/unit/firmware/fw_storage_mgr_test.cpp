@@ -1,11 +1,11 @@
 #include "fw_storage_mgr.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <ostream>
 #include <string>
 #include <type_traits>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "firmware_fixture.h"
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <spdlog/sinks/base_sink.h>
-#include <spdlog/spdlog.h>
-
 #include <chrono>
 #include <future>
 #include <memory>
 #include <mutex>
+
+#include <spdlog/sinks/base_sink.h>
+#include <spdlog/spdlog.h>
 
 /// While it lives, the first thread that logs a line is held up in it until the gate is opened.
 ///

@@ -1,10 +1,10 @@
 #include "pending_upload.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <string>
 #include <type_traits>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "firmware_fixture.h"
 #include "log_gate.h"

@@ -1,10 +1,10 @@
 #include "config_document.h"
 
-#include <gtest/gtest.h>
-
 #include <limits>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace mura_common {
 namespace {

@@ -1,12 +1,12 @@
 #include "config_edit.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <limits>
 #include <ostream>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace mura_common {
 namespace {

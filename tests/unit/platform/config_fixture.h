@@ -1,11 +1,11 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <cstddef>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "log_capture.h"
 #include "mura_common/config.h"

@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
@@ -10,6 +9,8 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+
+#include <gtest/gtest.h>
 
 #include "mura_common/config.h"
 #include "temporary_folder.h"

@@ -1,10 +1,10 @@
 #include "config_limits.h"
 
-#include <gtest/gtest.h>
-
 #include <ostream>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace mura_common {
 namespace {

@@ -1,10 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <ostream>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "config_fixture.h"
 

@@ -1,10 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "mura_common/database.h"
 #include "temporary_folder.h"

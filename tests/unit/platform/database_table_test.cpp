@@ -1,9 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "log_capture.h"
 #include "mura_common/database.h"

@@ -1,6 +1,5 @@
 #include "mura_common/database.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,6 +7,8 @@
 #include <limits>
 #include <string>
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include "child_process.h"
 #include "log_capture.h"

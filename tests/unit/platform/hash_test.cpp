@@ -1,9 +1,10 @@
 #include "mura_common/hash.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "mura_common/text.h"
 #include "temporary_folder.h"

@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -11,6 +10,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 #include "ipc_raw_peer.h"
 #include "ipc_test.h"

@@ -1,13 +1,13 @@
 #include "mura_common/ipc_codec.h"
 
-#include <gmock/gmock.h>
-
 #include <cstdint>
 #include <functional>
 #include <list>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 namespace {
 

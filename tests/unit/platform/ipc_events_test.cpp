@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -9,6 +8,8 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+
+#include <gmock/gmock.h>
 
 #include "ipc_event_count.h"
 #include "ipc_raw_peer.h"

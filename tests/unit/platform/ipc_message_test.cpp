@@ -1,8 +1,8 @@
 #include "ipc_message.h"
 
-#include <gtest/gtest.h>
-
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "mura_common/ipc.h"
 

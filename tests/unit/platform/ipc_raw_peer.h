@@ -2,10 +2,11 @@
 
 #include <chrono>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 #include <zmq.hpp>
 
 #include "ipc_test.h"

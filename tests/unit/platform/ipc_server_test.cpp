@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -12,6 +11,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 #include "ipc_raw_peer.h"
 #include "ipc_test.h"

@@ -1,11 +1,11 @@
 #include "mura_common/ipc_typed.h"
 
-#include <gmock/gmock.h>
-
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 #include "ipc_test.h"
 

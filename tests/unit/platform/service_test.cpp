@@ -1,7 +1,5 @@
 #include "mura_common/service.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -11,6 +9,8 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "log_capture.h"
 #include "mura_common/delivery.h"

@@ -1,12 +1,13 @@
 #include "mura_common/text.h"
 
-#include <gtest/gtest.h>
 #include <stdlib.h>
 #include <time.h>
 
 #include <array>
 #include <cstdint>
 #include <limits>
+
+#include <gtest/gtest.h>
 
 namespace mura_common {
 namespace {

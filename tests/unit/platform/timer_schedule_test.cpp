@@ -1,8 +1,8 @@
 #include "timer_schedule.h"
 
-#include <gtest/gtest.h>
-
 #include <string>
+
+#include <gtest/gtest.h>
 
 namespace mura_common {
 namespace {

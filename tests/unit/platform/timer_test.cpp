@@ -1,7 +1,5 @@
 #include "mura_common/timer.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -14,6 +12,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "awaited_count.h"
 #include "log_capture.h"

@@ -1,12 +1,12 @@
 #include "timer_workers.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include "awaited_count.h"
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <gmock/gmock.h>
-
 #include <optional>
 #include <string>
+
+#include <gmock/gmock.h>
 
 #include "mura_common/config.h"
 

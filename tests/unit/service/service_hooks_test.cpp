@@ -1,13 +1,13 @@
 #include "service_hooks.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <list>
 #include <ostream>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace tavi::stations_maintenance {
 namespace {

@@ -1,10 +1,10 @@
 #include "sub_webserver_service_handler.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "announced_uploads.h"
 #include "diagnostic_fixture.h"

@@ -1,11 +1,11 @@
-#include <gmock/gmock.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 #include "ipc_test.h"
 #include "tavi/logger/req_resp_logger_service.h"

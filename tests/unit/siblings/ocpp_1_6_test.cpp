@@ -1,10 +1,10 @@
-#include <gmock/gmock.h>
-
 #include <chrono>
 #include <future>
 #include <mutex>
 #include <stdexcept>
 #include <vector>
+
+#include <gmock/gmock.h>
 
 #include "fake_ocpp_1_6_service.h"
 #include "ipc_test.h"

@@ -1,6 +1,6 @@
-#include <gmock/gmock.h>
-
 #include <chrono>
+
+#include <gmock/gmock.h>
 
 #include "ipc_test.h"
 #include "tavi/logger/req_resp_logger_service.h"

@@ -1,8 +1,8 @@
 #include "tavi/stations/station_model_provider.h"
 
-#include <gmock/gmock.h>
-
 #include <string>
+
+#include <gmock/gmock.h>
 
 #include "log_capture.h"
 #include "temporary_folder.h"

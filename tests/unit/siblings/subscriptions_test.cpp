@@ -1,10 +1,10 @@
-#include <gmock/gmock.h>
-#include <spdlog/fmt/fmt.h>
-
 #include <chrono>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+#include <spdlog/fmt/fmt.h>
 
 #include "ipc_test.h"
 #include "mura_common/ipc.h"

@@ -1,8 +1,8 @@
 #include "archive_count.h"
 
-#include <gtest/gtest.h>
-
 #include <ostream>
+
+#include <gtest/gtest.h>
 
 #include "temporary_folder.h"
 

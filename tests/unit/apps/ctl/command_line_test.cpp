@@ -1,9 +1,9 @@
 #include "command_line.h"
 
+#include <ostream>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <ostream>
 
 namespace tavi::ctl {
 namespace {

@@ -1,9 +1,9 @@
 #include "http_upload.h"
 
+#include <vector>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <vector>
 
 #include "scripted_web_server.h"
 #include "temporary_folder.h"

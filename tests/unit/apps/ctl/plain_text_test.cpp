@@ -1,8 +1,8 @@
 #include "plain_text.h"
 
-#include <gtest/gtest.h>
-
 #include <ostream>
+
+#include <gtest/gtest.h>
 
 namespace tavi::ctl {
 namespace {

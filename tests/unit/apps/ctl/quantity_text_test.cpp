@@ -1,9 +1,9 @@
 #include "quantity_text.h"
 
-#include <gtest/gtest.h>
-
 #include <limits>
 #include <ostream>
+
+#include <gtest/gtest.h>
 
 namespace tavi::ctl {
 namespace {

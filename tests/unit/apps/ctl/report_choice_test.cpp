@@ -1,8 +1,8 @@
 #include "report_choice.h"
 
-#include <gtest/gtest.h>
-
 #include <ostream>
+
+#include <gtest/gtest.h>
 
 namespace tavi::ctl {
 namespace {

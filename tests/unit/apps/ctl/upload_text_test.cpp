@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <ostream>
+
+#include <gtest/gtest.h>
 
 #include "http_upload.h"
 #include "plain_text.h"

@@ -2,12 +2,12 @@
 
 #include <sys/stat.h>
 
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "log_capture.h"
 #include "temporary_folder.h"

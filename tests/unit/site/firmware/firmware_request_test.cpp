@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include <gtest/gtest.h>
 #include <boost/beast/http/verb.hpp>
+#include <gtest/gtest.h>
 
 namespace tavi::site {
 namespace {

@@ -3,11 +3,11 @@
 #include <array>
 #include <chrono>
 
-#include <gtest/gtest.h>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/write.hpp>
+#include <gtest/gtest.h>
 
 namespace tavi::site {
 namespace {

@@ -5,10 +5,10 @@
 #include <memory>
 #include <thread>
 
-#include <gtest/gtest.h>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
+#include <gtest/gtest.h>
 
 #include "http_listener_fixture.h"
 #include "raw_client.h"

@@ -8,13 +8,13 @@
 #include <stdexcept>
 #include <string>
 
-#include <gtest/gtest.h>
-#include <spdlog/sinks/base_sink.h>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
+#include <gtest/gtest.h>
+#include <spdlog/sinks/base_sink.h>
 
 #include "http/http_date.h"
 #include "http_listener_fixture.h"

@@ -1,11 +1,12 @@
 #pragma once
 
-#include <boost/asio/executor_work_guard.hpp>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/post.hpp>
 #include <future>
 #include <thread>
 #include <utility>
+
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
 
 /// The site's event loop on a thread of its own, so that a test can be a blocking client of it.
 class loop_thread {

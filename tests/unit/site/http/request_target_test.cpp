@@ -3,8 +3,8 @@
 #include <ostream>
 #include <string>
 
-#include <gtest/gtest.h>
 #include <boost/beast/http/field.hpp>
+#include <gtest/gtest.h>
 
 namespace tavi::site {
 namespace {

@@ -1,8 +1,8 @@
 #include "network/network_service.h"
 
-#include <gtest/gtest.h>
-
 #include <ostream>
+
+#include <gtest/gtest.h>
 
 namespace tavi::site {
 namespace {

@@ -1,9 +1,9 @@
 #include "ocpp/central_system.h"
 
-#include <gmock/gmock.h>
-
 #include <ostream>
 #include <thread>
+
+#include <gmock/gmock.h>
 
 #include "../http/raw_client.h"
 #include "ipc_test.h"

@@ -1,8 +1,8 @@
 #include "ocpp/handshake.h"
 
-#include <gtest/gtest.h>
-
 #include <ostream>
+
+#include <gtest/gtest.h>
 
 namespace tavi::site::ocpp {
 namespace {

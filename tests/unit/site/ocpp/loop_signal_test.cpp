@@ -1,10 +1,9 @@
 #include "ocpp/loop_signal.h"
 
-#include <gtest/gtest.h>
-
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/io_context.hpp>
+#include <gtest/gtest.h>
 
 namespace tavi::site::ocpp {
 namespace {

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <memory>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "../http/loop_thread.h"
 #include "fake_firmware_source.h"

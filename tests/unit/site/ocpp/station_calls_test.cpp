@@ -1,8 +1,8 @@
 #include "ocpp/station_calls.h"
 
-#include <gtest/gtest.h>
-
 #include <ostream>
+
+#include <gtest/gtest.h>
 
 #include "ocpp/payload_rules.h"
 

@@ -2,9 +2,10 @@
 
 #include <cstdint>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+
+#include <nlohmann/json.hpp>
 
 /// A blocking OCPP-J client on the loopback address; every wait ends after half a minute.
 ///

@@ -1,11 +1,7 @@
 #include "simulation/child_program.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/io_context.hpp>
 #include <cerrno>
 #include <chrono>
 #include <exception>
@@ -13,6 +9,11 @@
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "simulation/diagnostics_archive.h"
 #include "temporary_folder.h"

@@ -1,9 +1,9 @@
 #include "simulation/date_time.h"
 
-#include <gtest/gtest.h>
-
 #include <ostream>
 #include <string>
+
+#include <gtest/gtest.h>
 
 namespace {
 

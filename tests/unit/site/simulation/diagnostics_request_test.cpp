@@ -1,10 +1,10 @@
 #include "simulation/diagnostics_request.h"
 
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "simulation/boot_answer.h"
 #include "utc_time.h"

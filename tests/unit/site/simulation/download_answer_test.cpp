@@ -1,9 +1,9 @@
 #include "simulation/download_answer.h"
 
-#include <gtest/gtest.h>
-
 #include <ostream>
 #include <string>
+
+#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,10 +1,10 @@
 #include "simulation/firmware_request.h"
 
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
 #include <ostream>
 #include <string>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 namespace {
 

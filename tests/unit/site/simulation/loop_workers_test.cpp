@@ -1,17 +1,17 @@
 #include "simulation/loop_workers.h"
 
-#include <gtest/gtest.h>
-
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/detached.hpp>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/post.hpp>
 #include <chrono>
 #include <functional>
 #include <future>
 #include <memory>
 #include <system_error>
 #include <utility>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <gtest/gtest.h>
 
 #include "http/blocking_work.h"
 

@@ -1,14 +1,15 @@
 #include "scripted_central_system.h"
 
 #include <algorithm>
+#include <chrono>
+#include <utility>
+
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
 #include <boost/beast/http.hpp>
-#include <chrono>
-#include <utility>
 
 namespace asio = boost::asio;
 namespace beast = boost::beast;

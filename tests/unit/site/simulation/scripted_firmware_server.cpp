@@ -1,12 +1,13 @@
 #include "scripted_firmware_server.h"
 
 #include <array>
+#include <utility>
+
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <utility>
 
 namespace asio = boost::asio;
 using boost::system::error_code;

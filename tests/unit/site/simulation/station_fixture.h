@@ -1,14 +1,14 @@
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <boost/asio/io_context.hpp>
 #include <chrono>
 #include <filesystem>
 #include <memory>
 #include <string>
+
+#include <boost/asio/io_context.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "log_capture.h"
 #include "scripted_central_system.h"

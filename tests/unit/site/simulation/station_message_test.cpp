@@ -1,9 +1,9 @@
 #include "simulation/station_message.h"
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace {
 

@@ -3,11 +3,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "sanitizer.h"
 #include "temporary_folder.h"

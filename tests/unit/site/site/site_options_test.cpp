@@ -1,8 +1,8 @@
 #include "site_options.h"
 
-#include <gtest/gtest.h>
-
 #include <ostream>
+
+#include <gtest/gtest.h>
 
 #include "log_capture.h"
 #include "temporary_folder.h"

@@ -3,10 +3,11 @@
 #include <unistd.h>
 
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 #include "../http/raw_client.h"
 #include "../ocpp/test_station.h"

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
 #include <boost/asio/io_context.hpp>
+#include <gtest/gtest.h>
 
 #include "http/http_listener.h"
 #include "log_capture.h"
