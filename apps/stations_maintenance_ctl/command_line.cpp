@@ -4,9 +4,9 @@
 
 #include "help_text.h"
 #include "option_values.h"
-#include "plain_text.h"
 #include "program_name.h"
-#include "quantity_text.h"
+#include "text/plain_text.h"
+#include "text/quantity_text.h"
 
 namespace tavi::ctl {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <variant>
 
-#include "options.h"
+#include "commands/options.h"
 
 namespace tavi::ctl {
 

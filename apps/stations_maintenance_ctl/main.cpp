@@ -8,10 +8,10 @@
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
 
-#include "interruption.h"
 #include "program.h"
 #include "program_name.h"
-#include "terminal_console.h"
+#include "terminal/interruption.h"
+#include "terminal/terminal_console.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 #include <array>
 #include <limits>
 
-#include "http_upload.h"
-#include "plain_text.h"
-#include "quantity_text.h"
-#include "record_names.h"
+#include "text/plain_text.h"
+#include "text/quantity_text.h"
+#include "text/record_names.h"
+#include "upload/http_upload.h"
 
 namespace tavi::ctl {
 

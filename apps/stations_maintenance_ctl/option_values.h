@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "report_choice.h"
+#include "commands/report_choice.h"
 
 namespace tavi::ctl {
 

@@ -2,8 +2,8 @@
 
 #include <stdlib.h>
 
-#include "commands.h"
-#include "site_access.h"
+#include "commands/commands.h"
+#include "commands/site_access.h"
 
 namespace tavi::ctl {
 

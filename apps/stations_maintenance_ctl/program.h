@@ -1,7 +1,7 @@
 #pragma once
 
-#include "command_context.h"
 #include "command_line.h"
+#include "commands/command_context.h"
 
 namespace tavi::ctl {
 

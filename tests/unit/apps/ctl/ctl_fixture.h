@@ -12,7 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "commands.h"
+#include "commands/commands.h"
 #include "ipc_test.h"
 #include "mock_stations_maintenance_handler.h"
 #include "stations_maintenance/req_resp_stations_maintenance_service_handler.h"

@@ -1,0 +1,59 @@
+#include "commands/command_context.h"
+
+namespace tavi::ctl {
+
+exit_code code_of_interruption(command_context const& context) {
+  constexpr int code_of_signals = 128;
+  return static_cast<exit_code>(code_of_signals + context.clock.interrupting_signal());
+}
+
+exit_code explain_failure(command_context& context, std::string const& what,
+                          mura_common::call_failure failure) {
+  switch (failure) {
+    case mura_common::call_failure::no_answer:
+      context.console.complain(
+          what +
+          ": the stations maintenance service gave no answer in time. It may be busy with another "
+          "request, or have ended meanwhile: look at its log");
+      return exit_code::time_out;
+    case mura_common::call_failure::malformed:
+      context.console.complain(
+          what +
+          ": the stations maintenance service answered with what this program does not understand. "
+          "Are both of the same version?");
+      return exit_code::failed;
+    case mura_common::call_failure::refused:
+    case mura_common::call_failure::none:
+      break;
+  }
+  context.console.complain(what +
+                           ": the stations maintenance service answered with an error; its log says why");
+  return exit_code::failed;
+}
+
+exit_code show_text(command_context& context, std::string const& text, json const& document, exit_code code) {
+  return context.console.write(context.is_json ? json_text(document) : text) ? code : exit_code::failed;
+}
+
+bool confirm(command_context& context, std::string const& question, bool is_confirmed, bool needs_yes,
+             exit_code& code) {
+  if (is_confirmed) {
+    return true;
+  }
+  if (!context.console.can_ask()) {
+    if (needs_yes) {
+      context.console.complain("there is no terminal to ask \"" + question +
+                               "\" on: say --yes if that is wanted");
+      code = exit_code::usage;
+    }
+    return !needs_yes;
+  }
+  if (!context.console.ask(question)) {
+    context.console.complain("nothing was done");
+    code = exit_code::failed;
+    return false;
+  }
+  return true;
+}
+
+}  // namespace tavi::ctl

@@ -1,0 +1,83 @@
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "commands/commands.h"
+#include "commands/each_once.h"
+
+namespace tavi::ctl {
+
+namespace {
+
+constexpr int no_such_firmware = 1;
+constexpr int record_not_deleted = 2;
+
+/// What a deletion came to, in one line. @return empty when it succeeded
+std::string explain_deletion(int code, std::uint32_t id) {
+  switch (code) {
+    case 0:
+      return {};
+    case no_such_firmware:
+      return fmt::format("there is no firmware {}: \"firmware list\" shows those there are", id);
+    case record_not_deleted:
+      return fmt::format(
+          "the file of firmware {} is gone, but its record could not be deleted; the service's log "
+          "says why",
+          id);
+    default:
+      return fmt::format("firmware {} could not be deleted (code {}); the service's log says why", id, code);
+  }
+}
+
+}  // namespace
+
+exit_code run_command(command_context& context, firmware_list_options const& /*options*/) {
+  auto const listed = take_present(context, "listing the firmware", context.service.get_firmwares(),
+                                   "the service cannot read its firmware; its log says why");
+  return listed.value ? show(context, *listed.value, exit_code::done) : listed.code;
+}
+
+exit_code run_command(command_context& context, firmware_show_options const& options) {
+  auto const found =
+      take_present(context, fmt::format("showing firmware {}", options.id),
+                   context.service.get_firmware(options.id), explain_deletion(no_such_firmware, options.id));
+  return found.value ? show(context, *found.value, exit_code::done) : found.code;
+}
+
+exit_code run_command(command_context& context, firmware_available_options const& options) {
+  auto const available = take_present(
+      context, fmt::format("looking for firmware for station {}", options.station),
+      context.service.get_charging_station_firmware(options.station),
+      fmt::format("the service cannot say what fits station {}: the station is not known, or its vendor "
+                  "and model are not among the supported ones (supported_stations.json)",
+                  options.station));
+  return available.value ? show(context, *available.value, exit_code::done) : available.code;
+}
+
+exit_code run_command(command_context& context, firmware_delete_options const& options) {
+  auto code = exit_code::done;
+  auto const ids = each_once(options.ids);
+  auto const question = fmt::format("Delete firmware {}?", fmt::join(ids, ", "));
+  if (!confirm(context, question, options.yes, false, code)) {
+    return code;
+  }
+  std::vector<std::uint32_t> deleted;
+  for (auto const id : ids) {
+    auto const result =
+        take(context, fmt::format("deleting firmware {}", id), context.service.delete_firmware(id));
+    if (!result.value) {
+      code = result.code;
+      break;
+    }
+    if (*result.value == 0) {
+      deleted.push_back(id);
+    } else {
+      context.console.complain(explain_deletion(*result.value, id));
+      code = exit_code::failed;
+    }
+  }
+  auto const text = deleted.empty() ? std::string("no firmware deleted\n")
+                                    : fmt::format("firmware {} deleted\n", fmt::join(deleted, ", "));
+  return show_text(context, text, {{"deleted", deleted}}, code);
+}
+
+}  // namespace tavi::ctl

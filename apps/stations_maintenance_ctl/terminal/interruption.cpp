@@ -1,0 +1,132 @@
+#include "terminal/interruption.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <string>
+#include <system_error>
+
+#include "program_name.h"
+
+namespace tavi::ctl {
+
+namespace {
+
+constexpr int code_of_signals = 128;
+constexpr int output_poll_milliseconds = 20;
+
+int checked(int descriptor, char const* what) {
+  if (descriptor < 0) {
+    throw std::system_error(errno, std::generic_category(), what);
+  }
+  return descriptor;
+}
+
+void make_readable(int event) {
+  std::uint64_t const one = 1;
+  [[maybe_unused]] auto const written = ::write(event, &one, sizeof one);
+}
+
+/// Writes below what the terminal shows: the keys that were typed, or how far something has come.
+void tell(std::string const& text) {
+  auto const shown = (::isatty(STDERR_FILENO) == 1 ? "\n" : "") + text;
+  [[maybe_unused]] auto const written = ::write(STDERR_FILENO, shown.data(), shown.size());
+}
+
+}  // namespace
+
+interruption::interruption(std::mutex& output) : writing(output) {
+  sigset_t ends;
+  sigemptyset(&ends);
+  sigaddset(&ends, SIGINT);
+  sigaddset(&ends, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+  signals = checked(signalfd(-1, &ends, SFD_CLOEXEC), "signalfd");
+  raised = checked(eventfd(0, EFD_CLOEXEC), "eventfd");
+  ending = checked(eventfd(0, EFD_CLOEXEC), "eventfd");
+  watcher = std::thread([this] { watch(); });
+}
+
+interruption::~interruption() {
+  make_readable(ending);
+  watcher.join();
+  ::close(signals);
+  ::close(raised);
+  ::close(ending);
+}
+
+std::chrono::system_clock::time_point interruption::now() const {
+  return std::chrono::system_clock::now();
+}
+
+std::chrono::steady_clock::time_point interruption::steady_now() const {
+  return std::chrono::steady_clock::now();
+}
+
+bool interruption::wait(std::chrono::milliseconds time) {
+  auto const deadline = std::chrono::steady_clock::now() + time;
+  while (!is_interrupted()) {
+    auto const left =
+        std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) {
+      return false;
+    }
+    pollfd woken{raised, POLLIN, 0};
+    ::poll(&woken, 1, static_cast<int>(std::min<std::int64_t>(left.count(), 60'000)));
+  }
+  return true;
+}
+
+void interruption::take_over_interruption(char const* notice) {
+  notice_of_end = notice;
+  is_taken_over = true;
+}
+
+void interruption::watch() {
+  while (true) {
+    std::array<pollfd, 2> ready{{{signals, POLLIN, 0}, {ending, POLLIN, 0}}};
+    if (::poll(ready.data(), ready.size(), -1) < 0) {
+      continue;
+    }
+    if (ready[1].revents != 0) {
+      return;
+    }
+    signalfd_siginfo received{};
+    if (::read(signals, &received, sizeof received) == sizeof received) {
+      on_signal(static_cast<int>(received.ssi_signo));
+    }
+  }
+}
+
+void interruption::on_signal(int number) {
+  int none = 0;
+  auto const is_first = raised_by.compare_exchange_strong(none, number);
+  if (is_first && is_taken_over) {
+    make_readable(raised);
+    if (char const* const notice = notice_of_end) {
+      tell(std::string(program_name) + ": " + notice + '\n');
+    }
+    return;
+  }
+  if (is_first) {
+    await_end_of_output();
+  }
+  tell({});
+  ::_exit(code_of_signals + number);
+}
+
+/// A reader who does not read may hold the output up for ever; whoever insists ends the program all the same.
+void interruption::await_end_of_output() {
+  pollfd again{signals, POLLIN, 0};
+  while (!writing.try_lock() && ::poll(&again, 1, output_poll_milliseconds) == 0) {
+  }
+}
+
+}  // namespace tavi::ctl
