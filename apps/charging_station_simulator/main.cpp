@@ -7,8 +7,8 @@
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
 
-#include "simulation/simulator_command_line.h"
-#include "simulation/station_fleet.h"
+#include "simulator_command_line.h"
+#include "station_fleet.h"
 
 namespace {
 
@@ -19,9 +19,9 @@ void log_to_standard_output() {
   spdlog::set_default_logger(logger);
 }
 
-int run_stations(tavi::site::simulator_settings const& settings) {
+int run_stations(tavi::simulator::simulator_settings const& settings) {
   boost::asio::io_context loop(1);
-  tavi::site::station_fleet fleet(loop, settings.station, settings.identities);
+  tavi::simulator::station_fleet fleet(loop, settings.station, settings.identities);
   if (!fleet.start()) {
     return 1;
   }
@@ -35,13 +35,13 @@ int run_stations(tavi::site::simulator_settings const& settings) {
 
 int main(int argc, char** argv) {
   try {
-    auto const parsed = tavi::site::parse_simulator_command_line(argc, argv);
-    if (auto const* end = std::get_if<tavi::site::simulator_exit>(&parsed)) {
+    auto const parsed = tavi::simulator::parse_simulator_command_line(argc, argv);
+    if (auto const* end = std::get_if<tavi::simulator::simulator_exit>(&parsed)) {
       (end->code == 0 ? std::cout : std::cerr) << end->text << '\n';
       return end->code;
     }
     log_to_standard_output();
-    return run_stations(std::get<tavi::site::simulator_settings>(parsed));
+    return run_stations(std::get<tavi::simulator::simulator_settings>(parsed));
   } catch (std::exception const& error) {
     std::cerr << "charging_station_simulator: " << error.what() << '\n';
     return 1;

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "service_fixture.h"
-#include "simulation/station_options.h"
+#include "station_options.h"
 #include "tavi/stations/station_model_provider.h"
 
 namespace tavi::stations_maintenance {
@@ -75,7 +75,7 @@ TEST_F(ShippedConfiguration, RefusesABudgetAboveTheLargest) {
 TEST_F(ShippedConfiguration, KnowsTheModelOfTheSimulatedStation) {
   tavi::stations::station_model_provider provider;
   ASSERT_TRUE(provider.load((folder.path() / "supported_stations.json").string()));
-  tavi::site::station_options const station;
+  tavi::simulator::station_options const station;
   auto const* const name = provider.find_station_model(station.vendor, station.model);
   ASSERT_NE(name, nullptr);
   EXPECT_EQ(*name, "X7-22");

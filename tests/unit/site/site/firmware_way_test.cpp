@@ -6,7 +6,7 @@
 #include "../http/loop_thread.h"
 #include "ipc_test.h"
 #include "sanitizer.h"
-#include "simulation/simulated_station.h"
+#include "simulated_station.h"
 #include "site.h"
 #include "tavi/ocpp1_6/req_resp_ocpp_1_6_service.h"
 #include "tavi/stations/sub_charging_stations_service.h"
@@ -82,7 +82,7 @@ class FirmwareWay : public ipc_test {
     ASSERT_TRUE(events.subscribe_to_firmware_status());
     station_options.url = "ws://" + running->endpoint() + "/ocpp";
     auto const is_started = stations.call([this] {
-      station = std::make_unique<simulated_station>(stations.loop, station_options);
+      station = std::make_unique<simulator::simulated_station>(stations.loop, station_options);
       return station->start();
     });
     ASSERT_TRUE(is_started);
@@ -99,13 +99,13 @@ class FirmwareWay : public ipc_test {
 
   temporary_folder state;
   site_options options;
-  tavi::site::station_options station_options;
+  simulator::station_options station_options;
   std::optional<site> running;
   tavi::ocpp1_6::req_resp_ocpp_1_6_service client;
   firmware_subscriber told;
   tavi::stations::sub_charging_stations_service events{"test", told};
   loop_thread stations;
-  std::unique_ptr<simulated_station> station;
+  std::unique_ptr<simulator::simulated_station> station;
 };
 
 TEST_F(FirmwareWay, StationFetchesInstallsAndBootsWithWhatItWasSent) {
