@@ -4,6 +4,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "mura_common/export.h"
 
@@ -21,5 +22,14 @@ namespace mura_common {
 /// @param seconds_since_epoch  seconds since 1970-01-01T00:00:00Z; may be negative
 /// @return the text; empty when the moment lies outside what the C library can represent
 [[nodiscard]] MURA_COMMON_EXPORT std::string to_local_iso8601(std::int64_t seconds_since_epoch);
+
+/// The word that was probably meant by one that nobody knows.
+///
+/// A letter too much, too few, another one or two that changed places make one difference each. One difference is
+/// allowed for every three letters of the unknown word, and one at least.
+/// @param known  what there is; the first of several that are equally near is taken
+/// @return empty when no known word is near enough
+[[nodiscard]] MURA_COMMON_EXPORT std::string find_nearest_word(std::string_view unknown,
+                                                               std::vector<std::string> const& known);
 
 }  // namespace mura_common

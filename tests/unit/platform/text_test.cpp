@@ -6,6 +6,8 @@
 #include <array>
 #include <cstdint>
 #include <limits>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -49,6 +51,41 @@ TEST_F(LocalTime, IsWrittenInTheBasicFormWithItsOffset) {
 
 TEST_F(LocalTime, IsEmptyForAMomentBeyondTheCalendar) {
   EXPECT_EQ(to_local_iso8601(std::numeric_limits<std::int64_t>::max()), "");
+}
+
+TEST(NearestWord, IsTheOneWithFewestDifferences) {
+  std::vector<std::string> const known = {"list", "generate", "delete", "export", "folder"};
+  EXPECT_EQ(find_nearest_word("lst", known), "list");
+  EXPECT_EQ(find_nearest_word("lists", known), "list");
+  EXPECT_EQ(find_nearest_word("lost", known), "list");
+  EXPECT_EQ(find_nearest_word("genrate", known), "generate");
+  EXPECT_EQ(find_nearest_word("dleete", known), "delete");
+  EXPECT_EQ(find_nearest_word("list", {"last", "list"}), "list");
+}
+
+TEST(NearestWord, CountsTwoLettersThatChangedPlacesAsOneDifference) {
+  EXPECT_EQ(find_nearest_word("gte", {"get"}), "get");
+  EXPECT_EQ(find_nearest_word("tse", {"set"}), "");
+}
+
+TEST(NearestWord, IsTheFirstOfTwoThatAreEquallyNear) {
+  EXPECT_EQ(find_nearest_word("bet", {"set", "get"}), "set");
+}
+
+TEST(NearestWord, IsAbsentWhenNothingIsNear) {
+  EXPECT_EQ(find_nearest_word("reboot", {"list", "generate"}), "");
+  EXPECT_EQ(find_nearest_word("xyz", {"set", "get"}), "");
+  EXPECT_EQ(find_nearest_word("", {"a"}), "");
+  EXPECT_EQ(find_nearest_word("x", {"a"}), "");
+  EXPECT_EQ(find_nearest_word("list", {}), "");
+  EXPECT_EQ(find_nearest_word(std::string(65, 'a'), {std::string(65, 'a')}), "");
+}
+
+TEST(NearestWord, MayDifferMoreTheLongerItIs) {
+  EXPECT_EQ(find_nearest_word("abcdX", {"abcde"}), "abcde");
+  EXPECT_EQ(find_nearest_word("abcXX", {"abcde"}), "");
+  EXPECT_EQ(find_nearest_word("abcdXX", {"abcdef"}), "abcdef");
+  EXPECT_EQ(find_nearest_word("abcXXX", {"abcdef"}), "");
 }
 
 }  // namespace
