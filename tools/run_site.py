@@ -8,6 +8,7 @@ once with --once.
 """
 
 import argparse
+import itertools
 import json
 import os
 import pathlib
@@ -32,6 +33,8 @@ FIRMWARE_SIZE = 6_000_000
 FIRMWARE_VERSION = "2.1.0"
 FIRMWARE_MODEL = "X7-22"
 CONTROL_PROGRAM = "stations_maintenance_ctl"
+# By which a user ends it: Ctrl-C, kill, and closing the terminal.
+ENDING_SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 
 # What is worth showing while the site is up; group 1 is shown.
 EVENTS = re.compile(
@@ -180,11 +183,38 @@ def deliver(site, services, stations, firmware, digest):
     say("  station 1 has booted with it")
 
 
-def show_functional_log(site):
-    say("\nfunctional log:")
-    for line in (site.state / "site" / "event_log" / "events.jsonl").read_text(encoding="utf-8").splitlines():
-        entry = json.loads(line)
-        say(f"  {entry['time']}  {entry['subtype']}  {entry['text']}")
+class FunctionalLog:
+    """What the site's event log gains from now on: its folder may hold entries of earlier runs."""
+
+    def __init__(self, folder):
+        self._folder = folder
+        try:
+            status = (folder / "events.jsonl").stat()
+            self._begin = (status.st_ino, status.st_size)
+        except FileNotFoundError:
+            self._begin = (None, 0)
+
+    def show(self):
+        say("\nfunctional log:")
+        for line in self.lines():
+            entry = json.loads(line)
+            say(f"  {entry['time']}  {entry['subtype']}  {entry['text']}")
+
+    def lines(self):
+        # A full file is renamed: what was its end in the beginning may stand in an older one by now.
+        lines = []
+        for age in itertools.count():
+            try:
+                file = open(self._folder / (f"events.{age}.jsonl" if age else "events.jsonl"), encoding="utf-8")
+            except FileNotFoundError:
+                return lines
+            with file:
+                is_first = os.fstat(file.fileno()).st_ino == self._begin[0]
+                if is_first:
+                    file.seek(self._begin[1])
+                lines = file.read().splitlines() + lines
+            if is_first:
+                return lines
 
 
 def run(arguments, events):
@@ -193,6 +223,7 @@ def run(arguments, events):
         arguments.programs, arguments.state, arguments.port,
         settings={"diagnostic_report.period_for_automatic_generation": 0},
         on_line=lambda name, line: events.put((name, line)))
+    log = FunctionalLog(site.state / "site" / "event_log")
     try:
         services = site.start_site()
         say(f"tavi_site listens on 127.0.0.1:{site.port}")
@@ -206,13 +237,13 @@ def run(arguments, events):
         control = Control(site)
         show_reports(site, control, host, arguments.stations)
         show_firmware(site, control, services, stations)
-        show_functional_log(site)
+        log.show()
         if not arguments.once:
             control.show("config", "set", "--period", f"{PERIOD}s")
             show_events(events)
     finally:
         # From here on Ctrl-C would only leave processes behind.
-        for number in (signal.SIGINT, signal.SIGTERM):
+        for number in ENDING_SIGNALS:
             signal.signal(number, signal.SIG_IGN)
         site.stop()
     say(f"\neverything has stopped; state and logs are in {site.state}")
@@ -233,18 +264,28 @@ def on_signal(_number, _frame):
     raise Stop
 
 
+def tell_if_heard(text, stream):
+    try:
+        print(text, file=stream, flush=True)
+    except OSError:
+        # The terminal has gone. What could not be written would be tried again at the end, and change the exit code.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), stream.fileno())
+
+
 def main():
     arguments = parse_arguments()
-    for number in (signal.SIGINT, signal.SIGTERM):
-        signal.signal(number, on_signal)
+    for number in ENDING_SIGNALS:
+        # What is ignored from the start, as under nohup, stays so.
+        if signal.getsignal(number) != signal.SIG_IGN:
+            signal.signal(number, on_signal)
     try:
         run(arguments, queue.Queue())
     except Stop:
+        tell_if_heard("stopped", sys.stdout)
         # Asked to stop before all was shown, or while the site was up: a success only in the second case.
-        say("stopped")
         return 1 if arguments.once else 0
     except (site_processes.SiteError, OSError, sqlite3.Error) as error:
-        print(f"run: {error}", file=sys.stderr)
+        tell_if_heard(f"run: {error}", sys.stderr)
         return 1
     return 0
 

@@ -2,18 +2,31 @@
 
 import os
 import pathlib
+import pty
 import re
 import signal
 import socket
 import subprocess
 import sys
 import unittest
+import unittest.mock
 
 from site_case import PATIENCE, PROGRAMS, SiteCase
 
 import run_site
+import terminal
 
 RUN_SITE = pathlib.Path(__file__).resolve().parent.parent.parent / "tools" / "run_site.py"
+# The command on a system that has no terminal to give.
+RUN_WITHOUT_TERMINALS = f"""
+import pty, sys
+def refuse():
+    raise OSError("out of pty devices")
+pty.openpty = refuse
+sys.path.insert(0, {str(RUN_SITE.parent)!r})
+import run_site
+sys.exit(run_site.main())
+"""
 
 
 def free_port():
@@ -68,7 +81,41 @@ class RunCommand(SiteCase):
         for _ in range(2):
             result = self.run_site("--state", state, "--port", free_port(), "--stations", 1, "--once")
             self.assertEqual(result.returncode, 0, result.stderr)
+            log = result.stdout.partition("\nfunctional log:\n")[2]
+            self.assertEqual(log.count("New firmware available"), 1, "the log is not that of this run alone")
         self.assertRegex(result.stdout, r"2_diagnostics_\S+\.tar\.gz")
+
+    def test_it_goes_on_over_pipes_where_there_is_no_terminal(self):
+        result = subprocess.run(
+            [sys.executable, "-B", "-c", RUN_WITHOUT_TERMINALS, "--programs", PROGRAMS, "--state", self.state,
+             "--port", str(free_port()), "--stations", "1", "--once"],
+            capture_output=True, text=True, timeout=3 * PATIENCE, check=False)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertRegex(result.stdout, r"\n1\t1\tmanual\t")
+        self.assertIn("CS-001 reboots with firmware 2.1.0", result.stdout)
+
+    def test_whoever_is_interrupted_leaves_no_command_behind(self):
+        (self.state / "file").touch()
+        with unittest.mock.patch("terminal.read_to_end", side_effect=run_site.Stop), self.assertRaises(run_site.Stop):
+            terminal.run_on_terminal(["tail", "-f", self.state / "file"], os.environ)
+        self.assertEqual(self.processes_of_this_site(), [])
+
+    def test_the_functional_log_of_a_run_begins_where_the_last_one_ended(self):
+        current = self.state / "events.jsonl"
+        whole = run_site.FunctionalLog(self.state)
+        current.write_text("one\ntwo\n")
+        later = run_site.FunctionalLog(self.state)
+        with current.open("a") as file:
+            file.write("three\n")
+        self.assertEqual((whole.lines(), later.lines()), (["one", "two", "three"], ["three"]))
+        # A full file is renamed.
+        for age in (1, 2):
+            for older in range(age, 0, -1):
+                newer = self.state / f"events.{older - 1}.jsonl" if older > 1 else current
+                newer.rename(self.state / f"events.{older}.jsonl")
+            current.write_text(f"file {age}\n")
+        self.assertEqual(later.lines(), ["three", "file 1", "file 2"])
+        self.assertEqual(whole.lines(), ["one", "two", "three", "file 1", "file 2"])
 
     def test_it_runs_below_a_link_and_dots(self):
         (self.state / "real").mkdir()
@@ -79,21 +126,35 @@ class RunCommand(SiteCase):
         self.assertTrue((self.state / "real" / "state").is_dir())
 
     def test_it_stays_up_and_ctrl_c_ends_it_cleanly(self):
+        # Under nohup it outlives its terminal.
         process = subprocess.Popen(self.command("--state", self.state, "--port", free_port(), "--stations", 1),
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+                                   preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
         self.addCleanup(process.kill)
-        seen = ""
-        while "events:" not in seen:
-            line = process.stdout.readline()
-            self.assertNotEqual(line, "", seen)
-            seen += line
-        while "has been uploaded on" not in line:
-            line = process.stdout.readline()
-            self.assertNotEqual(line, "", "it ended before an event was shown")
+        self.read_until(process.stdout, "events:")
+        process.send_signal(signal.SIGHUP)
+        self.read_until(process.stdout, "has been uploaded on")
         process.send_signal(signal.SIGINT)
         _, errors = process.communicate(timeout=PATIENCE)
         self.assertEqual((process.returncode, errors), (0, ""))
         self.assertEqual(self.processes_of_this_site(), [])
+
+    def test_it_ends_all_that_it_started_when_its_terminal_goes(self):
+        child, controller = pty.fork()
+        if child == 0:
+            os.execv(sys.executable, self.command("--state", self.state, "--port", free_port(), "--stations", 1))
+        with os.fdopen(controller, errors="replace") as screen:
+            self.read_until(screen, "events:")
+        code = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
+        self.assertEqual(self.processes_of_this_site(), [])
+        self.assertEqual(code, 0)
+
+    def read_until(self, stream, text):
+        seen = ""
+        while text not in seen:
+            line = stream.readline()
+            self.assertNotEqual(line, "", seen)
+            seen += line
 
     def test_a_report_that_was_not_filed_is_one_line(self):
         # The second station's reports would lie where not even root can make a file.
