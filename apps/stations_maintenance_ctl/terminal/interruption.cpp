@@ -13,6 +13,8 @@
 #include <string>
 #include <system_error>
 
+#include <fmt/format.h>
+
 #include "program_name.h"
 
 namespace tavi::ctl {
@@ -111,7 +113,7 @@ void interruption::on_signal(int number) {
   if (is_first && is_taken_over) {
     make_readable(raised);
     if (char const* const notice = notice_of_end) {
-      tell(std::string(program_name) + ": " + notice + '\n');
+      tell(fmt::format("{}: {}\n", program_name, notice));
     }
     return;
   }

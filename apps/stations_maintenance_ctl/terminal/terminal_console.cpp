@@ -10,6 +10,8 @@
 #include <string>
 #include <system_error>
 
+#include <fmt/format.h>
+
 #include "program_name.h"
 
 namespace tavi::ctl {
@@ -72,14 +74,14 @@ bool terminal_console::has_reader() const {
 
 void terminal_console::complain(std::string_view line) {
   show_progress({});
-  write_all(STDERR_FILENO, std::string(program_name) + ": " + std::string(line) + '\n');
+  write_all(STDERR_FILENO, fmt::format("{}: {}\n", program_name, line));
 }
 
 void terminal_console::show_progress(std::string_view line) {
   if (!has_progress || (line.empty() && !is_showing_progress)) {
     return;
   }
-  write_all(STDERR_FILENO, clear_line + std::string(line));
+  write_all(STDERR_FILENO, fmt::format("{}{}", clear_line, line));
   is_showing_progress = !line.empty();
 }
 
@@ -89,7 +91,7 @@ bool terminal_console::can_ask() const {
 
 bool terminal_console::ask(std::string_view question) {
   show_progress({});
-  write_all(STDERR_FILENO, std::string(question) + " [y/N] ");
+  write_all(STDERR_FILENO, fmt::format("{} [y/N] ", question));
   std::string answer;
   char letter = 0;
   while (::read(STDIN_FILENO, &letter, 1) == 1 && letter != '\n') {
