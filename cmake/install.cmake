@@ -32,9 +32,17 @@ install(DIRECTORY include/ client/include/ platform/include/ siblings/include/
 install(DIRECTORY config/ DESTINATION "${CMAKE_INSTALL_DOCDIR}/config")
 install(FILES docs/ipc.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(PROGRAMS docs/examples/stations_maintenance.py DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples")
-install(FILES packaging/stations_maintenance_ctl.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
-install(FILES packaging/stations_maintenance_ctl.bash
-  DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME stations_maintenance_ctl)
+
+# Absent where what writes them cannot be run.
+if(TARGET stations_maintenance_ctl_page_files)
+  set(pages "${PROJECT_BINARY_DIR}/apps/stations_maintenance_ctl/pages")
+  install(FILES "${pages}/stations_maintenance_ctl.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+  install(FILES "${pages}/stations_maintenance_ctl.bash"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME stations_maintenance_ctl)
+  install(FILES "${pages}/_stations_maintenance_ctl" DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
+  install(FILES "${pages}/stations_maintenance_ctl.fish"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d")
+endif()
 
 configure_package_config_file(packaging/stations_maintenance-config.cmake.in stations_maintenance-config.cmake
   INSTALL_DESTINATION "${package_folder}")

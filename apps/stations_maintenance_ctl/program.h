@@ -1,6 +1,6 @@
 #pragma once
 
-#include "command_line.h"
+#include "command_line/command_line.h"
 #include "commands/command_context.h"
 
 namespace tavi::ctl {

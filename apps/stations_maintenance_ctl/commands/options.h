@@ -60,7 +60,8 @@ struct reports_list_options {
 
 /// `reports generate`
 struct reports_generate_options {
-  std::vector<std::uint32_t> stations;                           ///< to be asked; all of the site when empty
+  std::vector<std::uint32_t> stations;                           ///< to be asked, unless `all`
+  bool all = false;                                              ///< ask every station of the site
   diagnostic_report_type type = diagnostic_report_type::manual;  ///< which limit the reports count against
   bool wait = false;                                             ///< until the reports are filed
   std::chrono::seconds time_out{300};                            ///< of the waiting

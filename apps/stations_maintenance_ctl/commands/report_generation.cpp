@@ -16,9 +16,9 @@ constexpr std::chrono::milliseconds filing_poll_interval(500);
 
 /// Ids of the stations to be asked, each once.
 taken<std::vector<std::uint32_t>> find_stations(command_context& context,
-                                                std::vector<std::uint32_t> const& given) {
-  if (!given.empty()) {
-    return {each_once(given), exit_code::done};
+                                                reports_generate_options const& options) {
+  if (!options.all) {
+    return {each_once(options.stations), exit_code::done};
   }
   auto const all = read_stations(context);
   if (!all.value) {
@@ -98,7 +98,7 @@ exit_code judge(command_context& context, std::vector<asked_station> const& aske
 }  // namespace
 
 exit_code run_command(command_context& context, reports_generate_options const& options) {
-  auto const stations = find_stations(context, options.stations);
+  auto const stations = find_stations(context, options);
   if (!stations.value) {
     return stations.code;
   }

@@ -93,4 +93,20 @@ std::size_t width_of(std::string_view text) {
       std::count_if(text.begin(), text.end(), [](char byte) { return !is_continuation(byte); }));
 }
 
+std::string wrap_text(std::string_view paragraph, std::size_t width) {
+  std::string text;
+  std::size_t column = 0;
+  while (!paragraph.empty()) {
+    auto const word = paragraph.substr(0, paragraph.find(' '));
+    auto const columns = width_of(word);
+    auto const is_first = text.empty();
+    auto const is_fitting = column + 1 + columns <= width;
+    text += is_first ? "" : is_fitting ? " " : "\n";
+    column = is_first || !is_fitting ? columns : column + 1 + columns;
+    text += word;
+    paragraph.remove_prefix(std::min(word.size() + 1, paragraph.size()));
+  }
+  return text;
+}
+
 }  // namespace tavi::ctl

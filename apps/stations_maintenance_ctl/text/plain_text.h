@@ -18,4 +18,7 @@ namespace tavi::ctl {
 /// Columns that a text takes on a terminal: one for each character. @param text  as `escape_text` gives it
 [[nodiscard]] std::size_t width_of(std::string_view text);
 
+/// Breaks a paragraph between its words, so that no line takes more columns than `width`, unless a word alone does.
+[[nodiscard]] std::string wrap_text(std::string_view paragraph, std::size_t width);
+
 }  // namespace tavi::ctl

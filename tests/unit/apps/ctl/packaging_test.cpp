@@ -1,4 +1,3 @@
-#include <ostream>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -6,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "command_line/command_table.h"
+#include "command_line/record_making.h"
 #include "ctl_process.h"
 #include "temporary_folder.h"
 
@@ -21,7 +22,8 @@ std::set<std::string> completions_of(std::vector<std::string> const& words) {
       "source \"$1\"; shift; COMP_WORDS=(stations_maintenance_ctl \"$@\"); COMP_CWORD=$#; "
       "_stations_maintenance_ctl; "
       "printf '%s\\n' \"${COMPREPLY[@]}\"";
-  std::vector<std::string> command = {"/bin/bash", "--norc", "-c", script, "bash", CTL_COMPLETION};
+  std::vector<std::string> command = {"/bin/bash", "--norc", "-c",
+                                      script,      "bash",   CTL_PAGES "/stations_maintenance_ctl.bash"};
   command.insert(command.end(), words.begin(), words.end());
   ctl_process bash(command);
   std::istringstream lines(bash.read_output());
@@ -54,47 +56,43 @@ std::set<std::string> options_of(std::vector<std::string> command) {
 
 /// The manual page without its escapes.
 std::string manual() {
-  return std::regex_replace(content_of(CTL_MANUAL), std::regex(R"(\\-)"), "-");
+  return std::regex_replace(content_of(CTL_PAGES "/stations_maintenance_ctl.1"), std::regex(R"(\\-)"), "-");
 }
 
-struct command_case {
-  char const* name;
-  std::vector<std::string> words;
-};
-
-void PrintTo(command_case const& row, std::ostream* out) {
-  *out << row.name;
+/// The words of every command, and those of none.
+std::vector<std::string> all_commands() {
+  std::vector<std::string> commands = {""};
+  for (auto const& command : tavi::ctl::command_table().commands) {
+    commands.push_back(command.words());
+  }
+  return commands;
 }
 
-class PackagedCommand : public testing::TestWithParam<command_case> {};
+class PackagedCommand : public testing::TestWithParam<std::string> {};
 
 TEST_P(PackagedCommand, HasItsOptionsCompletedAndInTheManual) {
-  auto expected = options_of(GetParam().words);
+  auto words = tavi::ctl::split_words(GetParam());
+  auto expected = options_of(words);
   for (auto const& option : expected) {
     EXPECT_THAT(manual(), HasSubstr(option));
   }
+  EXPECT_THAT(manual(), HasSubstr(GetParam()));
   expected.insert({"--json", "--verbose", "--runtime-dir"});
-  auto words = GetParam().words;
   words.emplace_back("--");
   EXPECT_EQ(completions_of(words), expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(Every, PackagedCommand,
-                         testing::Values(command_case{"Program", {}},
-                                         command_case{"ConfigGet", {"config", "get"}},
-                                         command_case{"ConfigSet", {"config", "set"}},
-                                         command_case{"FirmwareList", {"firmware", "list"}},
-                                         command_case{"FirmwareShow", {"firmware", "show"}},
-                                         command_case{"FirmwareAdd", {"firmware", "add"}},
-                                         command_case{"FirmwareDelete", {"firmware", "delete"}},
-                                         command_case{"FirmwareAvailable", {"firmware", "available"}},
-                                         command_case{"ReportsList", {"reports", "list"}},
-                                         command_case{"ReportsGenerate", {"reports", "generate"}},
-                                         command_case{"ReportsDelete", {"reports", "delete"}},
-                                         command_case{"ReportsExport", {"reports", "export"}},
-                                         command_case{"ReportsFolder", {"reports", "folder"}},
-                                         command_case{"Watch", {"watch"}}),
-                         [](auto const& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Every, PackagedCommand, testing::ValuesIn(all_commands()), [](auto const& row) {
+  return row.param.empty() ? "Program" : std::regex_replace(row.param, std::regex(" "), "_");
+});
+
+TEST(PackagedCommands, AreAllThatTheProgramHas) {
+  EXPECT_THAT(
+      all_commands(),
+      testing::IsSupersetOf({"config get", "config set", "firmware list", "firmware show", "firmware add",
+                             "firmware delete", "firmware available", "reports list", "reports generate",
+                             "reports delete", "reports export", "reports folder", "watch"}));
+}
 
 TEST(Completion, OffersCommands) {
   EXPECT_THAT(completions_of({""}), testing::IsSupersetOf({"config", "firmware", "reports", "watch"}));
@@ -148,6 +146,26 @@ TEST(Manual, NamesEveryCommandAndExitCode) {
                                  "NO_COLOR"}) {
     EXPECT_THAT(text, HasSubstr(part));
   }
+}
+
+/// Lets a shell read a script. @return what it complains of
+std::string complaints_of(std::vector<std::string> const& shell) {
+  ctl_process process(shell);
+  auto complaints = process.read_errors();
+  EXPECT_EQ(process.wait(), 0);
+  return complaints;
+}
+
+TEST(Completion, IsUnderstoodByZsh) {
+  ASSERT_TRUE(std::filesystem::exists("/bin/zsh"));
+  EXPECT_EQ(complaints_of({"/bin/zsh", "-f", "-n", CTL_PAGES "/_stations_maintenance_ctl"}), "");
+}
+
+TEST(Completion, IsUnderstoodByFish) {
+  if (!std::filesystem::exists("/usr/bin/fish")) {
+    GTEST_SKIP() << "fish is not installed";
+  }
+  EXPECT_EQ(complaints_of({"/usr/bin/fish", "-n", CTL_PAGES "/stations_maintenance_ctl.fish"}), "");
 }
 
 }  // namespace

@@ -24,7 +24,8 @@ class ReportGeneration : public ctl_test {
   }
 
   static reports_generate_options ask(std::vector<std::uint32_t> stations, bool wait = false) {
-    return {std::move(stations), report_type::manual, wait, 10s};
+    auto const is_all = stations.empty();
+    return {std::move(stations), is_all, report_type::manual, wait, 10s};
   }
 };
 

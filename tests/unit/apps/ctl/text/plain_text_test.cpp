@@ -84,5 +84,14 @@ TEST(Width, CountsCharactersInsteadOfBytes) {
   EXPECT_EQ(width_of("\xe2\x82\xac"), 1U);
 }
 
+TEST(WrapText, BreaksBetweenWordsAtTheWidth) {
+  EXPECT_EQ(wrap_text("one two three", 7), "one two\nthree");
+  EXPECT_EQ(wrap_text("one two three", 6), "one\ntwo\nthree");
+  EXPECT_EQ(wrap_text("one two three", 13), "one two three");
+  EXPECT_EQ(wrap_text("endless on", 3), "endless\non");
+  EXPECT_EQ(wrap_text("", 5), "");
+  EXPECT_EQ(wrap_text("\u00e4\u00f6\u00fc x", 5), "\u00e4\u00f6\u00fc x");
+}
+
 }  // namespace
 }  // namespace tavi::ctl

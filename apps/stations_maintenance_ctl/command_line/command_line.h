@@ -3,17 +3,9 @@
 #include <string>
 #include <variant>
 
-#include "commands/options.h"
+#include "command_line/invocation.h"
 
 namespace tavi::ctl {
-
-/// What the program was started with.
-struct invocation {
-  command_options command;     ///< what is to be done
-  bool is_json = false;        ///< write JSON
-  bool is_verbose = false;     ///< show the log of the libraries on standard error
-  std::string runtime_folder;  ///< of the services' sockets; empty when the environment decides
-};
 
 /// Why the program ends instead of doing something.
 struct early_end {

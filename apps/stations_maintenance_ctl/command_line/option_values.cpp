@@ -1,4 +1,4 @@
-#include "option_values.h"
+#include "command_line/option_values.h"
 
 #include <algorithm>
 #include <array>
@@ -41,6 +41,10 @@ std::optional<std::chrono::seconds> parse_patience(std::string const& text) {
   return time && time->count() > 0 ? time : std::nullopt;
 }
 
+std::optional<std::uint64_t> parse_bytes(std::string const& text) {
+  return parse_size(text);
+}
+
 std::optional<report_order> parse_order(std::string const& text) {
   constexpr std::array<char const*, 6> names = {"id", "station", "name", "time", "type", "size"};
   auto const found = std::find(names.begin(), names.end(), text);
@@ -54,6 +58,10 @@ std::optional<diagnostic_report_type> parse_type(std::string const& text) {
 
 std::optional<std::string> parse_present(std::string const& text) {
   return text.empty() ? std::nullopt : std::optional(text);
+}
+
+std::optional<std::filesystem::path> parse_path(std::string const& text) {
+  return parse_present(text);
 }
 
 std::optional<std::string> parse_address(std::string const& text) {
