@@ -18,12 +18,12 @@ namespace tavi::simulator {
 
 namespace asio = boost::asio;
 namespace beast = boost::beast;
-namespace http = boost::beast::http;
+namespace beast_http = boost::beast::http;
 using boost::system::error_code;
 
 namespace {
 
-using parser_type = http::response_parser<http::buffer_body>;
+using parser_type = beast_http::response_parser<beast_http::buffer_body>;
 
 constexpr std::size_t chunk_bytes = 64 * 1024;
 constexpr std::size_t sniffed_bytes = 256;
@@ -36,9 +36,9 @@ download_head read_head(parser_type const& parser) {
   auto const& answer = parser.get();
   download_head head;
   head.status = answer.result_int();
-  head.tag = to_text(answer[http::field::etag]);
-  head.content_type = to_text(answer[http::field::content_type]);
-  head.content_range = to_text(answer[http::field::content_range]);
+  head.tag = to_text(answer[beast_http::field::etag]);
+  head.content_type = to_text(answer[beast_http::field::content_type]);
+  head.content_range = to_text(answer[beast_http::field::content_range]);
   head.is_chunked = parser.chunked();
   if (auto const length = parser.content_length()) {
     head.length = *length;
@@ -52,7 +52,7 @@ struct file_download::members {
   members(asio::any_io_executor loop, station_pace const& limits, std::filesystem::path path)
       : connection(std::move(loop), limits), target(std::move(path)), chunk(chunk_bytes) {}
 
-  [[nodiscard]] http::request<http::empty_body> make_request(web_location const& server) const;
+  [[nodiscard]] beast_http::request<beast_http::empty_body> make_request(web_location const& server) const;
   [[nodiscard]] asio::awaitable<std::string> fetch(web_location const& server);
   [[nodiscard]] asio::awaitable<std::string> read_answer();
   [[nodiscard]] asio::awaitable<std::string> read_body(beast::flat_buffer& buffer, parser_type& parser);
@@ -71,14 +71,15 @@ struct file_download::members {
   bool is_broken = false;
 };
 
-http::request<http::empty_body> file_download::members::make_request(web_location const& server) const {
-  http::request<http::empty_body> request(http::verb::get, server.path, 11);
-  request.set(http::field::host, host_field(server));
-  request.set(http::field::user_agent, "charging_station_simulator");
+beast_http::request<beast_http::empty_body> file_download::members::make_request(
+    web_location const& server) const {
+  beast_http::request<beast_http::empty_body> request(beast_http::verb::get, server.path, 11);
+  request.set(beast_http::field::host, host_field(server));
+  request.set(beast_http::field::user_agent, "charging_station_simulator");
   request.keep_alive(false);
   if (state.bytes > 0) {
-    request.set(http::field::range, "bytes=" + std::to_string(state.bytes) + "-");
-    request.set(http::field::if_range, state.tag);
+    request.set(beast_http::field::range, "bytes=" + std::to_string(state.bytes) + "-");
+    request.set(beast_http::field::if_range, state.tag);
   }
   return request;
 }
@@ -92,7 +93,8 @@ asio::awaitable<std::string> file_download::members::fetch(web_location const& s
   auto const request = make_request(server);
   error_code error;
   connection.expect_progress();
-  co_await http::async_write(connection.stream(), request, asio::redirect_error(asio::use_awaitable, error));
+  co_await beast_http::async_write(connection.stream(), request,
+                                   asio::redirect_error(asio::use_awaitable, error));
   if (error) {
     co_return "the transfer broke off: " + error.message();
   }
@@ -105,8 +107,8 @@ asio::awaitable<std::string> file_download::members::read_answer() {
   parser.body_limit(boost::none);
   error_code error;
   connection.expect_progress();
-  co_await http::async_read_header(connection.stream(), buffer, parser,
-                                   asio::redirect_error(asio::use_awaitable, error));
+  co_await beast_http::async_read_header(connection.stream(), buffer, parser,
+                                         asio::redirect_error(asio::use_awaitable, error));
   if (error) {
     co_return "the transfer broke off: " + error.message();
   }
@@ -152,13 +154,13 @@ asio::awaitable<std::string> file_download::members::read_body(beast::flat_buffe
     body.size = chunk.size();
     error_code error;
     connection.expect_progress();
-    co_await http::async_read_some(connection.stream(), buffer, parser,
-                                   asio::redirect_error(asio::use_awaitable, error));
+    co_await beast_http::async_read_some(connection.stream(), buffer, parser,
+                                         asio::redirect_error(asio::use_awaitable, error));
     auto const fault = take(chunk.size() - body.size);
     if (!fault.empty()) {
       co_return fault;
     }
-    if (error && error != http::error::need_buffer) {
+    if (error && error != beast_http::error::need_buffer) {
       co_return "the transfer broke off: " + error.message();
     }
   }

@@ -14,16 +14,16 @@ namespace tavi::simulator {
 
 namespace asio = boost::asio;
 namespace beast = boost::beast;
-namespace http = boost::beast::http;
+namespace beast_http = boost::beast::http;
 using boost::system::error_code;
 
 struct file_upload::members {
   members(asio::any_io_executor loop, station_pace const& limits) : connection(std::move(loop), limits) {}
 
-  [[nodiscard]] asio::awaitable<error_code> send(http::request<http::file_body>& request);
+  [[nodiscard]] asio::awaitable<error_code> send(beast_http::request<beast_http::file_body>& request);
   [[nodiscard]] asio::awaitable<error_code> read_status(unsigned int& status);
   [[nodiscard]] asio::awaitable<void> transfer(web_location const& server,
-                                               http::request<http::file_body>& request,
+                                               beast_http::request<beast_http::file_body>& request,
                                                upload_outcome& outcome);
 
   web_connection connection;
@@ -32,18 +32,18 @@ struct file_upload::members {
 namespace {
 
 error_code open_request(web_location const& server, std::filesystem::path const& file,
-                        http::request<http::file_body>& request) {
+                        beast_http::request<beast_http::file_body>& request) {
   error_code error;
   request.version(11);
-  request.method(http::verb::put);
+  request.method(beast_http::verb::put);
   request.target(server.path);
   request.body().open(file.c_str(), beast::file_mode::scan, error);
   if (error) {
     return error;
   }
-  request.set(http::field::host, host_field(server));
-  request.set(http::field::user_agent, "charging_station_simulator");
-  request.set(http::field::content_type, "application/gzip");
+  request.set(beast_http::field::host, host_field(server));
+  request.set(beast_http::field::user_agent, "charging_station_simulator");
+  request.set(beast_http::field::content_type, "application/gzip");
   request.keep_alive(false);
   request.prepare_payload();
   return error;
@@ -57,14 +57,14 @@ void judge(unsigned int status, upload_outcome& outcome) {
 
 }  // namespace
 
-asio::awaitable<error_code> file_upload::members::send(http::request<http::file_body>& request) {
+asio::awaitable<error_code> file_upload::members::send(beast_http::request<beast_http::file_body>& request) {
   error_code error;
   auto token = asio::redirect_error(asio::use_awaitable, error);
-  http::request_serializer<http::file_body> serializer(request);
+  beast_http::request_serializer<beast_http::file_body> serializer(request);
   while (!error && !serializer.is_done()) {
     // Counted anew for each piece: a large file may take long, but it may not stand still.
     connection.expect_progress();
-    co_await http::async_write_some(connection.stream(), serializer, token);
+    co_await beast_http::async_write_some(connection.stream(), serializer, token);
   }
   co_return error;
 }
@@ -75,16 +75,16 @@ asio::awaitable<error_code> file_upload::members::read_status(unsigned int& stat
   beast::flat_buffer buffer;
   status = 0;
   while (!error && status < 200) {
-    http::response_parser<http::empty_body> parser;
+    beast_http::response_parser<beast_http::empty_body> parser;
     connection.expect_progress();
-    co_await http::async_read_header(connection.stream(), buffer, parser, token);
+    co_await beast_http::async_read_header(connection.stream(), buffer, parser, token);
     status = error ? 0 : parser.get().result_int();
   }
   co_return error;
 }
 
 asio::awaitable<void> file_upload::members::transfer(web_location const& server,
-                                                     http::request<http::file_body>& request,
+                                                     beast_http::request<beast_http::file_body>& request,
                                                      upload_outcome& outcome) {
   auto const connected = co_await connection.open(server);
   if (connected) {
@@ -111,7 +111,7 @@ file_upload::~file_upload() = default;
 asio::awaitable<upload_outcome> file_upload::put(web_location server, std::filesystem::path file) {
   auto const self = own;
   upload_outcome outcome;
-  http::request<http::file_body> request;
+  beast_http::request<beast_http::file_body> request;
   if (auto const error = open_request(server, file, request); error) {
     outcome.may_retry = false;
     outcome.reason = "cannot open " + file.string() + ": " + error.message();

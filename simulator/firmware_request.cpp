@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "http/request_text.h"
+#include "request_text.h"
 
 namespace tavi::simulator {
 namespace {
@@ -91,7 +91,7 @@ std::variant<firmware_request, request_fault> parse_firmware_request(nlohmann::j
 }
 
 std::string make_firmware_version(std::string_view path, std::string_view hash) {
-  auto const name = site::percent_decode(path.substr(path.rfind('/') + 1)).value_or("");
+  auto const name = http::percent_decode(path.substr(path.rfind('/') + 1)).value_or("");
   std::string_view stem = name;
   for (auto dot = find_extension(stem); dot != std::string_view::npos; dot = find_extension(stem)) {
     stem = stem.substr(0, dot);

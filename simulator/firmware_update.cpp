@@ -7,7 +7,7 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <spdlog/spdlog.h>
 
-#include "http/blocking_work.h"
+#include "blocking_work.h"
 #include "loop_workers.h"
 #include "mura_common/hash.h"
 #include "mura_common/text.h"
@@ -127,7 +127,7 @@ asio::awaitable<std::string> firmware_update::hash() {
     digits = mura_common::toHexString(mura_common::computeFileHash(mura_common::Sha2::Type::sha256, file));
     return std::error_code();
   };
-  co_await site::run_blocking(find_workers(executor), std::move(job));
+  co_await http::run_blocking(find_workers(executor), std::move(job));
   co_return digits;
 }
 

@@ -23,7 +23,7 @@ json describe_connector(int connector) {
   payload["connectorId"] = connector;
   payload["errorCode"] = "NoError";
   payload["status"] = "Available";
-  payload["timestamp"] = site::to_utc_iso8601(std::chrono::system_clock::now());
+  payload["timestamp"] = http::to_utc_iso8601(std::chrono::system_clock::now());
   return payload;
 }
 

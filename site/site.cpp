@@ -16,12 +16,12 @@
 #include <boost/asio/post.hpp>
 #include <spdlog/spdlog.h>
 
+#include "descriptor_limit.h"
 #include "event_log/event_log.h"
 #include "firmware/firmware_server.h"
 #include "firmware_offers.h"
 #include "folder_lock.h"
-#include "http/descriptor_limit.h"
-#include "http/http_listener.h"
+#include "http_listener.h"
 #include "network/network_service.h"
 #include "ocpp/central_system.h"
 #include "ocpp/published_station_events.h"
@@ -67,8 +67,8 @@ upload_options spool_options(site_options const& options) {
   return chosen;
 }
 
-http_limits connection_limits(site_options const& options) {
-  http_limits limits;
+http::http_limits connection_limits(site_options const& options) {
+  http::http_limits limits;
   limits.connections = options.plain_connections;
   return limits;
 }
@@ -102,7 +102,7 @@ struct site::members {
   firmware_offers offers;
   ocpp::central_system stations;
   upload_server uploads;
-  http_listener listener;
+  http::http_listener listener;
   token_service tokens;
   std::optional<network_service> network;
   tavi::logger::req_resp_logger_service_handler logger_server;
@@ -202,7 +202,7 @@ site::~site() {
 
 bool site::start() {
   // A limit that cannot be raised still serves a smaller site.
-  raise_descriptor_limit();
+  http::raise_descriptor_limit();
   // The publishers come first, because what the spool still holds is announced as soon as it is read. The
   // servers come last, because they ask all the others.
   bool const is_ready = own->prepare_state() && own->events.start() && own->station_events.start() &&

@@ -15,7 +15,7 @@ namespace tavi::site {
 std::string format_event(std::chrono::system_clock::time_point moment, unsigned int category,
                          unsigned int subtype, std::string const& text) {
   nlohmann::ordered_json const entry = {
-      {"time", to_utc_iso8601(moment)}, {"category", category}, {"subtype", subtype}, {"text", text}};
+      {"time", http::to_utc_iso8601(moment)}, {"category", category}, {"subtype", subtype}, {"text", text}};
   return entry.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 

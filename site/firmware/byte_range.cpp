@@ -5,7 +5,7 @@
 #include <limits>
 #include <optional>
 
-#include "http/request_text.h"
+#include "request_text.h"
 
 namespace tavi::site {
 namespace {
@@ -51,7 +51,7 @@ std::optional<range_spec> read_only_spec(std::string_view list) {
   std::optional<range_spec> only;
   while (!list.empty()) {
     auto const end = std::min(list.find(','), list.size());
-    auto const element = trim(list.substr(0, end));
+    auto const element = http::trim(list.substr(0, end));
     list.remove_prefix(std::min(end + 1, list.size()));
     if (element.empty()) {
       continue;
@@ -83,7 +83,7 @@ range_finding apply(range_spec const& spec, std::uint64_t size) {
 }  // namespace
 
 range_finding find_range(std::string_view field, std::uint64_t size) {
-  field = trim(field);
+  field = http::trim(field);
   auto const equals = field.find('=');
   if (equals == std::string_view::npos || !is_unit_bytes(field.substr(0, equals))) {
     return {};

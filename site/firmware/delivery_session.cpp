@@ -14,17 +14,17 @@
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
+#include "blocking_work.h"
+#include "deadline.h"
 #include "firmware/firmware_file.h"
 #include "firmware/firmware_request.h"
-#include "http/blocking_work.h"
-#include "http/deadline.h"
-#include "http/request_text.h"
+#include "request_text.h"
 
 namespace tavi::site {
 namespace {
 
 namespace asio = boost::asio;
-namespace http = boost::beast::http;
+namespace beast_http = boost::beast::http;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
@@ -33,8 +33,8 @@ constexpr std::size_t chunk_bytes = 64 * 1024;
 /// to take anything.
 constexpr int send_buffer_bytes = 64 * 1024;
 
-http_answer make_answer(http::status status, std::string const& text) {
-  http_answer answer;
+http::http_answer make_answer(beast_http::status status, std::string const& text) {
+  http::http_answer answer;
   answer.status = status;
   answer.text = text;
   return answer;
@@ -46,23 +46,24 @@ std::chrono::seconds retry_time(delivery_times const& times) {
 }
 
 /// A file that cannot be had any more is told apart from one that cannot be had at present.
-http_answer answer_for(std::error_code const& error, delivery_times const& times) {
+http::http_answer answer_for(std::error_code const& error, delivery_times const& times) {
   for (auto const gone : {std::errc::no_such_file_or_directory, std::errc::not_a_directory,
                           std::errc::too_many_symbolic_link_levels, std::errc::permission_denied}) {
     if (error == gone) {
-      return make_answer(http::status::gone, "this file is no longer there");
+      return make_answer(beast_http::status::gone, "this file is no longer there");
     }
   }
-  auto answer = make_answer(http::status::service_unavailable, "the file cannot be read at present");
+  auto answer = make_answer(beast_http::status::service_unavailable, "the file cannot be read at present");
   answer.retry_after = retry_time(times);
   return answer;
 }
 
 /// The connection is not kept, because whoever waits for a delivery is to hold no connection of others.
-http_answer answer_for(slot_answer busy, delivery_times const& times) {
-  auto answer = busy == slot_answer::token_busy
-                    ? make_answer(http::status::too_many_requests, "this location is being fetched already")
-                    : make_answer(http::status::service_unavailable, "too many files are being fetched");
+http::http_answer answer_for(slot_answer busy, delivery_times const& times) {
+  auto answer =
+      busy == slot_answer::token_busy
+          ? make_answer(beast_http::status::too_many_requests, "this location is being fetched already")
+          : make_answer(beast_http::status::service_unavailable, "too many files are being fetched");
   answer.retry_after = retry_time(times);
   answer.is_last = true;
   return answer;
@@ -71,13 +72,13 @@ http_answer answer_for(slot_answer busy, delivery_times const& times) {
 /// The part of one request that begins when its token was found good.
 class delivery_session {
  public:
-  delivery_session(http_exchange& connection, firmware_services& shared, delivery wanted,
+  delivery_session(http::http_exchange& connection, firmware_services& shared, delivery wanted,
                    std::string used_token)
       : exchange(connection),
         services(shared),
         what(std::move(wanted)),
         token(std::move(used_token)),
-        shown_token(shorten_token(token)) {}
+        shown_token(http::shorten_token(token)) {}
 
   asio::awaitable<bool> run();
 
@@ -88,7 +89,7 @@ class delivery_session {
   asio::awaitable<std::error_code> run_on_disk(std::function<std::error_code()> job);
   bool cut(std::string const& reason);
 
-  http_exchange& exchange;
+  http::http_exchange& exchange;
   firmware_services& services;
   delivery what;
   std::string token;
@@ -108,7 +109,7 @@ asio::awaitable<bool> delivery_session::run() {
     co_return co_await refuse(opened);
   }
   auto const plan = plan_delivery(exchange.parser.get(), file->state());
-  auto const is_written = co_await send_head(exchange, plan.head);
+  auto const is_written = co_await http::send_head(exchange, plan.head);
   if (!is_written) {
     co_return false;
   }
@@ -118,16 +119,16 @@ asio::awaitable<bool> delivery_session::run() {
   }
   spdlog::info("[firmware_server] {} got {} for station {} with token {}: {} bytes from {} of {}",
                exchange.peer, static_cast<unsigned int>(plan.head.status), what.station, shown_token,
-               plan.body.count, plan.body.first, escape_for_log(what.file.string(), 500));
-  co_return co_await finish_answer(exchange);
+               plan.body.count, plan.body.first, http::escape_for_log(what.file.string(), 500));
+  co_return co_await http::finish_answer(exchange);
 }
 
 asio::awaitable<bool> delivery_session::refuse(std::error_code const& error) {
   auto const answer = answer_for(error, services.times);
   spdlog::warn("[firmware_server] {} got {} for station {} with token {}: {}: {}", exchange.peer,
                static_cast<unsigned int>(answer.status), what.station, shown_token,
-               escape_for_log(what.file.string(), 500), error.message());
-  co_return co_await send_answer(exchange, answer);
+               http::escape_for_log(what.file.string(), 500), error.message());
+  co_return co_await http::send_answer(exchange, answer);
 }
 
 /// @return why it was not sent whole; empty when it was
@@ -155,7 +156,7 @@ asio::awaitable<std::string> delivery_session::send_body(byte_range range) {
 }
 
 asio::awaitable<std::string> delivery_session::send_chunk(std::span<char const> bytes) {
-  deadline limit(exchange.stream);
+  http::deadline limit(exchange.stream);
   while (!bytes.empty()) {
     auto const left = std::chrono::ceil<milliseconds>(ends_at - steady_clock::now());
     if (left <= milliseconds(0)) {
@@ -179,7 +180,7 @@ asio::awaitable<std::error_code> delivery_session::run_on_disk(std::function<std
   if (services.is_closing) {
     co_return std::make_error_code(std::errc::operation_canceled);
   }
-  co_return co_await run_blocking(services.disk, std::move(job));
+  co_return co_await http::run_blocking(services.disk, std::move(job));
 }
 
 bool delivery_session::cut(std::string const& reason) {
@@ -195,26 +196,27 @@ bool delivery_session::cut(std::string const& reason) {
   return false;
 }
 
-asio::awaitable<bool> refuse_delivery(http_exchange& exchange, std::string const& token,
-                                      http_answer const& answer) {
+asio::awaitable<bool> refuse_delivery(http::http_exchange& exchange, std::string const& token,
+                                      http::http_answer const& answer) {
   spdlog::info("[firmware_server] {} got {} for token {}: {}", exchange.peer,
-               static_cast<unsigned int>(answer.status), shorten_token(token), answer.text);
-  co_return co_await send_answer(exchange, answer);
+               static_cast<unsigned int>(answer.status), http::shorten_token(token), answer.text);
+  co_return co_await http::send_answer(exchange, answer);
 }
 
 }  // namespace
 
-asio::awaitable<bool> deliver_firmware(http_exchange& exchange, std::shared_ptr<firmware_services> services) {
+asio::awaitable<bool> deliver_firmware(http::http_exchange& exchange,
+                                       std::shared_ptr<firmware_services> services) {
   auto const target = find_firmware_target(exchange.parser.get());
-  if (auto const* const refusal = std::get_if<http_answer>(&target)) {
-    co_return co_await send_answer(exchange, *refusal);
+  if (auto const* const refusal = std::get_if<http::http_answer>(&target)) {
+    co_return co_await http::send_answer(exchange, *refusal);
   }
-  auto const& token = std::get<token_target>(target).token;
+  auto const& token = std::get<http::token_target>(target).token;
   auto const found = services->tokens.find(token, steady_clock::now());
   if (found.answer != delivery_answer::granted) {
     auto const is_gone = found.answer == delivery_answer::gone;
-    auto const answer = is_gone ? make_answer(http::status::gone, "the time of this location is over")
-                                : make_answer(http::status::not_found, "location unknown");
+    auto const answer = is_gone ? make_answer(beast_http::status::gone, "the time of this location is over")
+                                : make_answer(beast_http::status::not_found, "location unknown");
     co_return co_await refuse_delivery(exchange, token, answer);
   }
   delivery_slot const slot(services->slots, token);

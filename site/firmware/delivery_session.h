@@ -9,7 +9,7 @@
 #include "firmware/delivery_slots.h"
 #include "firmware/delivery_tokens.h"
 #include "firmware/firmware_options.h"
-#include "http/http_exchange.h"
+#include "http_exchange.h"
 
 namespace tavi::site {
 
@@ -35,7 +35,7 @@ struct firmware_services {
 /// too long, the connection is reset, so that nobody takes the part for the whole.
 /// @param exchange  outlives the coroutine
 /// @return whether another request can be read from the connection
-boost::asio::awaitable<bool> deliver_firmware(http_exchange& exchange,
+boost::asio::awaitable<bool> deliver_firmware(http::http_exchange& exchange,
                                               std::shared_ptr<firmware_services> services);
 
 }  // namespace tavi::site

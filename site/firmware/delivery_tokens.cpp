@@ -30,13 +30,14 @@ struct delivery_tokens::members {
   void make_room(unsigned int station, time_point now);
 
   delivery_limits limits;
-  random_source random;
+  http::random_source random;
   std::unordered_map<std::string, delivery_record> records;
 };
 
 delivery_record* delivery_tokens::members::find(std::string const& token) {
-  auto const place = records.find(key_of_secret(token));
-  return place != records.end() && is_same_secret(place->second.token, token) ? &place->second : nullptr;
+  auto const place = records.find(http::key_of_secret(token));
+  return place != records.end() && http::is_same_secret(place->second.token, token) ? &place->second
+                                                                                    : nullptr;
 }
 
 aged_keys delivery_tokens::members::select(auto const& is_wanted) const {
@@ -67,7 +68,7 @@ void delivery_tokens::members::make_room(unsigned int station, time_point now) {
   }
 }
 
-delivery_tokens::delivery_tokens(delivery_limits limits, random_source random)
+delivery_tokens::delivery_tokens(delivery_limits limits, http::random_source random)
     : own(std::make_unique<members>(limits, std::move(random))) {
 }
 
@@ -75,8 +76,8 @@ delivery_tokens::~delivery_tokens() = default;
 
 std::optional<std::string> delivery_tokens::make(delivery const& what, time_point now) {
   own->forget_old(now);
-  auto token = make_secret_token(own->random);
-  auto const key = token ? key_of_secret(*token) : std::string();
+  auto token = http::make_secret_token(own->random);
+  auto const key = token ? http::key_of_secret(*token) : std::string();
   if (key.empty()) {
     return std::nullopt;
   }

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "http/secret_token.h"
+#include "secret_token.h"
 
 namespace tavi::site {
 
@@ -51,7 +51,7 @@ class delivery_tokens {
 
   /// @param limits  see `delivery_limits`
   /// @param random  where tokens come from
-  explicit delivery_tokens(delivery_limits limits, random_source random = fill_from_system);
+  explicit delivery_tokens(delivery_limits limits, http::random_source random = http::fill_from_system);
   ~delivery_tokens();
   delivery_tokens(delivery_tokens const&) = delete;
   delivery_tokens& operator=(delivery_tokens const&) = delete;

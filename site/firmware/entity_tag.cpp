@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "http/request_text.h"
+#include "request_text.h"
 
 namespace tavi::site {
 namespace {
@@ -11,7 +11,7 @@ namespace {
 constexpr std::string_view separators = " \t,";
 
 bool is_in_list(std::string_view list, std::string_view tag, bool is_weak_enough) {
-  list = trim(list, separators);
+  list = http::trim(list, separators);
   if (list == "*") {
     return true;
   }

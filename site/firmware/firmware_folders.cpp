@@ -7,7 +7,7 @@
 #include <spdlog/spdlog.h>
 
 #include "firmware/firmware_file.h"
-#include "http/request_text.h"
+#include "request_text.h"
 
 namespace tavi::site {
 namespace {
@@ -25,7 +25,7 @@ bool is_below(fs::path const& file, fs::path const& folder) {
 }
 
 std::optional<fs::path> refuse(std::string const& path, std::string_view reason) {
-  spdlog::warn("[firmware_server] {} is not delivered: {}", escape_for_log(path, 500), reason);
+  spdlog::warn("[firmware_server] {} is not delivered: {}", http::escape_for_log(path, 500), reason);
   return std::nullopt;
 }
 

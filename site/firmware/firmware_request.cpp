@@ -13,11 +13,11 @@
 namespace tavi::site {
 namespace {
 
-namespace http = boost::beast::http;
+namespace beast_http = boost::beast::http;
 
 /// The values of all fields of a name, joined as HTTP has it; none when there is no such field, which an
 /// empty one is not.
-std::optional<std::string> values_of(request_header const& header, http::field name) {
+std::optional<std::string> values_of(http::request_header const& header, beast_http::field name) {
   std::optional<std::string> values;
   auto const [begin, end] = header.equal_range(name);
   for (auto field = begin; field != end; ++field) {
@@ -27,93 +27,94 @@ std::optional<std::string> values_of(request_header const& header, http::field n
   return values;
 }
 
-http_answer make_refusal(http::status status, std::string const& text) {
-  http_answer answer;
+http::http_answer make_refusal(beast_http::status status, std::string const& text) {
+  http::http_answer answer;
   answer.status = status;
   answer.text = text;
   return answer;
 }
 
-delivery_plan make_plan(http::status status, file_state const& file) {
+delivery_plan make_plan(beast_http::status status, file_state const& file) {
   delivery_plan plan;
   plan.head.status = status;
   // Whoever keeps the answer on its way would keep a firmware that only this station may have.
-  plan.head.fields = {{http::field::etag, file.tag},
-                      {http::field::accept_ranges, "bytes"},
-                      {http::field::cache_control, "private, no-store"}};
+  plan.head.fields = {{beast_http::field::etag, file.tag},
+                      {beast_http::field::accept_ranges, "bytes"},
+                      {beast_http::field::cache_control, "private, no-store"}};
   return plan;
 }
 
 delivery_plan plan_whole(file_state const& file) {
-  auto plan = make_plan(http::status::ok, file);
-  plan.head.fields.emplace_back(http::field::content_type, "application/octet-stream");
+  auto plan = make_plan(beast_http::status::ok, file);
+  plan.head.fields.emplace_back(beast_http::field::content_type, "application/octet-stream");
   plan.head.content_length = file.size;
   plan.body = {0, file.size};
   return plan;
 }
 
 delivery_plan plan_part(file_state const& file, byte_range const& range) {
-  auto plan = make_plan(http::status::partial_content, file);
-  plan.head.fields.emplace_back(http::field::content_type, "application/octet-stream");
+  auto plan = make_plan(beast_http::status::partial_content, file);
+  plan.head.fields.emplace_back(beast_http::field::content_type, "application/octet-stream");
   plan.head.fields.emplace_back(
-      http::field::content_range,
+      beast_http::field::content_range,
       fmt::format("bytes {}-{}/{}", range.first, range.first + range.count - 1, file.size));
   plan.head.content_length = range.count;
   plan.body = range;
   return plan;
 }
 
-delivery_plan plan_nothing(http::status status, file_state const& file) {
+delivery_plan plan_nothing(beast_http::status status, file_state const& file) {
   auto plan = make_plan(status, file);
-  if (status == http::status::range_not_satisfiable) {
-    plan.head.fields.emplace_back(http::field::content_range, fmt::format("bytes */{}", file.size));
+  if (status == beast_http::status::range_not_satisfiable) {
+    plan.head.fields.emplace_back(beast_http::field::content_range, fmt::format("bytes */{}", file.size));
   }
-  if (status != http::status::not_modified) {
+  if (status != beast_http::status::not_modified) {
     plan.head.content_length = 0;
   }
   return plan;
 }
 
-range_finding find_wanted_range(request_header const& header, file_state const& file) {
-  auto const if_range = values_of(header, http::field::if_range);
+range_finding find_wanted_range(http::request_header const& header, file_state const& file) {
+  auto const if_range = values_of(header, beast_http::field::if_range);
   if (if_range && !is_range_condition_met(*if_range, file.tag)) {
     return {};
   }
-  return find_range(values_of(header, http::field::range).value_or(""), file.size);
+  return find_range(values_of(header, beast_http::field::range).value_or(""), file.size);
 }
 
 }  // namespace
 
-std::variant<token_target, http_answer> find_firmware_target(request_header const& header) {
+std::variant<http::token_target, http::http_answer> find_firmware_target(http::request_header const& header) {
   auto const target = header.target();
-  auto const found = parse_token_target("/firmware/", {target.data(), target.size()});
+  auto const found = http::parse_token_target("/firmware/", {target.data(), target.size()});
   if (!found) {
-    return make_refusal(http::status::bad_request, "firmware location malformed");
+    return make_refusal(beast_http::status::bad_request, "firmware location malformed");
   }
-  if (header.method() != http::verb::get && header.method() != http::verb::head) {
-    auto refusal = make_refusal(http::status::method_not_allowed, "firmware is fetched with GET or HEAD");
+  if (header.method() != beast_http::verb::get && header.method() != beast_http::verb::head) {
+    auto refusal =
+        make_refusal(beast_http::status::method_not_allowed, "firmware is fetched with GET or HEAD");
     refusal.allow = "GET, HEAD";
     return refusal;
   }
   return *found;
 }
 
-delivery_plan plan_delivery(request_header const& header, file_state const& file) {
-  auto const if_match = values_of(header, http::field::if_match);
+delivery_plan plan_delivery(http::request_header const& header, file_state const& file) {
+  auto const if_match = values_of(header, beast_http::field::if_match);
   if (if_match && !is_tag_matched(*if_match, file.tag)) {
-    return plan_nothing(http::status::precondition_failed, file);
+    return plan_nothing(beast_http::status::precondition_failed, file);
   }
-  if (is_tag_matched_weakly(values_of(header, http::field::if_none_match).value_or(""), file.tag)) {
-    return plan_nothing(http::status::not_modified, file);
+  if (is_tag_matched_weakly(values_of(header, beast_http::field::if_none_match).value_or(""), file.tag)) {
+    return plan_nothing(beast_http::status::not_modified, file);
   }
-  if (header.method() == http::verb::head) {
+  if (header.method() == beast_http::verb::head) {
     auto plan = plan_whole(file);
     plan.body = {};
     return plan;
   }
   auto const wanted = find_wanted_range(header, file);
   if (wanted.kind == range_kind::unsatisfiable) {
-    return plan_nothing(http::status::range_not_satisfiable, file);
+    return plan_nothing(beast_http::status::range_not_satisfiable, file);
   }
   return wanted.kind == range_kind::part ? plan_part(file, wanted.range) : plan_whole(file);
 }

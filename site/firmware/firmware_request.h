@@ -4,26 +4,27 @@
 
 #include "firmware/byte_range.h"
 #include "firmware/firmware_file.h"
-#include "http/http_answer.h"
-#include "http/http_exchange.h"
-#include "http/token_target.h"
+#include "http_answer.h"
+#include "http_exchange.h"
+#include "token_target.h"
 
 namespace tavi::site {
 
 /// What is sent for a file.
 struct delivery_plan {
-  http_head head;   ///< status and fields
-  byte_range body;  ///< what of the file follows; empty for none
+  http::http_head head;  ///< status and fields
+  byte_range body;       ///< what of the file follows; empty for none
 };
 
 /// Reads what a request below "/firmware/" wants: 400 for a malformed target, 405 for a method other than GET
 /// and HEAD. The file name in the target is for the station; the token alone decides.
-[[nodiscard]] std::variant<token_target, http_answer> find_firmware_target(request_header const& header);
+[[nodiscard]] std::variant<http::token_target, http::http_answer> find_firmware_target(
+    http::request_header const& header);
 
 /// Decides what is sent to whoever may have the file: 200 with the whole file, 206 with the part that a Range
 /// field asks for (unless If-Range says that it was another file's), 304 for If-None-Match, 412 for If-Match,
 /// 416 for a part that the file does not have. HEAD gets the head of the whole file.
 /// @param header  of a GET or HEAD  @param file  to be sent
-[[nodiscard]] delivery_plan plan_delivery(request_header const& header, file_state const& file);
+[[nodiscard]] delivery_plan plan_delivery(http::request_header const& header, file_state const& file);
 
 }  // namespace tavi::site

@@ -4,7 +4,7 @@
 
 #include "firmware/delivery_session.h"
 #include "firmware/firmware_folders.h"
-#include "http/request_text.h"
+#include "request_text.h"
 
 namespace tavi::site {
 
@@ -27,8 +27,8 @@ firmware_server::~firmware_server() {
   own->services->disk.join();
 }
 
-void firmware_server::add_to(http_listener& listener) {
-  listener.add_route("/firmware/", [services = own->services](http_exchange& exchange) {
+void firmware_server::add_to(http::http_listener& listener) {
+  listener.add_route("/firmware/", [services = own->services](http::http_exchange& exchange) {
     return deliver_firmware(exchange, services);
   });
 }
@@ -43,7 +43,8 @@ std::optional<firmware_location> firmware_server::make_location(unsigned int sta
   if (!token) {
     return std::nullopt;
   }
-  return firmware_location{*token, "/firmware/" + *token + "/" + percent_encode(file.filename().string())};
+  return firmware_location{*token,
+                           "/firmware/" + *token + "/" + http::percent_encode(file.filename().string())};
 }
 
 void firmware_server::withdraw(std::string const& token) {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "firmware/firmware_options.h"
-#include "http/http_listener.h"
+#include "http_listener.h"
 
 namespace tavi::site {
 
@@ -30,7 +30,7 @@ class firmware_server {
   firmware_server& operator=(firmware_server const&) = delete;
 
   /// Adds the route "/firmware/". Deliveries that are going on when the server is destroyed are cut.
-  void add_to(http_listener& listener);
+  void add_to(http::http_listener& listener);
 
   /// Finds a file that may be delivered; see `find_deliverable`. Any thread; may wait for the disk.
   [[nodiscard]] std::optional<std::filesystem::path> find_file(std::string const& path) const;

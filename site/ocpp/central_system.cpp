@@ -12,7 +12,7 @@
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <spdlog/spdlog.h>
 
-#include "http/http_answer.h"
+#include "http_answer.h"
 #include "ocpp/handshake.h"
 #include "ocpp/on_loop.h"
 #include "ocpp/station_answers.h"
@@ -24,7 +24,7 @@ namespace tavi::site::ocpp {
 namespace {
 
 namespace asio = boost::asio;
-namespace http = boost::beast::http;
+namespace beast_http = boost::beast::http;
 using tavi::stations::charging_station;
 using tavi::stations::station_diagnostics_status;
 
@@ -42,19 +42,19 @@ std::string_view to_std(boost::beast::string_view text) {
 }
 
 /// Who wants to connect, or why he may not.
-std::variant<std::string, http_answer> read_upgrade(http_exchange const& exchange) {
+std::variant<std::string, http::http_answer> read_upgrade(http::http_exchange const& exchange) {
   auto const& request = exchange.parser.get();
   auto const identity = read_identity(to_std(request.target()));
   if (!identity.has_value()) {
-    return http_answer{
-        http::status::bad_request, "the address is to be /ocpp/<identity>, of 1 to 48 characters", {}};
+    return http::http_answer{
+        beast_http::status::bad_request, "the address is to be /ocpp/<identity>, of 1 to 48 characters", {}};
   }
   if (!boost::beast::websocket::is_upgrade(request)) {
-    return http_answer{http::status::bad_request, "a WebSocket is wanted here, and no body", {}};
+    return http::http_answer{beast_http::status::bad_request, "a WebSocket is wanted here, and no body", {}};
   }
   if (exchange.buffer.size() > 0) {
     // The WebSocket would begin in the middle of whatever these bytes are.
-    return http_answer{http::status::bad_request, "nothing may be sent before the answer", {}};
+    return http::http_answer{beast_http::status::bad_request, "nothing may be sent before the answer", {}};
   }
   return *identity;
 }
@@ -75,11 +75,11 @@ struct central_system::members {
         farewell(loop),
         saving(loop) {}
 
-  asio::awaitable<bool> on_exchange(http_exchange& exchange);
-  asio::awaitable<bool> refuse(http_exchange& exchange, http_answer answer);
-  std::optional<http_answer> find_objection(std::string const& identity) const;
+  asio::awaitable<bool> on_exchange(http::http_exchange& exchange);
+  asio::awaitable<bool> refuse(http::http_exchange& exchange, http::http_answer answer);
+  std::optional<http::http_answer> find_objection(std::string const& identity) const;
   asio::awaitable<bool> has_live_session(std::string const& identity);
-  asio::awaitable<void> serve(http_exchange& exchange, std::string identity);
+  asio::awaitable<void> serve(http::http_exchange& exchange, std::string identity);
   std::shared_ptr<station_session> find_session(std::string const& identity) const;
   int wait_for_station(asio::awaitable<asked_station> asking, unsigned int& request);
   std::string answer(std::string const& identity, call const& request);
@@ -106,20 +106,20 @@ struct central_system::members {
   std::function<void()> on_stopped;
 };
 
-asio::awaitable<bool> central_system::members::on_exchange(http_exchange& exchange) {
+asio::awaitable<bool> central_system::members::on_exchange(http::http_exchange& exchange) {
   auto const& request = exchange.parser.get();
   if (!boost::beast::websocket::is_upgrade(request) && exchange.parser.is_done()) {
     co_return co_await ask_for_web_socket(exchange);
   }
   auto wanted = read_upgrade(exchange);
-  if (auto* const answer = std::get_if<http_answer>(&wanted)) {
+  if (auto* const answer = std::get_if<http::http_answer>(&wanted)) {
     co_return co_await refuse(exchange, std::move(*answer));
   }
   auto const identity = std::get<std::string>(wanted);
   if (auto answer = find_objection(identity)) {
     co_return co_await refuse(exchange, std::move(*answer));
   }
-  if (!has_sub_protocol(to_std(request[http::field::sec_websocket_protocol]))) {
+  if (!has_sub_protocol(to_std(request[beast_http::field::sec_websocket_protocol]))) {
     spdlog::warn("[central_system] {} ({}) is sent away: it does not offer the sub-protocol {}",
                  exchange.peer, identity, sub_protocol);
     co_await open_and_close(exchange);
@@ -127,8 +127,8 @@ asio::awaitable<bool> central_system::members::on_exchange(http_exchange& exchan
   }
   auto const is_taken = co_await has_live_session(identity);
   if (is_taken || is_stopping) {
-    http_answer answer;
-    answer.status = is_taken ? http::status::conflict : http::status::service_unavailable;
+    http::http_answer answer;
+    answer.status = is_taken ? beast_http::status::conflict : beast_http::status::service_unavailable;
     answer.text = is_taken ? "a station of this identity is connected" : "the site is going down";
     answer.retry_after = is_taken ? std::chrono::seconds(0) : return_time;
     co_return co_await refuse(exchange, std::move(answer));
@@ -137,22 +137,23 @@ asio::awaitable<bool> central_system::members::on_exchange(http_exchange& exchan
   co_return false;
 }
 
-asio::awaitable<bool> central_system::members::refuse(http_exchange& exchange, http_answer answer) {
+asio::awaitable<bool> central_system::members::refuse(http::http_exchange& exchange,
+                                                      http::http_answer answer) {
   auto const target = to_std(exchange.parser.get().target());
   spdlog::warn("[central_system] {} is refused at {}: {}", exchange.peer, printable(target), answer.text);
-  auto const goes_on = co_await send_answer(exchange, answer);
+  auto const goes_on = co_await http::send_answer(exchange, answer);
   co_return goes_on;
 }
 
-std::optional<http_answer> central_system::members::find_objection(std::string const& identity) const {
+std::optional<http::http_answer> central_system::members::find_objection(std::string const& identity) const {
   if (registry.find(identity).has_value()) {
     return std::nullopt;
   }
   if (!options.is_accepting_unknown || is_stopping) {
-    return http_answer{http::status::not_found, "no station of this identity is known", {}};
+    return http::http_answer{beast_http::status::not_found, "no station of this identity is known", {}};
   }
   if (!registry.has_room()) {
-    return http_answer{http::status::not_found, "no further station can be taken in", {}};
+    return http::http_answer{beast_http::status::not_found, "no further station can be taken in", {}};
   }
   return std::nullopt;
 }
@@ -172,7 +173,7 @@ asio::awaitable<bool> central_system::members::has_live_session(std::string cons
   co_return false;
 }
 
-asio::awaitable<void> central_system::members::serve(http_exchange& exchange, std::string identity) {
+asio::awaitable<void> central_system::members::serve(http::http_exchange& exchange, std::string identity) {
   auto const session = std::make_shared<station_session>(
       std::move(exchange.stream), identity, options.session,
       [this, identity](call const& request) { return answer(identity, request); });
@@ -296,11 +297,11 @@ central_system::central_system(asio::io_context& loop, central_system_options op
 
 central_system::~central_system() = default;
 
-bool central_system::add_to(http_listener& listener) {
+bool central_system::add_to(http::http_listener& listener) {
   if (!own->registry.load()) {
     return false;
   }
-  listener.add_route("/ocpp/", [this](http_exchange& exchange) { return own->on_exchange(exchange); });
+  listener.add_route("/ocpp/", [this](http::http_exchange& exchange) { return own->on_exchange(exchange); });
   return true;
 }
 

@@ -12,8 +12,8 @@
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/io_context.hpp>
 
-#include "http/http_exchange.h"
-#include "http/http_listener.h"
+#include "http_exchange.h"
+#include "http_listener.h"
 #include "ocpp/firmware_source.h"
 #include "ocpp/station_events.h"
 #include "ocpp/station_requests.h"
@@ -56,7 +56,7 @@ class central_system : public tavi::ocpp1_6::i_req_resp_ocpp_1_6_service_handler
 
   /// Reads the stations and adds the route. Before the loop runs.
   /// @return false, with one line in the log, when the stations cannot be read
-  [[nodiscard]] bool add_to(http_listener& listener);
+  [[nodiscard]] bool add_to(http::http_listener& listener);
 
   /// Says goodbye to every station, fails what waits for their answers, drops who has not answered after a
   /// second, and refuses whoever comes. Once, on the event loop.

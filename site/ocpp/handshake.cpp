@@ -12,16 +12,16 @@
 #include <boost/beast/websocket/stream.hpp>
 #include <nlohmann/json.hpp>
 
-#include "http/http_date.h"
-#include "http/request_text.h"
+#include "http_date.h"
 #include "mura_common/text.h"
+#include "request_text.h"
 
 namespace tavi::site::ocpp {
 
 namespace {
 
 namespace asio = boost::asio;
-namespace http = boost::beast::http;
+namespace beast_http = boost::beast::http;
 namespace websocket = boost::beast::websocket;
 
 constexpr std::chrono::seconds answer_time(10);
@@ -83,7 +83,7 @@ std::optional<std::string> read_identity(std::string_view target) {
 bool has_sub_protocol(std::string_view offered) {
   while (!offered.empty()) {
     auto const comma = offered.find(',');
-    if (trim(offered.substr(0, comma)) == sub_protocol) {
+    if (http::trim(offered.substr(0, comma)) == sub_protocol) {
       return true;
     }
     offered.remove_prefix(comma == std::string_view::npos ? offered.size() : comma + 1);
@@ -91,28 +91,29 @@ bool has_sub_protocol(std::string_view offered) {
   return false;
 }
 
-asio::awaitable<bool> ask_for_web_socket(http_exchange& exchange) {
+asio::awaitable<bool> ask_for_web_socket(http::http_exchange& exchange) {
   auto const& request = exchange.parser.get();
-  http::response<http::string_body> response(http::status::upgrade_required,
-                                             request.version() == 10 ? 10 : 11);
-  response.set(http::field::date, to_http_date(std::chrono::system_clock::now()));
-  response.set(http::field::upgrade, "websocket");
-  response.set(http::field::connection, "Upgrade");
-  response.set(http::field::content_type, "text/plain; charset=utf-8");
+  beast_http::response<beast_http::string_body> response(beast_http::status::upgrade_required,
+                                                         request.version() == 10 ? 10 : 11);
+  response.set(beast_http::field::date, http::to_http_date(std::chrono::system_clock::now()));
+  response.set(beast_http::field::upgrade, "websocket");
+  response.set(beast_http::field::connection, "Upgrade");
+  response.set(beast_http::field::content_type, "text/plain; charset=utf-8");
   response.keep_alive(request.keep_alive());
   std::string const text = "a WebSocket is wanted here\n";
   response.content_length(text.size());
-  if (request.method() != http::verb::head) {
+  if (request.method() != beast_http::verb::head) {
     response.body() = text;
   }
   boost::system::error_code error;
   exchange.stream.expires_after(answer_time);
-  co_await http::async_write(exchange.stream, response, asio::redirect_error(asio::use_awaitable, error));
+  co_await beast_http::async_write(exchange.stream, response,
+                                   asio::redirect_error(asio::use_awaitable, error));
   exchange.stream.expires_never();
   co_return !error && request.keep_alive();
 }
 
-asio::awaitable<void> open_and_close(http_exchange& exchange) {
+asio::awaitable<void> open_and_close(http::http_exchange& exchange) {
   websocket::stream<boost::beast::tcp_stream> socket(std::move(exchange.stream));
   socket.set_option(websocket::stream_base::timeout{farewell_time, websocket::stream_base::none(), false});
   auto const& request = exchange.parser.get();

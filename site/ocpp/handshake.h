@@ -6,7 +6,7 @@
 
 #include <boost/asio/awaitable.hpp>
 
-#include "http/http_exchange.h"
+#include "http_exchange.h"
 
 namespace tavi::site::ocpp {
 
@@ -31,12 +31,12 @@ inline constexpr std::string_view sub_protocol = "ocpp1.6";
 /// Answers a request for something else that a WebSocket is wanted.
 /// @param exchange  of a request that is read to its end; outlives the coroutine
 /// @return whether another request can be read from the connection
-boost::asio::awaitable<bool> ask_for_web_socket(http_exchange& exchange);
+boost::asio::awaitable<bool> ask_for_web_socket(http::http_exchange& exchange);
 
 /// Completes the handshake of a station that offers no sub-protocol of the site without naming one, and
 /// closes the connection at once, as OCPP-J 1.6 wants it. A request that is no proper handshake is refused
 /// with 400.
 /// @param exchange  of a request for a WebSocket; outlives the coroutine, its stream is moved away
-boost::asio::awaitable<void> open_and_close(http_exchange& exchange);
+boost::asio::awaitable<void> open_and_close(http::http_exchange& exchange);
 
 }  // namespace tavi::site::ocpp

@@ -61,11 +61,11 @@ station_answers::result station_answers::on_boot_notification(unsigned int stati
     note_diagnostics_status(station_id, station_diagnostics_status::idle);
   }
   return json{
-      {"status", "Accepted"}, {"currentTime", to_utc_iso8601(now())}, {"interval", heartbeat.count()}};
+      {"status", "Accepted"}, {"currentTime", http::to_utc_iso8601(now())}, {"interval", heartbeat.count()}};
 }
 
 station_answers::result station_answers::on_heartbeat(unsigned int, json const&) {
-  return json{{"currentTime", to_utc_iso8601(now())}};
+  return json{{"currentTime", http::to_utc_iso8601(now())}};
 }
 
 station_answers::result station_answers::on_status_notification(unsigned int station_id,

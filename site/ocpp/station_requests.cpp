@@ -73,7 +73,7 @@ asio::awaitable<asked_station> station_requests::ask_for_update(unsigned int sta
   asked.request = ++last_request;
   json payload = json::object();
   payload["location"] = offer->location;
-  payload["retrieveDate"] = to_utc_iso8601(std::chrono::system_clock::now());
+  payload["retrieveDate"] = http::to_utc_iso8601(std::chrono::system_clock::now());
   payload["retries"] = update.retries;
   payload["retryInterval"] = update.retry_interval.count();
   auto const outcome = co_await session->send_call("UpdateFirmware", std::move(payload));

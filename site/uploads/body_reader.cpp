@@ -12,13 +12,13 @@
 #include <boost/beast/http/read.hpp>
 #include <spdlog/spdlog.h>
 
-#include "http/deadline.h"
+#include "deadline.h"
 
 namespace tavi::site {
 namespace {
 
 namespace asio = boost::asio;
-namespace http = boost::beast::http;
+namespace beast_http = boost::beast::http;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
@@ -28,8 +28,10 @@ body_result judge_read_error(boost::system::error_code const& error, bool is_lat
   if (is_late) {
     return body_result::too_slow;
   }
-  auto const is_cut = error == http::error::end_of_stream || error == http::error::partial_message;
-  auto const is_http = error.category() == http::make_error_code(http::error::bad_chunk).category();
+  auto const is_cut =
+      error == beast_http::error::end_of_stream || error == beast_http::error::partial_message;
+  auto const is_http =
+      error.category() == beast_http::make_error_code(beast_http::error::bad_chunk).category();
   return is_http && !is_cut ? body_result::malformed : body_result::cut;
 }
 
@@ -76,11 +78,11 @@ body_result body_sink::finish() const {
   return is_whole ? body_result::complete : body_result::malformed;
 }
 
-asio::awaitable<body_result> read_body(http_exchange& exchange, body_sink& sink,
+asio::awaitable<body_result> read_body(http::http_exchange& exchange, body_sink& sink,
                                        upload_limits const& limits) {
   std::vector<char> chunk(chunk_bytes);
   auto const ends_at = steady_clock::now() + limits.total_time;
-  deadline limit(exchange.stream);
+  http::deadline limit(exchange.stream);
   while (!exchange.parser.is_done()) {
     auto const left = std::chrono::ceil<milliseconds>(ends_at - steady_clock::now());
     if (left <= milliseconds(0)) {
@@ -91,10 +93,10 @@ asio::awaitable<body_result> read_body(http_exchange& exchange, body_sink& sink,
     body.size = chunk.size();
     limit.start(std::min(left, limits.idle_time));
     boost::system::error_code error;
-    co_await http::async_read_some(exchange.stream, exchange.buffer, exchange.parser,
-                                   asio::redirect_error(asio::use_awaitable, error));
+    co_await beast_http::async_read_some(exchange.stream, exchange.buffer, exchange.parser,
+                                         asio::redirect_error(asio::use_awaitable, error));
     limit.stop();
-    if (error && error != http::error::need_buffer) {
+    if (error && error != beast_http::error::need_buffer) {
       co_return judge_read_error(error, limit.is_over());
     }
     auto const taken = sink.take(std::string_view(chunk.data(), chunk.size() - body.size));

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "http/http_exchange.h"
+#include "http_exchange.h"
 #include "uploads/multipart_parser.h"
 #include "uploads/spool.h"
 #include "uploads/upload_options.h"
@@ -59,7 +59,7 @@ class body_sink {
 
 /// Reads the body of a request to its end through a buffer of fixed size.
 /// @param exchange, sink, limits  outlive the coroutine
-boost::asio::awaitable<body_result> read_body(http_exchange& exchange, body_sink& sink,
+boost::asio::awaitable<body_result> read_body(http::http_exchange& exchange, body_sink& sink,
                                               upload_limits const& limits);
 
 }  // namespace tavi::site

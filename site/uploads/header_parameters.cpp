@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "http/request_text.h"
+#include "request_text.h"
 
 namespace tavi::site {
 namespace {
@@ -38,7 +38,7 @@ std::string take_value(std::string_view& rest) {
     return take_quoted(rest);
   }
   auto const end = std::min(rest.find(';'), rest.size());
-  std::string value(trim(rest.substr(0, end)));
+  std::string value(http::trim(rest.substr(0, end)));
   rest.remove_prefix(end);
   return value;
 }
@@ -54,12 +54,12 @@ bool is_boundary_character(char letter) {
 header_value parse_header_value(std::string_view text) {
   header_value result;
   auto at = std::min(text.find(';'), text.size());
-  result.kind = to_lower(trim(text.substr(0, at)));
+  result.kind = to_lower(http::trim(text.substr(0, at)));
   auto rest = text.substr(at);
   while (!rest.empty()) {
     rest.remove_prefix(std::min(rest.find_first_not_of(" \t;"), rest.size()));
     at = std::min(rest.find_first_of("=;"), rest.size());
-    auto const name = to_lower(trim(rest.substr(0, at)));
+    auto const name = to_lower(http::trim(rest.substr(0, at)));
     rest.remove_prefix(at);
     if (!rest.starts_with('=')) {
       continue;
@@ -95,7 +95,7 @@ std::optional<std::string> find_file_name(header_value const& disposition) {
     auto const first = value.find('\'');
     auto const second = value.find('\'', first == std::string_view::npos ? first : first + 1);
     if (second != std::string_view::npos && to_lower(value.substr(0, first)) == "utf-8") {
-      if (auto decoded = percent_decode(value.substr(second + 1))) {
+      if (auto decoded = http::percent_decode(value.substr(second + 1))) {
         return decoded;
       }
     }

@@ -30,7 +30,8 @@ struct token_record {
 }  // namespace
 
 struct token_store::members {
-  members(token_limits const& chosen, random_source source) : limits(chosen), random(std::move(source)) {}
+  members(token_limits const& chosen, http::random_source source)
+      : limits(chosen), random(std::move(source)) {}
 
   token_record* find(std::string const& token);
   void put(token_record record);
@@ -38,21 +39,21 @@ struct token_store::members {
 
   std::mutex guard;
   token_limits limits;
-  random_source random;
+  http::random_source random;
   std::unordered_map<std::string, token_record> records;
 };
 
 token_record* token_store::members::find(std::string const& token) {
-  auto const place = records.find(key_of_secret(token));
+  auto const place = records.find(http::key_of_secret(token));
   if (place == records.end()) {
     return nullptr;
   }
   auto& record = place->second;
-  return is_same_secret(record.token, token) ? &record : nullptr;
+  return http::is_same_secret(record.token, token) ? &record : nullptr;
 }
 
 void token_store::members::put(token_record record) {
-  auto key = key_of_secret(record.token);
+  auto key = http::key_of_secret(record.token);
   if (!key.empty()) {
     records.insert_or_assign(std::move(key), std::move(record));
   }
@@ -78,8 +79,9 @@ void token_store::members::forget_old(time_point now) {
   }
 }
 
-token_store::token_store(token_limits limits, random_source random)
-    : own(std::make_unique<members>(limits, random ? std::move(random) : random_source(fill_from_system))) {
+token_store::token_store(token_limits limits, http::random_source random)
+    : own(std::make_unique<members>(
+          limits, random ? std::move(random) : http::random_source(http::fill_from_system))) {
 }
 
 token_store::~token_store() = default;
@@ -98,7 +100,7 @@ std::optional<std::string> token_store::make(std::string const& owner, time_poin
     spdlog::error("[token_store] {} tokens are live, the most allowed; none is made", live);
     return std::nullopt;
   }
-  auto token = make_secret_token(own->random);
+  auto token = http::make_secret_token(own->random);
   if (token) {
     own->put({*token, owner, token_state::unused, now + own->limits.life_time});
   }

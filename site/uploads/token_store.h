@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "http/secret_token.h"
+#include "secret_token.h"
 
 namespace tavi::site {
 
@@ -49,7 +49,7 @@ class token_store {
 
   /// @param limits  see `token_limits`
   /// @param random  empty for the system's own source
-  explicit token_store(token_limits limits, random_source random = {});
+  explicit token_store(token_limits limits, http::random_source random = {});
   ~token_store();
   token_store(token_store const&) = delete;
   token_store& operator=(token_store const&) = delete;

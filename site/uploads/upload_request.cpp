@@ -12,9 +12,9 @@ namespace tavi::site {
 namespace {
 
 namespace beast = boost::beast;
-namespace http = boost::beast::http;
+namespace beast_http = boost::beast::http;
 
-std::string_view value_of(request_header const& header, http::field field) {
+std::string_view value_of(http::request_header const& header, beast_http::field field) {
   auto const value = header[field];
   return {value.data(), value.size()};
 }
@@ -25,7 +25,7 @@ bool is_equal(std::string_view left, std::string_view right) {
 }
 
 template <typename found_type>
-header_finding<found_type> refuse(http::status status, std::string const& text) {
+header_finding<found_type> refuse(beast_http::status status, std::string const& text) {
   header_finding<found_type> finding;
   finding.refusal.status = status;
   finding.refusal.text = text;
@@ -34,46 +34,49 @@ header_finding<found_type> refuse(http::status status, std::string const& text) 
 
 }  // namespace
 
-header_finding<upload_target> find_upload_target(request_header const& header) {
+header_finding<upload_target> find_upload_target(http::request_header const& header) {
   auto const target = header.target();
   header_finding<upload_target> finding;
   finding.found = parse_upload_target({target.data(), target.size()});
   if (!finding.found) {
-    return refuse<upload_target>(http::status::bad_request, "upload location malformed");
+    return refuse<upload_target>(beast_http::status::bad_request, "upload location malformed");
   }
-  if (header.method() != http::verb::put && header.method() != http::verb::post) {
-    finding = refuse<upload_target>(http::status::method_not_allowed, "files are uploaded with PUT or POST");
+  if (header.method() != beast_http::verb::put && header.method() != beast_http::verb::post) {
+    finding =
+        refuse<upload_target>(beast_http::status::method_not_allowed, "files are uploaded with PUT or POST");
     finding.refusal.allow = "PUT, POST";
   }
   return finding;
 }
 
-header_finding<announced_body> find_announced_body(request_header const& header,
+header_finding<announced_body> find_announced_body(http::request_header const& header,
                                                    std::optional<std::uint64_t> declared,
                                                    upload_limits const& limits) {
   announced_body body;
   body.bytes = declared;
-  auto const coding = value_of(header, http::field::transfer_encoding);
+  auto const coding = value_of(header, beast_http::field::transfer_encoding);
   if (!coding.empty() && !is_equal(coding, "chunked")) {
-    return refuse<announced_body>(http::status::not_implemented, "of transfer codings only chunked is known");
+    return refuse<announced_body>(beast_http::status::not_implemented,
+                                  "of transfer codings only chunked is known");
   }
   if (coding.empty() && !declared) {
-    return refuse<announced_body>(http::status::length_required, "length of the file missing");
+    return refuse<announced_body>(beast_http::status::length_required, "length of the file missing");
   }
   if (declared && *declared > limits.max_bytes) {
-    return refuse<announced_body>(http::status::payload_too_large, "file too large");
+    return refuse<announced_body>(beast_http::status::payload_too_large, "file too large");
   }
-  auto const expectation = value_of(header, http::field::expect);
+  auto const expectation = value_of(header, beast_http::field::expect);
   body.is_awaiting_continue = header.version() >= 11 && is_equal(expectation, "100-continue");
   if (header.version() >= 11 && !expectation.empty() && !body.is_awaiting_continue) {
-    return refuse<announced_body>(http::status::expectation_failed,
+    return refuse<announced_body>(beast_http::status::expectation_failed,
                                   "of expectations only 100-continue is met");
   }
-  auto const type = parse_header_value(value_of(header, http::field::content_type));
-  if (header.method() == http::verb::post && type.kind == "multipart/form-data") {
+  auto const type = parse_header_value(value_of(header, beast_http::field::content_type));
+  if (header.method() == beast_http::verb::post && type.kind == "multipart/form-data") {
     body.boundary = find_boundary(type);
     if (!body.boundary) {
-      return refuse<announced_body>(http::status::bad_request, "multipart body without a usable boundary");
+      return refuse<announced_body>(beast_http::status::bad_request,
+                                    "multipart body without a usable boundary");
     }
   }
   header_finding<announced_body> finding;

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "http/http_answer.h"
-#include "http/http_exchange.h"
+#include "http_answer.h"
+#include "http_exchange.h"
 #include "uploads/upload_options.h"
 #include "uploads/upload_target.h"
 
@@ -22,16 +22,16 @@ struct announced_body {
 template <typename found_type>
 struct header_finding {
   std::optional<found_type> found;  ///< empty when refused
-  http_answer refusal;              ///< when nothing was found
+  http::http_answer refusal;        ///< when nothing was found
 };
 
 /// Reads where an upload goes to: 400 for a malformed target, 405 for a method other than PUT and POST.
-[[nodiscard]] header_finding<upload_target> find_upload_target(request_header const& header);
+[[nodiscard]] header_finding<upload_target> find_upload_target(http::request_header const& header);
 
 /// Reads what body is announced: 400 for multipart without a boundary, 411 without a length, 413 over the
 /// limit, 417 for an expectation nobody here can meet, 501 for a coding other than chunked.
 /// @param declared  the length as the header declares it
-[[nodiscard]] header_finding<announced_body> find_announced_body(request_header const& header,
+[[nodiscard]] header_finding<announced_body> find_announced_body(http::request_header const& header,
                                                                  std::optional<std::uint64_t> declared,
                                                                  upload_limits const& limits);
 

@@ -6,7 +6,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <spdlog/spdlog.h>
 
-#include "http/request_text.h"
+#include "request_text.h"
 #include "uploads/upload_session.h"
 
 namespace tavi::site {
@@ -46,7 +46,7 @@ void upload_server::members::announce_due() {
   }
   for (auto const& upload : due.expired) {
     spdlog::warn("[upload_server] removes a file of {} bytes, token {}: {} has not taken it in time",
-                 upload.bytes, shorten_token(upload.token), escape_for_log(upload.owner));
+                 upload.bytes, http::shorten_token(upload.token), http::escape_for_log(upload.owner));
     services->files.remove(upload.id);
   }
   wait_for_next();
@@ -91,7 +91,7 @@ bool upload_server::start() {
   }
   for (auto const& upload : *left) {
     spdlog::info("[upload_server] a file of {} bytes, token {}, still waits for {}", upload.bytes,
-                 shorten_token(upload.token), escape_for_log(upload.owner));
+                 http::shorten_token(upload.token), http::escape_for_log(upload.owner));
     own->services->tokens.restore_spent(upload.token, now);
     own->schedule.add(upload, now);
   }
@@ -99,8 +99,8 @@ bool upload_server::start() {
   return true;
 }
 
-void upload_server::add_to(http_listener& listener) {
-  listener.add_route("/upload/", [services = own->services](http_exchange& exchange) {
+void upload_server::add_to(http::http_listener& listener) {
+  listener.add_route("/upload/", [services = own->services](http::http_exchange& exchange) {
     return receive_upload(exchange, services);
   });
 }

@@ -7,7 +7,7 @@
 
 #include <boost/asio/io_context.hpp>
 
-#include "http/http_listener.h"
+#include "http_listener.h"
 #include "uploads/upload_options.h"
 
 namespace tavi::site {
@@ -38,7 +38,7 @@ class upload_server {
   [[nodiscard]] bool start();
 
   /// Adds the route "/upload/". Uploads that are going on when the server is destroyed keep what they need.
-  void add_to(http_listener& listener);
+  void add_to(http::http_listener& listener);
 
   /// Makes a token. May be called from any thread.
   /// @param owner  who will take the uploaded file; 1 to 256 bytes

@@ -7,9 +7,9 @@
 
 #include <spdlog/spdlog.h>
 
-#include "http/blocking_work.h"
-#include "http/http_answer.h"
-#include "http/request_text.h"
+#include "blocking_work.h"
+#include "http_answer.h"
+#include "request_text.h"
 #include "uploads/body_reader.h"
 #include "uploads/upload_request.h"
 
@@ -17,7 +17,7 @@ namespace tavi::site {
 namespace {
 
 namespace asio = boost::asio;
-namespace http = boost::beast::http;
+namespace beast_http = boost::beast::http;
 using std::chrono::steady_clock;
 using std::chrono::system_clock;
 
@@ -36,56 +36,57 @@ class token_use {
   std::string used;
 };
 
-http_answer make_answer(http::status status, std::string const& text) {
-  http_answer answer;
+http::http_answer make_answer(beast_http::status status, std::string const& text) {
+  http::http_answer answer;
   answer.status = status;
   answer.text = text;
   return answer;
 }
 
-http_answer answer_for(token_answer token) {
+http::http_answer answer_for(token_answer token) {
   switch (token) {
     case token_answer::in_use:
-      return make_answer(http::status::conflict, "an upload with this token is going on");
+      return make_answer(beast_http::status::conflict, "an upload with this token is going on");
     case token_answer::gone:
-      return make_answer(http::status::gone, "this token was used already or its time is over");
+      return make_answer(beast_http::status::gone, "this token was used already or its time is over");
     case token_answer::granted:
     case token_answer::unknown:
       break;
   }
-  return make_answer(http::status::not_found, "token unknown");
+  return make_answer(beast_http::status::not_found, "token unknown");
 }
 
-http_answer answer_for(body_result body) {
+http::http_answer answer_for(body_result body) {
   switch (body) {
     case body_result::complete:
-      return make_answer(http::status::created, "file received");
+      return make_answer(beast_http::status::created, "file received");
     case body_result::cut:
     case body_result::malformed:
-      return make_answer(http::status::bad_request, "body malformed or without a file");
+      return make_answer(beast_http::status::bad_request, "body malformed or without a file");
     case body_result::too_large:
-      return make_answer(http::status::payload_too_large, "file too large");
+      return make_answer(beast_http::status::payload_too_large, "file too large");
     case body_result::too_slow:
-      return make_answer(http::status::request_timeout, "body too slow");
+      return make_answer(beast_http::status::request_timeout, "body too slow");
     case body_result::spool_full:
-      return make_answer(http::status::insufficient_storage, "no room for the file");
+      return make_answer(beast_http::status::insufficient_storage, "no room for the file");
     case body_result::disk_failure:
       break;
   }
-  return make_answer(http::status::internal_server_error, "file could not be stored");
+  return make_answer(beast_http::status::internal_server_error, "file could not be stored");
 }
 
 /// The part of one request that begins when its token is granted.
 class upload_session {
  public:
-  upload_session(http_exchange& connection, upload_services& shared, upload_target where, token_grant right)
+  upload_session(http::http_exchange& connection, upload_services& shared, upload_target where,
+                 token_grant right)
       : exchange(connection),
         services(shared),
         target(std::move(where)),
         grant(std::move(right)),
         use(shared.tokens, target.token) {}
 
-  asio::awaitable<http_answer> run();
+  asio::awaitable<http::http_answer> run();
 
   /// Whether the peer is gone, so that nobody reads an answer.
   [[nodiscard]] bool is_cut() const { return is_connection_cut; }
@@ -95,7 +96,7 @@ class upload_session {
   asio::awaitable<body_result> keep(std::string const& part_name);
   void report();
 
-  http_exchange& exchange;
+  http::http_exchange& exchange;
   upload_services& services;
   upload_target target;
   token_grant grant;
@@ -105,7 +106,7 @@ class upload_session {
   bool is_connection_cut = false;
 };
 
-asio::awaitable<http_answer> upload_session::run() {
+asio::awaitable<http::http_answer> upload_session::run() {
   std::optional<std::uint64_t> declared;
   if (auto const length = exchange.parser.content_length()) {
     declared = *length;
@@ -132,7 +133,7 @@ asio::awaitable<body_result> upload_session::receive(announced_body const& body)
     co_return body_result::spool_full;
   }
   if (body.is_awaiting_continue && exchange.buffer.size() == 0 && !exchange.parser.is_done()) {
-    auto const is_sent = co_await send_continue(exchange);
+    auto const is_sent = co_await http::send_continue(exchange);
     if (!is_sent) {
       co_return body_result::cut;
     }
@@ -166,7 +167,7 @@ asio::awaitable<body_result> upload_session::keep(std::string const& part_name) 
     co_return body_result::cut;
   }
   std::function<std::error_code()> commit = [this, record] { return file->commit(record); };
-  auto const error = co_await run_blocking(services.disk, std::move(commit));
+  auto const error = co_await http::run_blocking(services.disk, std::move(commit));
   co_return error ? judge_disk_error(error) : body_result::complete;
 }
 
@@ -174,40 +175,42 @@ void upload_session::report() {
   use.spend();
   services.files.adopt(*file);
   spdlog::info("[upload_server] {} uploaded {} bytes for {} with token {}, named \"{}\"", exchange.peer,
-               finished.bytes, escape_for_log(finished.owner), shorten_token(finished.token),
-               escape_for_log(finished.name));
+               finished.bytes, http::escape_for_log(finished.owner), http::shorten_token(finished.token),
+               http::escape_for_log(finished.name));
   services.on_finished(finished);
 }
 
-void log_refusal(http_exchange const& exchange, std::string const& token, http_answer const& answer) {
+void log_refusal(http::http_exchange const& exchange, std::string const& token,
+                 http::http_answer const& answer) {
   spdlog::info("[upload_server] {} got {} for token {}: {}", exchange.peer,
-               static_cast<unsigned int>(answer.status), shorten_token(token), answer.text);
+               static_cast<unsigned int>(answer.status), http::shorten_token(token), answer.text);
 }
 
 }  // namespace
 
-asio::awaitable<bool> receive_upload(http_exchange& exchange, std::shared_ptr<upload_services> services) {
+asio::awaitable<bool> receive_upload(http::http_exchange& exchange,
+                                     std::shared_ptr<upload_services> services) {
   auto const where = find_upload_target(exchange.parser.get());
   if (!where.found) {
-    co_return co_await send_answer(exchange, where.refusal);
+    co_return co_await http::send_answer(exchange, where.refusal);
   }
   auto const& target = *where.found;
   auto const grant = services->tokens.acquire(target.token, steady_clock::now());
-  http_answer answer = answer_for(grant.answer);
+  http::http_answer answer = answer_for(grant.answer);
   if (grant.answer == token_answer::granted) {
     // Ends before the answer is sent: an uploader that was refused can try again as soon as it knows.
     upload_session session(exchange, *services, target, grant);
     answer = co_await session.run();
     if (session.is_cut()) {
       spdlog::info("[upload_server] {} broke off its upload with token {}", exchange.peer,
-                   shorten_token(target.token));
+                   http::shorten_token(target.token));
       co_return false;
     }
   }
-  if (answer.status != http::status::created) {
+  if (answer.status != beast_http::status::created) {
     log_refusal(exchange, target.token, answer);
   }
-  co_return co_await send_answer(exchange, answer);
+  co_return co_await http::send_answer(exchange, answer);
 }
 
 }  // namespace tavi::site

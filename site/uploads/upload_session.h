@@ -6,7 +6,7 @@
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/thread_pool.hpp>
 
-#include "http/http_exchange.h"
+#include "http_exchange.h"
 #include "uploads/finished_upload.h"
 #include "uploads/spool.h"
 #include "uploads/token_store.h"
@@ -36,7 +36,7 @@ struct upload_services {
 /// An upload that fails leaves no file, and its token can be used again.
 /// @param exchange  outlives the coroutine
 /// @return whether another request can be read from the connection
-boost::asio::awaitable<bool> receive_upload(http_exchange& exchange,
+boost::asio::awaitable<bool> receive_upload(http::http_exchange& exchange,
                                             std::shared_ptr<upload_services> services);
 
 }  // namespace tavi::site

@@ -3,7 +3,7 @@
 namespace tavi::site {
 
 std::optional<upload_target> parse_upload_target(std::string_view target) {
-  return parse_token_target("/upload/", target);
+  return http::parse_token_target("/upload/", target);
 }
 
 }  // namespace tavi::site

@@ -79,9 +79,9 @@ TEST(DiagnosticsRequest, RetriesAfterAnswersThatSpeakOfTheMomentOnly) {
 
 TEST(UtcTime, WritesMillisecondsWithLeadingZeros) {
   std::chrono::system_clock::time_point const moment(1795183509s);
-  EXPECT_EQ(tavi::site::to_utc_iso8601(moment), "2026-11-20T14:05:09.000Z");
-  EXPECT_EQ(tavi::site::to_utc_iso8601(moment + 7ms), "2026-11-20T14:05:09.007Z");
-  EXPECT_EQ(tavi::site::to_utc_iso8601(moment - 1ms), "2026-11-20T14:05:08.999Z");
+  EXPECT_EQ(tavi::http::to_utc_iso8601(moment), "2026-11-20T14:05:09.000Z");
+  EXPECT_EQ(tavi::http::to_utc_iso8601(moment + 7ms), "2026-11-20T14:05:09.007Z");
+  EXPECT_EQ(tavi::http::to_utc_iso8601(moment - 1ms), "2026-11-20T14:05:08.999Z");
 }
 
 struct boot_row {

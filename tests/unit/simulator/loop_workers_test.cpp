@@ -13,7 +13,7 @@
 #include <boost/asio/post.hpp>
 #include <gtest/gtest.h>
 
-#include "http/blocking_work.h"
+#include "blocking_work.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ using tavi::simulator::find_workers;
 
 asio::awaitable<void> run(asio::any_io_executor loop, std::function<std::error_code()> job,
                           std::function<void()> done) {
-  co_await tavi::site::run_blocking(find_workers(loop), std::move(job));
+  co_await tavi::http::run_blocking(find_workers(loop), std::move(job));
   done();
 }
 

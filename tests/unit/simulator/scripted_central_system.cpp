@@ -13,7 +13,7 @@
 
 namespace asio = boost::asio;
 namespace beast = boost::beast;
-namespace http = boost::beast::http;
+namespace beast_http = boost::beast::http;
 namespace websocket = boost::beast::websocket;
 using boost::system::error_code;
 using nlohmann::json;
@@ -97,7 +97,7 @@ asio::awaitable<void> scripted_central_system::serve(scripted_central_system* se
   parser.body_limit(std::uint64_t{64} * 1024 * 1024);
   error_code error;
   auto token = asio::redirect_error(asio::use_awaitable, error);
-  co_await http::async_read_header(stream, buffer, parser, token);
+  co_await beast_http::async_read_header(stream, buffer, parser, token);
   if (error) {
     co_return;
   }
@@ -114,16 +114,16 @@ asio::awaitable<void> scripted_central_system::serve(scripted_central_system* se
   co_await serve_station(self, std::move(stream), std::move(request));
 }
 
-asio::awaitable<void> scripted_central_system::serve_station(scripted_central_system* self,
-                                                             beast::tcp_stream stream,
-                                                             http::request<http::string_body> request) {
+asio::awaitable<void> scripted_central_system::serve_station(
+    scripted_central_system* self, beast::tcp_stream stream,
+    beast_http::request<beast_http::string_body> request) {
   auto const link = std::make_shared<station_link>(std::move(stream));
   self->last_target = std::string(request.target());
-  self->offered_sub_protocol = std::string(request[http::field::sec_websocket_protocol]);
+  self->offered_sub_protocol = std::string(request[beast_http::field::sec_websocket_protocol]);
   auto const chosen = self->sub_protocol;
   link->socket.set_option(websocket::stream_base::decorator([chosen](websocket::response_type& response) {
     if (!chosen.empty()) {
-      response.set(http::field::sec_websocket_protocol, chosen);
+      response.set(beast_http::field::sec_websocket_protocol, chosen);
     }
   }));
   error_code error;
@@ -172,27 +172,27 @@ asio::awaitable<void> scripted_central_system::serve_upload(scripted_central_sys
   if (rule == upload_rule::hold) {
     co_await self->released.async_wait(token);
   }
-  co_await http::async_read(stream, buffer, parser, token);
+  co_await beast_http::async_read(stream, buffer, parser, token);
   if (error) {
     self->trace.emplace_back("upload broken");
     co_return;
   }
   auto const& request = parser.get();
-  self->uploads.push_back(
-      {std::string(request.target()), std::string(request[http::field::content_length]), request.body()});
+  self->uploads.push_back({std::string(request.target()),
+                           std::string(request[beast_http::field::content_length]), request.body()});
   self->trace.emplace_back("upload whole");
   co_await answer_status(stream, 201);
 }
 
 asio::awaitable<void> scripted_central_system::answer_status(beast::tcp_stream& stream, unsigned int status) {
-  http::response<http::empty_body> response;
+  beast_http::response<beast_http::empty_body> response;
   response.version(11);
   response.result(status);
   response.keep_alive(false);
   response.prepare_payload();
   error_code error;
   auto token = asio::redirect_error(asio::use_awaitable, error);
-  co_await http::async_write(stream, response, token);
+  co_await beast_http::async_write(stream, response, token);
   stream.socket().shutdown(tcp::socket::shutdown_send, error);
 }
 

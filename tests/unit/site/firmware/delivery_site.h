@@ -29,7 +29,7 @@ class DeliverySiteTest : public testing::Test {
   void start() {
     auto const is_started = site.call([this] {
       server = std::make_unique<tavi::site::firmware_server>(options);
-      listener = std::make_unique<tavi::site::http_listener>(site.loop, tavi::site::http_limits{});
+      listener = std::make_unique<tavi::http::http_listener>(site.loop, tavi::http::http_limits{});
       server->add_to(*listener);
       return listener->start("127.0.0.1", 0);
     });
@@ -104,6 +104,6 @@ class DeliverySiteTest : public testing::Test {
   tavi::site::firmware_options options;
   loop_thread site;
   std::unique_ptr<tavi::site::firmware_server> server;
-  std::unique_ptr<tavi::site::http_listener> listener;
+  std::unique_ptr<tavi::http::http_listener> listener;
   std::uint16_t port = 0;
 };

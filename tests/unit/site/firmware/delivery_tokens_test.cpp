@@ -150,8 +150,9 @@ TEST_F(DeliveryTokensTest, StrangeTokensAreUnknown) {
 
 TEST_F(DeliveryTokensTest, WithoutRandomBytesNoneIsMadeAndNoneGivesWay) {
   bool is_there = true;
-  delivery_tokens poor(small_limits(),
-                       [&](std::span<std::uint8_t> bytes) { return is_there && fill_from_system(bytes); });
+  delivery_tokens poor(small_limits(), [&](std::span<std::uint8_t> bytes) {
+    return is_there && http::fill_from_system(bytes);
+  });
   auto const first = poor.make({7, "/a"}, start).value();
   auto const second = poor.make({7, "/a"}, start).value();
   is_there = false;

@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include "../http/raw_client.h"
+#include "../../http/raw_client.h"
 #include "ipc_test.h"
 #include "ocpp_site.h"
 
@@ -78,7 +78,7 @@ TEST_F(OcppSite, StationThatNobodyKnowsHasNoRecord) {
 TEST_F(OcppSite, DoesNotStartWithABrokenStationsFile) {
   state.write("stations.json", "no JSON");
   boost::asio::io_context loop;
-  http_listener listener(loop, {});
+  http::http_listener listener(loop, {});
   central_system broken(loop, options, events, firmware);
   EXPECT_FALSE(broken.add_to(listener));
   EXPECT_TRUE(log.holds(spdlog::level::err, "stations.json"));

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "../http/loop_thread.h"
+#include "../../http/loop_thread.h"
 #include "fake_firmware_source.h"
 #include "fake_station_events.h"
 #include "log_capture.h"
@@ -80,7 +80,7 @@ class OcppSite : public testing::Test {
     running_site(central_system_options const& options, station_events& events, firmware_source& firmware)
         : listener(loop.loop, {}), system(loop.loop, options, events, firmware) {}
     loop_thread loop;
-    http_listener listener;
+    http::http_listener listener;
     central_system system;
     bool is_ended = false;
   };

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "../http/loop_thread.h"
+#include "../../http/loop_thread.h"
 #include "ipc_test.h"
 #include "sanitizer.h"
 #include "simulated_station.h"

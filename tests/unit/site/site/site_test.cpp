@@ -9,7 +9,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "../http/raw_client.h"
+#include "../../http/raw_client.h"
 #include "../ocpp/test_station.h"
 #include "ipc_test.h"
 #include "tavi/logger/req_resp_logger_service.h"

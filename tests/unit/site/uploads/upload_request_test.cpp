@@ -9,10 +9,10 @@
 namespace tavi::site {
 namespace {
 
-namespace http = boost::beast::http;
+namespace beast_http = boost::beast::http;
 
-request_header header_of(http::verb method, std::string const& target) {
-  request_header header;
+http::request_header header_of(beast_http::verb method, std::string const& target) {
+  http::request_header header;
   header.version(11);
   header.method(method);
   header.target(target);
@@ -20,7 +20,7 @@ request_header header_of(http::verb method, std::string const& target) {
 }
 
 struct method_row {
-  http::verb method;
+  beast_http::verb method;
   bool is_allowed;
 };
 
@@ -35,30 +35,32 @@ TEST_P(UploadMethodTest, OnlyPutAndPostUpload) {
 
   ASSERT_EQ(finding.found.has_value(), GetParam().is_allowed);
   if (!GetParam().is_allowed) {
-    EXPECT_EQ(finding.refusal.status, http::status::method_not_allowed);
+    EXPECT_EQ(finding.refusal.status, beast_http::status::method_not_allowed);
     EXPECT_EQ(finding.refusal.allow, "PUT, POST");
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Methods, UploadMethodTest,
-    testing::Values(method_row{http::verb::put, true}, method_row{http::verb::post, true},
-                    method_row{http::verb::get, false}, method_row{http::verb::head, false},
-                    method_row{http::verb::delete_, false}, method_row{http::verb::options, false}));
+INSTANTIATE_TEST_SUITE_P(Methods, UploadMethodTest,
+                         testing::Values(method_row{beast_http::verb::put, true},
+                                         method_row{beast_http::verb::post, true},
+                                         method_row{beast_http::verb::get, false},
+                                         method_row{beast_http::verb::head, false},
+                                         method_row{beast_http::verb::delete_, false},
+                                         method_row{beast_http::verb::options, false}));
 
 TEST(UploadTargetOfRequestTest, MalformedTargetIsABadRequestWhateverTheMethod) {
-  EXPECT_EQ(find_upload_target(header_of(http::verb::put, "/upload/")).refusal.status,
-            http::status::bad_request);
-  EXPECT_EQ(find_upload_target(header_of(http::verb::get, "/upload/%")).refusal.status,
-            http::status::bad_request);
+  EXPECT_EQ(find_upload_target(header_of(beast_http::verb::put, "/upload/")).refusal.status,
+            beast_http::status::bad_request);
+  EXPECT_EQ(find_upload_target(header_of(beast_http::verb::get, "/upload/%")).refusal.status,
+            beast_http::status::bad_request);
 }
 
 struct announced_body {
   char const* situation;
-  http::verb method;
-  std::vector<std::pair<http::field, std::string>> fields;
+  beast_http::verb method;
+  std::vector<std::pair<beast_http::field, std::string>> fields;
   std::optional<std::uint64_t> declared;
-  http::status refusal = http::status::ok;  // ok when it is accepted
+  beast_http::status refusal = beast_http::status::ok;  // ok when it is accepted
   std::optional<std::string> boundary = {};
   bool is_awaiting_continue = false;
   unsigned int version = 11;
@@ -82,7 +84,7 @@ TEST_P(AnnouncedBodyTest, IsJudgedAsTheRowSays) {
 
   auto const finding = find_announced_body(header, row.declared, limits);
 
-  ASSERT_EQ(finding.found.has_value(), row.refusal == http::status::ok);
+  ASSERT_EQ(finding.found.has_value(), row.refusal == beast_http::status::ok);
   if (!finding.found) {
     EXPECT_EQ(finding.refusal.status, row.refusal);
     return;
@@ -92,9 +94,9 @@ TEST_P(AnnouncedBodyTest, IsJudgedAsTheRowSays) {
   EXPECT_EQ(finding.found->is_awaiting_continue, row.is_awaiting_continue);
 }
 
-using http::field;
-using http::status;
-using http::verb;
+using beast_http::field;
+using beast_http::status;
+using beast_http::verb;
 
 INSTANTIATE_TEST_SUITE_P(
     Situations, AnnouncedBodyTest,

@@ -12,7 +12,7 @@
 #include <boost/asio/io_context.hpp>
 #include <gtest/gtest.h>
 
-#include "http/http_listener.h"
+#include "http_listener.h"
 #include "log_capture.h"
 #include "loop_thread.h"
 #include "raw_client.h"
@@ -70,7 +70,7 @@ class UploadSiteTest : public testing::Test {
           [this](std::string const& token, std::string const& name, std::string const& path) {
             announced.add({token, name, path});
           });
-      listener = std::make_unique<tavi::site::http_listener>(site.loop, tavi::site::http_limits{});
+      listener = std::make_unique<tavi::http::http_listener>(site.loop, tavi::http::http_limits{});
       server->add_to(*listener);
       return server->start() && listener->start("127.0.0.1", 0);
     });
@@ -131,6 +131,6 @@ class UploadSiteTest : public testing::Test {
   announcement_log announced;
   loop_thread site;
   std::unique_ptr<tavi::site::upload_server> server;
-  std::unique_ptr<tavi::site::http_listener> listener;
+  std::unique_ptr<tavi::http::http_listener> listener;
   std::uint16_t port = 0;
 };
