@@ -1,40 +1,18 @@
 #include "diagnostic_manager.h"
 
-#include <filesystem>
-#include <system_error>
-
 #include <spdlog/spdlog.h>
 
-#include "mura_common/file.h"
+#include "periodic_generation.h"
+#include "report_check.h"
+#include "report_eviction.h"
+#include "report_export.h"
+#include "report_generation.h"
+#include "report_reception.h"
+#include "report_removal.h"
+#include "report_store.h"
+#include "stations_maintenance/diagnostic_report_filter.h"
 
 namespace tavi::stations_maintenance {
-
-namespace fs = std::filesystem;
-
-namespace {
-
-/// Makes the entries of new directories last, up to `oldest`, which was there before: a report is only as
-/// durable as the directories above it. One that cannot be flushed is no reason to refuse the report.
-void flush_folders_from(fs::path folder, fs::path const& oldest) {
-  std::error_code ignored;
-  static_cast<void>(mura_common::flush_folder(folder, ignored));
-  while (folder != oldest && folder.has_relative_path()) {
-    folder = folder.parent_path();
-    static_cast<void>(mura_common::flush_folder(folder, ignored));
-  }
-}
-
-/// Whether there is a tree in which a station can have directories. Without one, as after a failed start,
-/// their paths would begin in the current directory, which holds whatever it holds.
-bool is_tree_known(std::string const& storage_directory, unsigned int station_id) {
-  if (storage_directory.empty()) {
-    spdlog::debug("[diagnostic_manager] Leaving directories of station {} alone, no storage directory is set",
-                  station_id);
-  }
-  return !storage_directory.empty();
-}
-
-}  // namespace
 
 diagnostic_manager::diagnostic_manager(diagnostic_table& table,
                                        tavi::webserver_token::i_req_resp_webserver_token_service& tokens,
@@ -56,8 +34,6 @@ diagnostic_manager::~diagnostic_manager() {
 bool diagnostic_manager::init(unsigned int max_periodic, unsigned int max_manual, std::chrono::seconds period,
                               std::uint64_t max_total_size, std::string const& storage,
                               std::string const& zip, std::string const& zsh, std::string const& working) {
-  max_periodic_reports = max_periodic;
-  max_manual_reports = max_manual;
   generation_period = period;
   max_total_directory_size = max_total_size;
   storage_directory = storage;
@@ -66,89 +42,171 @@ bool diagnostic_manager::init(unsigned int max_periodic, unsigned int max_manual
   working_dir = working;
   update_max_manual_diagnostic(max_manual);
   update_max_periodic_diagnostic(max_periodic);
+  return tree().make_root();
+}
 
-  std::error_code error;
-  // Looked for in the current directory, made below the working directory: see the header.
-  if (fs::exists(storage_directory, error)) {
-    return true;
+// --- generation -------------------------------------------------------------------------------------------
+
+bool diagnostic_manager::start_periodic_generation() {
+  return stations_maintenance::start_periodic_generation(
+      periodic_timer, generation_period, logger_service,
+      [this] { generate_all_diagnostics(diagnostic_report_type::periodic); });
+}
+
+bool diagnostic_manager::stop_periodic_generation() {
+  return periodic_timer.stop();
+}
+
+bool diagnostic_manager::update_period_generation(std::chrono::seconds const& period) {
+  if (!periodic_timer.stop()) {
+    return false;
   }
-  auto const root = fs::path(working_dir) / storage_directory;
-  if (fs::create_directories(root, error) && fs::exists(root, error)) {
-    flush_folders_from(root, working_dir);
-    return true;
+  generation_period = period;
+  return start_periodic_generation();
+}
+
+void diagnostic_manager::update_max_periodic_diagnostic(unsigned int const& max) {
+  max_periodic_reports = max;
+  periodic_generation_allowed = max != 0;
+}
+
+void diagnostic_manager::update_max_manual_diagnostic(unsigned int const& max) {
+  max_manual_reports = max;
+  manual_generation_allowed = max != 0;
+}
+
+bool diagnostic_manager::is_generation_allowed(diagnostic_report_type type) const {
+  switch (type) {
+    case diagnostic_report_type::manual:
+      return manual_generation_allowed;
+    case diagnostic_report_type::periodic:
+      return periodic_generation_allowed;
   }
-  spdlog::error("[diagnostic_manager] Can't create directory {} for diagnostic reports", root.string());
   return false;
 }
 
+bool diagnostic_manager::is_upload_allowed(tavi::stations::station_diagnostics_status status) {
+  return report_generation::is_upload_allowed(status);
+}
+
+std::uint32_t diagnostic_manager::generate_diagnostic(unsigned int station_id,
+                                                      diagnostic_report_type const& type,
+                                                      std::string const& address, unsigned int& request_out) {
+  return generation_of(type).ask(station_id, address, request_out);
+}
+
+bool diagnostic_manager::generate_all_diagnostics(diagnostic_report_type const& type) {
+  return generation_of(type).ask_all();
+}
+
+std::uint32_t diagnostic_manager::generate_single_diagnostic(unsigned int station_id,
+                                                             diagnostic_report_type const& type,
+                                                             unsigned int& request_out) {
+  return generation_of(type).ask_if_allowed(station_id, request_out);
+}
+
+// --- reception --------------------------------------------------------------------------------------------
+
+bool diagnostic_manager::is_my_token(std::string const& token) const {
+  return expected_uploads.is_known(token);
+}
+
+bool diagnostic_manager::save_file(std::string const& token, std::string const& file_name,
+                                   std::string const& uploaded_path) {
+  return receive_report(store(), expected_uploads, token, file_name, uploaded_path);
+}
+
+bool diagnostic_manager::is_too_many_diag_for_station(std::string const& token) {
+  return has_too_many_reports(store(), expected_uploads.get_or_insert(token));
+}
+
+bool diagnostic_manager::verif_size(unsigned long size) const {
+  return has_room_for(store(), size);
+}
+
+bool diagnostic_manager::remove_oldest_report(std::optional<int> station_id,
+                                              std::optional<diagnostic_report_type> type) {
+  return evict_oldest(store(), station_id, type);
+}
+
+// --- queries, removal, export -----------------------------------------------------------------------------
+
+std::optional<std::vector<diagnostic_report_info>> diagnostic_manager::get_diagnostic_reports(
+    std::optional<unsigned int const> station_id) {
+  if (!station_id) {
+    return diag_table.get_all_diagnostics();
+  }
+  // Asked only to tell a station that is unknown from one that has no reports.
+  if (!ocpp_service.get_charging_station(*station_id)) {
+    spdlog::warn("[diagnostic_manager] Cannot get diagnostic report, station {} not found", *station_id);
+    return std::nullopt;
+  }
+  return diag_table.get_diagnostics_of_station(*station_id);
+}
+
+std::uint32_t diagnostic_manager::remove_diagnostic_reports(diagnostic_report_filter const& filter) {
+  return remove_reports(diag_table, filter.diagnostic_ids);
+}
+
+bool diagnostic_manager::export_diagnostic_reports(diagnostic_report_filter const& filter,
+                                                   std::string const& destination) {
+  return report_export{zip_command, zsh_command, working_dir}.pack(
+      diag_table.get_list_of_diagnostics_path(filter.diagnostic_ids), destination);
+}
+
+void diagnostic_manager::check_sanity() {
+  check_reports(diag_table, tree(), ocpp_service);
+}
+
+// --- storage layout and removal ---------------------------------------------------------------------------
+
 std::string diagnostic_manager::get_directory_path_station_name(unsigned int const& station_id) const {
-  fs::path directory;
-  directory /= working_dir;
-  directory /= storage_directory;
-  directory /= station_dir_prefix;
-  directory += std::to_string(station_id);
-  return directory.string();
+  return tree().get_station_directory(station_id);
 }
 
 std::string diagnostic_manager::get_specific_diagnostic_path(unsigned int const& station_id,
                                                              diagnostic_report_type type) const {
-  fs::path directory = get_directory_path_station_name(station_id);
-  if (type == diagnostic_report_type::manual) {
-    directory /= "manual_reports/";
-  } else if (type == diagnostic_report_type::periodic) {
-    directory /= "periodic_reports/";
-  }
-  return directory.string();
+  return tree().get_type_directory(station_id, type);
 }
 
 std::string diagnostic_manager::get_full_path(unsigned int const& station_id,
                                               diagnostic_report_type const& type,
                                               std::optional<int> const& index,
                                               std::string const& file_name) const {
-  fs::path file = get_specific_diagnostic_path(station_id, type);
-  if (index) {
-    file /= std::to_string(*index);
-    file += "_";
-  }
-  file += file_name;
-  return file.string();
+  return tree().get_report_file(station_id, type, index, file_name);
 }
 
 bool diagnostic_manager::create_diagnostic_directory_for_station(unsigned int const& station_id) {
-  if (!is_tree_known(storage_directory, station_id)) {
-    return false;
-  }
-  auto const station_directory = get_directory_path_station_name(station_id);
-  std::error_code error;
-  if (fs::exists(station_directory, error)) {
-    return true;
-  }
-  spdlog::info("[diagnostic_manager] Creating directories for the diagnostic report of station {}",
-               station_id);
-  auto const manual_directory = get_specific_diagnostic_path(station_id, diagnostic_report_type::manual);
-  auto const periodic_directory = get_specific_diagnostic_path(station_id, diagnostic_report_type::periodic);
-  auto const station_made = fs::create_directory(station_directory, error);
-  auto const manual_made = fs::create_directory(manual_directory, error);
-  auto const periodic_made = fs::create_directory(periodic_directory, error);
-
-  flush_folders_from(station_directory, fs::path(station_directory).parent_path());
-  return station_made && manual_made && periodic_made;
+  return tree().make_station_directories(station_id);
 }
 
 bool diagnostic_manager::remove_station(unsigned int const& station_id) {
-  auto const deleted = diag_table.delete_diagnostic_reports_for_station(station_id);
-  if (is_tree_known(storage_directory, station_id)) {
-    std::error_code ignored;
-    fs::remove_all(get_directory_path_station_name(station_id), ignored);
-  }
-  return deleted;
+  return remove_station_reports(diag_table, tree(), station_id);
 }
 
 bool diagnostic_manager::remove_diagnostic(std::string const& full_path) {
-  std::error_code ignored;
-  auto const file_removed = fs::remove(full_path, ignored);
-  auto const row_deleted = diag_table.delete_diagnostic_report_for_path(full_path);
-  return file_removed && row_deleted;
+  return remove_report(diag_table, full_path);
+}
+
+// --- what the rooms are given -----------------------------------------------------------------------------
+
+report_tree diagnostic_manager::tree() const {
+  return {working_dir, storage_directory, station_dir_prefix};
+}
+
+report_store diagnostic_manager::store() const {
+  return {diag_table, tree(), {max_periodic_reports, max_manual_reports, max_total_directory_size}};
+}
+
+report_generation diagnostic_manager::generation_of(diagnostic_report_type type) {
+  return {webserver_token_service,
+          ocpp_service,
+          network_service,
+          logger_service,
+          expected_uploads,
+          is_stopping,
+          type,
+          is_generation_allowed(type)};
 }
 
 }  // namespace tavi::stations_maintenance

@@ -3,14 +3,12 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "diagnostic_table.h"
-#include "expected_report_type.h"
+#include "expected_uploads.h"
 #include "mura_common/timer.h"
 #include "stations_maintenance/diagnostic_report.h"
 #include "tavi/logger/i_logger.h"
@@ -22,6 +20,9 @@
 namespace tavi::stations_maintenance {
 
 struct diagnostic_report_filter;
+struct report_generation;
+struct report_store;
+class report_tree;
 
 /// Owns everything the service knows about diagnostic reports: limits, storage tree, uploads expected, timer.
 ///
@@ -30,25 +31,13 @@ struct diagnostic_report_filter;
 /// behind, which the upload with its token uses up. Expected uploads live in memory only: a token handed out
 /// before a restart is not recognised afterwards.
 ///
-/// The tree is `<working dir>/<storage directory>/station_<id>/periodic_reports/` and `.../manual_reports/`;
-/// a report's file is `<diagnostic id>_<uploaded name>`. The tree is the only truth about sizes.
+/// It holds the data; each rule has a room of its own, named at the operation that leads to it, and takes from
+/// here what it needs for one call.
 ///
 /// Requests and events come one at a time. The periodic timer's thread runs beside them and meets them at the
-/// expected uploads (guarded, never during a call to another service) and at the limits and flags (atomic).
+/// expected uploads (guarded) and at the limits and flags (atomic).
 class diagnostic_manager {
  public:
-  /// Outcome of a single generation other than 0, accepted: the OCPP service does not know the station.
-  static constexpr std::uint32_t unknown_station = 1;
-  /// The station is not connected.
-  static constexpr std::uint32_t not_connected = 2;
-  /// Blocked by the configuration or the station's status, no token, no network configuration, no answer.
-  static constexpr std::uint32_t generation_failed = 0xFFFFFFFF;
-
-  /// Outcome of a removal other than 0, every chosen report deleted: the filter matched no report.
-  static constexpr std::uint32_t nothing_to_remove = 1;
-  /// At least one chosen report could not be deleted.
-  static constexpr std::uint32_t not_all_removed = 2;
-
   /// Stores the references; all of them must outlive the manager. Nothing is called.
   diagnostic_manager(diagnostic_table& table,
                      tavi::webserver_token::i_req_resp_webserver_token_service& tokens,
@@ -88,8 +77,8 @@ class diagnostic_manager {
 
   // --- generation -----------------------------------------------------------------------------------------
 
-  /// Arms the timer that asks every station for a report each period; with a period below one second it only
-  /// says that there is none. @return false when the timer could not be started
+  /// Arms the timer that asks every station for a report each period (`periodic_generation.h`); with a period
+  /// below one second it only says that there is none. @return false when the timer could not be started
   bool start_periodic_generation();
   /// Stops the timer; a run in progress goes on. @return the timer's answer
   bool stop_periodic_generation();
@@ -105,17 +94,12 @@ class diagnostic_manager {
   /// Whether a station with this status may be asked: not while it uploads, nor with a status not known here.
   [[nodiscard]] static bool is_upload_allowed(tavi::stations::station_diagnostics_status status);
 
-  /// Asks one station for a report and expects its upload. @param address  the controller's, as stations
-  /// reach it
-  /// @param request_out  number of the request, filled by the OCPP service
-  /// @return 0, or one of the outcomes above
+  /// Asks one station for a report and expects its upload: `report_generation::ask`.
   std::uint32_t generate_diagnostic(unsigned int station_id, diagnostic_report_type const& type,
                                     std::string const& address, unsigned int& request_out);
-  /// Asks every station whose status allows it; one that fails stops no other.
-  /// @return false when generation is blocked or a station that was asked did not accept
+  /// Asks every station whose status allows it: `report_generation::ask_all`.
   bool generate_all_diagnostics(diagnostic_report_type const& type);
-  /// Asks one station on request, if configuration and the station's status allow it. @return as
-  /// `generate_diagnostic`
+  /// Asks one station if configuration and its status allow it: `report_generation::ask_if_allowed`.
   std::uint32_t generate_single_diagnostic(unsigned int station_id, diagnostic_report_type const& type,
                                            unsigned int& request_out);
 
@@ -123,27 +107,14 @@ class diagnostic_manager {
 
   /// Whether an upload with exactly this token is expected.
   [[nodiscard]] bool is_my_token(std::string const& token) const;
-  /// Files an uploaded report: makes room by evicting the oldest, records it, copies it into its station's
-  /// directory. The uploaded file is removed and the token used up, whatever the outcome; but an empty path
-  /// leaves the token expected, and an unknown token is remembered so that its further files are discarded
-  /// too.
-  /// @param token          under which it was uploaded
-  /// @param file_name      the name that the station gave it
-  /// @param uploaded_path  where the web server put it
-  /// @return false for an empty path, when there is no room, the station's directory cannot be made, or the
-  /// path
-  ///         cannot be stored; true otherwise, which is also the answer to an unknown token and to a failed
-  ///         copy
-  /// @throw std::filesystem::filesystem_error  as `verif_size`; token and uploaded file are then left as they
-  ///         were
+  /// Files an uploaded report: `receive_report`.
   bool save_file(std::string const& token, std::string const& file_name, std::string const& uploaded_path);
-  /// Whether the station of this token has reached its count limit for the type of report expected.
+  /// Whether the station of this token has reached its count limit for the type of report expected. A token
+  /// that is not known is known from then on, as one of station 0.
   [[nodiscard]] bool is_too_many_diag_for_station(std::string const& token);
-  /// Whether `size` more bytes leave the storage tree below its budget.
-  /// @throw std::filesystem::filesystem_error  when the tree cannot be walked to its end
+  /// Whether `size` more bytes leave the storage tree below its budget: `has_room_for`.
   [[nodiscard]] bool verif_size(unsigned long size) const;
-  /// Deletes the oldest report, of all or of one station, of both types or of one. @return whether file and
-  /// row are gone; false too when the file was missing already, though its row is deleted then
+  /// Deletes the oldest report, of all or of one station, of both types or of one: `evict_oldest`.
   bool remove_oldest_report(std::optional<int> station_id, std::optional<diagnostic_report_type> type);
 
   // --- queries, removal, export ---------------------------------------------------------------------------
@@ -154,31 +125,17 @@ class diagnostic_manager {
   /// when there are no reports, and also on a database error
   [[nodiscard]] std::optional<std::vector<diagnostic_report_info>> get_diagnostic_reports(
       std::optional<unsigned int const> station_id);
-  /// Deletes the chosen reports, file and row; one that fails stops no other. Unknown ids are skipped.
-  /// @return 0, or one of the outcomes above; a report whose file was missing already counts as not deleted,
-  /// though its row is gone then
+  /// Deletes the chosen reports, file and row: `remove_reports`.
   std::uint32_t remove_diagnostic_reports(diagnostic_report_filter const& filter);
-  /// Packs the files of the chosen reports into a zip archive, fifty with each call of the archiver. An
-  /// archive that exists gains them. Unknown ids are skipped. Waits for the archiver.
-  /// @param destination  the archive; a relative path begins at the working directory
-  /// @return whether at least one call of the archiver succeeded: the archive may then still lack the files
-  /// of another call; false too when the filter matched no report
+  /// Packs the files of the chosen reports into a zip archive: `report_export::pack`. Unknown ids are skipped.
   bool export_diagnostic_reports(diagnostic_report_filter const& filter, std::string const& destination);
 
   // --- agreement of disk and database ---------------------------------------------------------------------
 
-  /// Brings the rows, the storage tree and the stations that the OCPP service knows into agreement, by
-  /// deleting only: rows without a file, files without a row, and all that belongs to unknown stations.
-  ///
-  /// For the start, before anything else works on the tree or the table. Each deletion and each failure has
-  /// a line in the log, and nothing stops the check but the exception below. An empty list of stations makes
-  /// every report one of an unknown station. Its cost grows linearly with rows and files, but for one look
-  /// through the table for each row without a file.
-  /// @throw std::filesystem::filesystem_error  when the tree cannot be walked to its end; rows without a file
-  /// are deleted by then, nothing else is
+  /// Brings rows, storage tree and stations into agreement: `check_reports`.
   void check_sanity();
 
-  // --- storage layout -------------------------------------------------------------------------------------
+  // --- storage layout (`report_tree`) and removal (`report_removal.h`) --------------------------------------
 
   /// The directory of a station.
   [[nodiscard]] std::string get_directory_path_station_name(unsigned int const& station_id) const;
@@ -201,22 +158,9 @@ class diagnostic_manager {
   bool remove_diagnostic(std::string const& full_path);
 
  private:
-  struct upload;
-  struct generation_run;
-  void write_functional_log(tavi::logger::log_subtype subtype, std::string const& text);
-  [[nodiscard]] generation_run ask_all(diagnostic_report_type type,
-                                       std::vector<tavi::stations::charging_station> const& stations,
-                                       std::string const& address);
-  [[nodiscard]] expected_report_type expected_upload(std::string const& token);
-  bool discard_unknown_upload(std::string const& uploaded_path, bool result);
-  [[nodiscard]] bool file_upload(upload const& one);
-  [[nodiscard]] bool make_room(upload const& one);
-  [[nodiscard]] bool place_file(upload const& one, std::uint32_t id);
-  void delete_rows_without_file(std::vector<std::string> const& recorded);
-  static void delete_files_without_row(std::vector<std::string> const& files,
-                                       std::vector<std::string> const& recorded);
-  void delete_reports_of_unknown_stations();
-  bool delete_unknown_station(unsigned int station_id);
+  [[nodiscard]] report_tree tree() const;
+  [[nodiscard]] report_store store() const;
+  [[nodiscard]] report_generation generation_of(diagnostic_report_type type);
 
   std::string const station_dir_prefix = "station_";
   diagnostic_table& diag_table;
@@ -224,8 +168,7 @@ class diagnostic_manager {
   tavi::ocpp1_6::i_req_resp_ocpp_1_6_service& ocpp_service;
   tavi::network::i_req_resp_network_service& network_service;
   tavi::logger::i_logger& logger_service;
-  mutable std::mutex expected_uploads_mutex;
-  std::map<std::string, expected_report_type> expected_uploads;
+  class expected_uploads expected_uploads;
   std::uint64_t max_total_directory_size = 0;
   std::string working_dir;
   std::atomic<bool> is_stopping = false;

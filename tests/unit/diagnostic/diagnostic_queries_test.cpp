@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "diagnostic_fixture.h"
+#include "report_removal.h"
 #include "stations_maintenance/diagnostic_report_filter.h"
 
 namespace tavi::stations_maintenance {
@@ -139,7 +140,7 @@ TEST_F(DiagnosticQueries, RemoveTheChosenReportsWithFilesAndRows) {
 TEST_F(DiagnosticQueries, RemoveNothingWithAnEmptyFilter) {
   given_stored(1, "a", 1);
   log.clear();
-  EXPECT_EQ(manager.remove_diagnostic_reports({}), diagnostic_manager::nothing_to_remove);
+  EXPECT_EQ(manager.remove_diagnostic_reports({}), nothing_to_remove);
   EXPECT_THAT(log.lines(),
               ElementsAre(log_line{info, "[diagnostic_table] There is no diagnostic report ID to look for"},
                           log_line{warn, "[diagnostic_manager] No diagnostic found with the given filter"}));
@@ -170,7 +171,7 @@ TEST_F(DiagnosticQueries, DeleteTheRowsOfReportsWhoseFilesAreGoneAndSaySo) {
   fs::remove(first);
   fs::remove(second);
   log.clear();
-  EXPECT_EQ(manager.remove_diagnostic_reports({{1, 2}}), diagnostic_manager::not_all_removed);
+  EXPECT_EQ(manager.remove_diagnostic_reports({{1, 2}}), not_all_removed);
   EXPECT_THAT(
       log.lines(),
       ElementsAre(log_line{err, "[diagnostic_manager] Error occurred while deleting diagnostic " + first},

@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "diagnostic_fixture.h"
-#include "removal_complaint.h"
+#include "report_check.h"
 #include "without_privileges.h"
 
 namespace tavi::stations_maintenance {

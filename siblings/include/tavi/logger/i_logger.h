@@ -14,6 +14,9 @@ enum class log_subtype : unsigned int {
   firmware_deleted = 1106,                    ///< a firmware was deleted
 };
 
+/// The category of all functional-log entries of the stations maintenance service.
+inline constexpr unsigned int stations_maintenance_category = 13;
+
 /// Client of the logger service: writes functional-log entries, which operators read.
 class TAVI_SIBLINGS_EXPORT i_logger {
  public:
@@ -23,7 +26,7 @@ class TAVI_SIBLINGS_EXPORT i_logger {
   [[nodiscard]] virtual bool init(int options) = 0;
 
   /// Queues one entry and returns at once; it is sent in the background. May be called from any thread.
-  /// @param category  the number of the writing service, 13 for stations maintenance
+  /// @param category  the number of the writing service
   /// @param subtype   the kind of the entry
   /// @param text      what operators read
   /// @return whether the entry was queued; false when the queue is full, the entry is then lost

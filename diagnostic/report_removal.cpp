@@ -1,0 +1,39 @@
+#include "report_removal.h"
+
+#include <filesystem>
+#include <system_error>
+
+#include <spdlog/spdlog.h>
+
+namespace tavi::stations_maintenance {
+
+bool remove_report(diagnostic_table& table, std::string const& full_path) {
+  std::error_code ignored;
+  auto const file_removed = std::filesystem::remove(full_path, ignored);
+  auto const row_deleted = table.delete_diagnostic_report_for_path(full_path);
+  return file_removed && row_deleted;
+}
+
+std::uint32_t remove_reports(diagnostic_table& table, std::vector<int> const& diagnostic_ids) {
+  auto const paths = table.get_list_of_diagnostics_path(diagnostic_ids);
+  if (paths.empty()) {
+    spdlog::warn("[diagnostic_manager] No diagnostic found with the given filter");
+    return nothing_to_remove;
+  }
+  std::uint32_t code = 0;
+  for (auto const& path : paths) {
+    if (!remove_report(table, path)) {
+      spdlog::error("[diagnostic_manager] Error occurred while deleting diagnostic {}", path);
+      code = not_all_removed;
+    }
+  }
+  return code;
+}
+
+bool remove_station_reports(diagnostic_table& table, report_tree const& tree, unsigned int station_id) {
+  auto const deleted = table.delete_diagnostic_reports_for_station(station_id);
+  tree.remove_station_directory(station_id);
+  return deleted;
+}
+
+}  // namespace tavi::stations_maintenance
