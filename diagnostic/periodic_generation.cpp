@@ -37,17 +37,19 @@ bool start_periodic_generation(mura_common::Timer& timer, std::chrono::seconds p
     run();
   });
   if (!started) {
-    tell(fmt::format("ERROR : Could not restart periodic diagnostc report generation for a period of {}s "
-                     "(or {} h)",
-                     seconds, whole_hours));
+    tell(
+        fmt::format("ERROR : Could not restart periodic diagnostc report generation for a period of {}s "
+                    "(or {} h)",
+                    seconds, whole_hours));
     spdlog::error("[diagnostic_manager] Could not restart priodic diagnostic report generation");
     return false;
   }
   tell(fmt::format("Changing period of generation of diagnostic. Period is now {}s (or {} h)", seconds,
                    whole_hours));
-  spdlog::info("[diagnostic_manager] Started periodic diagnostic report generation. "
-               "Diagnostic will be generated each {}h({}s)",
-               whole_hours, seconds);
+  spdlog::info(
+      "[diagnostic_manager] Started periodic diagnostic report generation. "
+      "Diagnostic will be generated each {}h({}s)",
+      whole_hours, seconds);
   return true;
 }
 

@@ -37,9 +37,10 @@ void delete_rows_without_file(diagnostic_table& table, std::vector<std::string> 
   std::vector<std::string> deleted;
   table.begin_deletions();
   for (auto const& path : missing) {
-    spdlog::info("[diagnostic_manager] File {} stored in database but can't be found in the directory. "
-                 "Removing it from database.",
-                 path);
+    spdlog::info(
+        "[diagnostic_manager] File {} stored in database but can't be found in the directory. "
+        "Removing it from database.",
+        path);
     if (table.delete_diagnostic_report_for_path(path)) {
       deleted.push_back(path);
     } else {
@@ -59,9 +60,10 @@ void delete_files_without_row(std::vector<std::string> const& files,
     if (known.contains(path)) {
       continue;
     }
-    spdlog::info("[diagnostic_manager] File {} stored in directory but can't be found in the database. "
-                 "Removing it from the directory.",
-                 path);
+    spdlog::info(
+        "[diagnostic_manager] File {} stored in directory but can't be found in the database. "
+        "Removing it from the directory.",
+        path);
     std::error_code error;
     if (!fs::remove(path, error)) {
       spdlog::error("[diagnostic_manager] Can't remove file {} from directory.", path);
@@ -94,8 +96,9 @@ void check_reports(diagnostic_table& table, report_tree const& tree,
   if (is_every_row_known) {
     delete_files_without_row(files, recorded);
   } else {
-    spdlog::error("[diagnostic_manager] Can't read which files are stored in database. "
-                  "No file is removed from the directory for want of a row.");
+    spdlog::error(
+        "[diagnostic_manager] Can't read which files are stored in database. "
+        "No file is removed from the directory for want of a row.");
   }
   // Stations that need no further look: known ones, and unknown ones of which nothing is left.
   std::unordered_set<unsigned int> settled;
@@ -111,9 +114,10 @@ void check_reports(diagnostic_table& table, report_tree const& tree,
 
 void complain_of_removal(unsigned int station_id, std::uintmax_t removed, std::error_code const& error) {
   if (removed == 0) {
-    spdlog::error("[diagnostic_manager] Can't remove directory for non existing station {} from directory. "
-                  "Error : {}",
-                  station_id, error.message());
+    spdlog::error(
+        "[diagnostic_manager] Can't remove directory for non existing station {} from directory. "
+        "Error : {}",
+        station_id, error.message());
   }
 }
 

@@ -15,13 +15,15 @@ namespace {
 /// Deletes the row of an oldest report whose file is not there. @param error  of looking for the file
 void delete_row_without_file(diagnostic_table& table, std::string const& path, std::error_code const& error) {
   if (table.delete_diagnostic_report_for_path(path)) {
-    spdlog::error("[diagnostic_manager] Fail to remove oldest report file at {}. Error : {}. "
-                  "Oldest report has been removed from database",
-                  path, error.message());
+    spdlog::error(
+        "[diagnostic_manager] Fail to remove oldest report file at {}. Error : {}. "
+        "Oldest report has been removed from database",
+        path, error.message());
   } else {
-    spdlog::error("[diagnostic_manager] Fail to remove oldest report file at {}. Error {}. "
-                  "Can't remove file from database",
-                  path, error.message());
+    spdlog::error(
+        "[diagnostic_manager] Fail to remove oldest report file at {}. Error {}. "
+        "Can't remove file from database",
+        path, error.message());
   }
 }
 
@@ -76,9 +78,10 @@ bool make_room(report_store const& store, uploaded_report const& one) {
     if (evict_oldest(store, station_id, std::nullopt)) {
       continue;
     }
-    spdlog::info("[diagnostic_manager] Fail to remove oldest report for station {}, "
-                 "trying to remove the oldest diagnostic of every station",
-                 one.expected.station_id);
+    spdlog::info(
+        "[diagnostic_manager] Fail to remove oldest report for station {}, "
+        "trying to remove the oldest diagnostic of every station",
+        one.expected.station_id);
     if (!evict_oldest(store, std::nullopt, std::nullopt)) {
       spdlog::error("[diagnostic_manager] Fail to remove oldest report");
       spdlog::error("[diagnostic_manager] Can't save file {}, no space remaining", one.file_name);

@@ -27,7 +27,8 @@ std::string absolute_form(fs::path const& path) {
 
 }  // namespace
 
-report_filing::report_filing(report_store const& kept, uploaded_report const& one) : store(kept), upload(one) {
+report_filing::report_filing(report_store const& kept, uploaded_report const& one)
+    : store(kept), upload(one) {
 }
 
 report_filing::~report_filing() {
@@ -54,11 +55,12 @@ bool report_filing::record() {
 
 bool report_filing::place() {
   full_path = store.tree.get_report_file(upload.expected.station_id, upload.expected.type,
-                                   static_cast<int>(diagnostic_id), upload.file_name);
+                                         static_cast<int>(diagnostic_id), upload.file_name);
   std::error_code error;
   static_cast<void>(mura_common::copy_file_durably(upload.path, full_path, error));
-  spdlog::debug("[diagnostic_manager] Copy file {} to {}, code = {}  ------ full path = {} to {}", upload.path,
-                full_path, error.message(), absolute_form(upload.path), absolute_form(full_path));
+  spdlog::debug("[diagnostic_manager] Copy file {} to {}, code = {}  ------ full path = {} to {}",
+                upload.path, full_path, error.message(), absolute_form(upload.path),
+                absolute_form(full_path));
   std::error_code ignored;
   if (!fs::exists(full_path, ignored)) {
     undo();

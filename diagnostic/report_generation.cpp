@@ -40,9 +40,10 @@ outcome ask_each(report_generation const& generation,
       break;
     }
     if (!report_generation::is_upload_allowed(station.diagnostics_status)) {
-      spdlog::error("[diagnostic_manager] Can't generate diagnostic report for station {}. "
-                    "Diagnostic report status is {}",
-                    station.id, station_diagnostics_status_helper::name_of(station.diagnostics_status));
+      spdlog::error(
+          "[diagnostic_manager] Can't generate diagnostic report for station {}. "
+          "Diagnostic report status is {}",
+          station.id, station_diagnostics_status_helper::name_of(station.diagnostics_status));
       continue;
     }
     unsigned int scratch = 0;
@@ -66,9 +67,10 @@ std::uint32_t report_generation::ask(unsigned int station_id, std::string const&
                                      unsigned int& request_out) const {
   auto const token = webserver_token_service.get_upload_token(token_owner);
   if (!token) {
-    spdlog::error("[diagnostic_manager] Error while trying to generate token to generate diagnostic "
-                  "for station {}",
-                  station_id);
+    spdlog::error(
+        "[diagnostic_manager] Error while trying to generate token to generate diagnostic "
+        "for station {}",
+        station_id);
     return generation_failed;
   }
   auto const location = webserver_token_service.build_upload_location(address, *token) + "/";
@@ -98,9 +100,10 @@ std::uint32_t report_generation::ask_if_allowed(unsigned int station_id, unsigne
   auto const station = ocpp_service.get_charging_station(station_id);
   // A station that the OCPP service does not know is asked all the same: the request then says so.
   if (station && !is_upload_allowed(station->diagnostics_status)) {
-    spdlog::error("[diagnostic_manager] Can't generate diagnostic report for station {}. "
-                  "Diagnostic status is {}",
-                  station_id, station_diagnostics_status_helper::name_of(station->diagnostics_status));
+    spdlog::error(
+        "[diagnostic_manager] Can't generate diagnostic report for station {}. "
+        "Diagnostic status is {}",
+        station_id, station_diagnostics_status_helper::name_of(station->diagnostics_status));
     return generation_failed;
   }
   auto const network = network_service.get_network_config();

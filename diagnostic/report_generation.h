@@ -29,7 +29,8 @@ struct report_generation {
   tavi::network::i_req_resp_network_service& network_service;
   tavi::logger::i_logger& logger_service;
   expected_uploads& uploads;
-  std::atomic<bool> const& is_stopping;  ///< a run over all stations ends at its current one when it turns true
+  std::atomic<bool> const&
+      is_stopping;  ///< a run over all stations ends at its current one when it turns true
   diagnostic_report_type type;
   bool is_allowed;  ///< whether the configuration allows this type
 

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -27,12 +29,17 @@ class faulty_database : public mura_common::IDatabase {
   void hide_rows_of(std::string const& part) { rowless.insert(part); }
   /// From now on a statement whose text holds `part` fails after its first row.
   void break_after_first_row_of(std::string const& part) { breaking.insert(part); }
+  /// From now on `action` runs before each execution of a statement whose text holds `part`; it may throw.
+  void before_executing(std::string const& part, std::function<void()> action) {
+    actions[part] = std::move(action);
+  }
   /// Everything works again.
   void heal() {
     unpreparable.clear();
     unexecutable.clear();
     rowless.clear();
     breaking.clear();
+    actions.clear();
   }
 
   /// The texts of all statements that were prepared or were to be, in order.
@@ -82,7 +89,14 @@ class faulty_database : public mura_common::IDatabase {
       return working->bind_text(position, value);
     }
     bool bind_null(int position) override { return working->bind_null(position); }
-    bool execute() override { return !is_in(database.unexecutable, text) && working->execute(); }
+    bool execute() override {
+      for (auto const& [part, action] : database.actions) {
+        if (text.find(part) != std::string::npos) {
+          action();
+        }
+      }
+      return !is_in(database.unexecutable, text) && working->execute();
+    }
     [[nodiscard]] bool has_row() const override {
       return !is_in(database.rowless, text) && working->has_row();
     }
@@ -112,4 +126,5 @@ class faulty_database : public mura_common::IDatabase {
   std::set<std::string> unexecutable;
   std::set<std::string> rowless;
   std::set<std::string> breaking;
+  std::map<std::string, std::function<void()>> actions;
 };

@@ -21,7 +21,7 @@ using testing::Return;
 
 /// How many reports the smaller site has; the larger one has twice as many.
 constexpr int half = is_slowed_by_sanitizer ? 2'500 : 25'000;
-constexpr unsigned int stations = 50;
+constexpr unsigned int known_stations = 50;
 /// Every round begins with this part of the reports as rows without files, and as many files without rows.
 constexpr int sprinkled_part = 25;
 /// Every round begins with reports of so many unknown stations, each with its share of the same part.
@@ -34,8 +34,8 @@ class DiagnosticScale : public DiagnosticManagerTest {
   void SetUp() override {
     DiagnosticManagerTest::SetUp();
     ASSERT_TRUE(init());
-    std::vector<tavi::stations::charging_station> known(stations);
-    for (unsigned int index = 0; index < stations; ++index) {
+    std::vector<tavi::stations::charging_station> known(known_stations);
+    for (unsigned int index = 0; index < known_stations; ++index) {
       known[index].id = index + 1;
       ASSERT_TRUE(manager.create_diagnostic_directory_for_station(index + 1));
     }
@@ -68,7 +68,7 @@ class DiagnosticScale : public DiagnosticManagerTest {
   void add_reports(int count) {
     execute("BEGIN;");
     for (int number = 0; number < count; ++number) {
-      add_report(static_cast<unsigned int>(number) % stations + 1, true);
+      add_report(static_cast<unsigned int>(number) % known_stations + 1, true);
     }
     execute("COMMIT;");
   }
@@ -77,7 +77,7 @@ class DiagnosticScale : public DiagnosticManagerTest {
   void sprinkle(int count) {
     execute("BEGIN;");
     for (int number = 0; number < count; ++number) {
-      auto const station = static_cast<unsigned int>(number) % stations + 1;
+      auto const station = static_cast<unsigned int>(number) % known_stations + 1;
       add_report(station, false);
       folder.write(
           "reports/station_" + std::to_string(station) + "/manual_reports/stray_" + std::to_string(number),

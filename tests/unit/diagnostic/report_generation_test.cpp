@@ -1,3 +1,5 @@
+#include "report_generation.h"
+
 #include <optional>
 #include <ostream>
 #include <string>
@@ -29,7 +31,7 @@ charging_station station(unsigned int id,
   return {id, "CS-" + std::to_string(id), "Acme", "X7-22", status, true};
 }
 
-class DiagnosticGeneration : public DiagnosticManagerTest {
+class ReportGeneration : public DiagnosticManagerTest {
  protected:
   void SetUp() override {
     DiagnosticManagerTest::SetUp();
@@ -50,7 +52,7 @@ class DiagnosticGeneration : public DiagnosticManagerTest {
   unsigned int request = 0;
 };
 
-TEST_F(DiagnosticGeneration, SendsAStationAFreshTokensLocationAndExpectsItsUpload) {
+TEST_F(ReportGeneration, SendsAStationAFreshTokensLocationAndExpectsItsUpload) {
   EXPECT_CALL(tokens, get_upload_token("diagnostic_manager")).WillOnce(Return("fresh"));
   EXPECT_CALL(ocpp, request_diagnostics_upload(4, "http://10.0.0.1:8080/upload/fresh/", _))
       .WillOnce(DoAll(SetArgReferee<2>(77U), Return(0)));
@@ -61,7 +63,7 @@ TEST_F(DiagnosticGeneration, SendsAStationAFreshTokensLocationAndExpectsItsUploa
               ElementsAre(log_line{info, "[diagnostic_manager] Diagnostic for station 4 generated"}));
 }
 
-TEST_F(DiagnosticGeneration, FailsWithoutAToken) {
+TEST_F(ReportGeneration, FailsWithoutAToken) {
   EXPECT_CALL(tokens, get_upload_token).WillOnce(Return(std::nullopt));
   EXPECT_CALL(ocpp, request_diagnostics_upload).Times(0);
   EXPECT_EQ(manager.generate_diagnostic(4, manual, "a", request), 0xFFFFFFFFU);
@@ -83,7 +85,7 @@ void PrintTo(refusal const& one, std::ostream* out) {
   *out << one.situation;
 }
 
-class Refusal : public DiagnosticGeneration, public testing::WithParamInterface<refusal> {};
+class Refusal : public ReportGeneration, public testing::WithParamInterface<refusal> {};
 
 TEST_P(Refusal, IsToldAndLeavesNothingExpected) {
   EXPECT_CALL(ocpp, request_diagnostics_upload).WillOnce(Return(GetParam().answer));
@@ -103,7 +105,7 @@ INSTANTIATE_TEST_SUITE_P(
                             "[diagnostic_manager] IPC Error while sending generation command to station 4"}),
     [](auto const& tested) { return std::string(tested.param.situation); });
 
-TEST_F(DiagnosticGeneration, KeepsTheLaterStationWhenATokenComesTwice) {
+TEST_F(ReportGeneration, KeepsTheLaterStationWhenATokenComesTwice) {
   ON_CALL(ocpp, request_diagnostics_upload).WillByDefault(Return(0));
   EXPECT_EQ(manager.generate_diagnostic(4, periodic, "a", request), 0U);
   EXPECT_EQ(manager.generate_diagnostic(5, manual, "a", request), 0U);
@@ -120,7 +122,7 @@ struct status_case {
   bool is_allowed;
 };
 
-TEST_F(DiagnosticGeneration, IsAllowedForTheThreeLowestStatusesOnly) {
+TEST_F(ReportGeneration, IsAllowedForTheThreeLowestStatusesOnly) {
   for (auto const& [status, is_allowed] :
        {status_case{0, true}, {1, true}, {2, true}, {3, false}, {4, false}, {0xFFFFFFFF, false}}) {
     EXPECT_EQ(diagnostic_manager::is_upload_allowed(static_cast<station_diagnostics_status>(status)),
@@ -129,14 +131,14 @@ TEST_F(DiagnosticGeneration, IsAllowedForTheThreeLowestStatusesOnly) {
   }
 }
 
-TEST_F(DiagnosticGeneration, AsksOneStationWithTheControllersAddress) {
+TEST_F(ReportGeneration, AsksOneStationWithTheControllersAddress) {
   EXPECT_CALL(ocpp, get_charging_station(4)).WillOnce(Return(station(4)));
   EXPECT_CALL(ocpp, request_diagnostics_upload(4, "http://10.0.0.1:8080/upload/token/", _))
       .WillOnce(Return(0));
   EXPECT_EQ(manager.generate_single_diagnostic(4, manual, request), 0U);
 }
 
-TEST_F(DiagnosticGeneration, ContactsNobodyForAStationWhenItsTypeIsBlocked) {
+TEST_F(ReportGeneration, ContactsNobodyForAStationWhenItsTypeIsBlocked) {
   manager.update_max_manual_diagnostic(0);
   EXPECT_CALL(ocpp, get_charging_station).Times(0);
   EXPECT_CALL(network, get_network_config).Times(0);
@@ -148,13 +150,13 @@ TEST_F(DiagnosticGeneration, ContactsNobodyForAStationWhenItsTypeIsBlocked) {
                                    "configuration"}));
 }
 
-TEST_F(DiagnosticGeneration, NamesWhatIsNoTypeUnknown) {
+TEST_F(ReportGeneration, NamesWhatIsNoTypeUnknown) {
   EXPECT_EQ(manager.generate_single_diagnostic(4, static_cast<diagnostic_report_type>(6), request),
             0xFFFFFFFFU);
   EXPECT_TRUE(log.holds(info, "Generation of unknown diagnostic reports blocked by configuration"));
 }
 
-TEST_F(DiagnosticGeneration, LeavesAStationAloneThatIsUploading) {
+TEST_F(ReportGeneration, LeavesAStationAloneThatIsUploading) {
   EXPECT_CALL(ocpp, get_charging_station).WillOnce(Return(station(4, station_diagnostics_status::uploading)));
   EXPECT_CALL(tokens, get_upload_token).Times(0);
   EXPECT_EQ(manager.generate_single_diagnostic(4, periodic, request), 0xFFFFFFFFU);
@@ -165,13 +167,13 @@ TEST_F(DiagnosticGeneration, LeavesAStationAloneThatIsUploading) {
                            "status is uploading"}));
 }
 
-TEST_F(DiagnosticGeneration, AsksForAStationThatIsNotKnownSoThatTheAnswerSaysSo) {
+TEST_F(ReportGeneration, AsksForAStationThatIsNotKnownSoThatTheAnswerSaysSo) {
   EXPECT_CALL(ocpp, get_charging_station(9)).WillOnce(Return(std::nullopt));
   EXPECT_CALL(ocpp, request_diagnostics_upload(9, _, _)).WillOnce(Return(1));
   EXPECT_EQ(manager.generate_single_diagnostic(9, manual, request), 1U);
 }
 
-TEST_F(DiagnosticGeneration, NeedsTheNetworkConfigurationForOneStation) {
+TEST_F(ReportGeneration, NeedsTheNetworkConfigurationForOneStation) {
   EXPECT_CALL(ocpp, get_charging_station).WillOnce(Return(station(4)));
   EXPECT_CALL(network, get_network_config).WillOnce(Return(std::nullopt));
   EXPECT_CALL(tokens, get_upload_token).Times(0);
@@ -182,7 +184,7 @@ TEST_F(DiagnosticGeneration, NeedsTheNetworkConfigurationForOneStation) {
                                    "station 4"}));
 }
 
-TEST_F(DiagnosticGeneration, AsksNobodyInARunThatIsBlocked) {
+TEST_F(ReportGeneration, AsksNobodyInARunThatIsBlocked) {
   manager.update_max_periodic_diagnostic(0);
   EXPECT_CALL(logger, send_functional_log).Times(0);
   expect_functional_log("Generating diagnostic report blocked by configuration ");
@@ -197,7 +199,7 @@ TEST_F(DiagnosticGeneration, AsksNobodyInARunThatIsBlocked) {
                   log_line{trace, "told: Generating diagnostic report blocked by configuration "}));
 }
 
-TEST_F(DiagnosticGeneration, AsksEveryStationInListOrder) {
+TEST_F(ReportGeneration, AsksEveryStationInListOrder) {
   EXPECT_CALL(ocpp, get_charging_stations).WillOnce(Return(std::vector{station(3), station(1), station(2)}));
   {
     InSequence const in_order;
@@ -210,7 +212,7 @@ TEST_F(DiagnosticGeneration, AsksEveryStationInListOrder) {
   EXPECT_TRUE(manager.generate_all_diagnostics(manual));
 }
 
-TEST_F(DiagnosticGeneration, GoesOnAfterStationsThatCannotBeAskedAndThoseThatRefuse) {
+TEST_F(ReportGeneration, GoesOnAfterStationsThatCannotBeAskedAndThoseThatRefuse) {
   EXPECT_CALL(ocpp, get_charging_stations)
       .WillOnce(
           Return(std::vector{station(1, station_diagnostics_status::uploading), station(2), station(3)}));
@@ -232,7 +234,7 @@ TEST_F(DiagnosticGeneration, GoesOnAfterStationsThatCannotBeAskedAndThoseThatRef
                    "told: Generating diagnostic report for all stations 1 out of 3 have been generated"}));
 }
 
-TEST_F(DiagnosticGeneration, CountsAStationThatMayNotBeAskedAsNoFailure) {
+TEST_F(ReportGeneration, CountsAStationThatMayNotBeAskedAsNoFailure) {
   EXPECT_CALL(ocpp, get_charging_stations)
       .WillOnce(Return(std::vector{station(1, static_cast<station_diagnostics_status>(9))}));
   expect_functional_log("Generating diagnostic report for all stations");
@@ -241,7 +243,7 @@ TEST_F(DiagnosticGeneration, CountsAStationThatMayNotBeAskedAsNoFailure) {
   EXPECT_TRUE(log.holds(err, "Diagnostic report status is unknown"));
 }
 
-TEST_F(DiagnosticGeneration, CompletesARunOverNoStations) {
+TEST_F(ReportGeneration, CompletesARunOverNoStations) {
   EXPECT_CALL(ocpp, get_charging_stations).WillOnce(Return(std::vector<charging_station>{}));
   expect_functional_log("Generating diagnostic report for all stations");
   expect_functional_log("Generating diagnostic report for all stations 0 out of 0 have been generated");
@@ -254,7 +256,7 @@ TEST_F(DiagnosticGeneration, CompletesARunOverNoStations) {
                    "told: Generating diagnostic report for all stations 0 out of 0 have been generated"}));
 }
 
-TEST_F(DiagnosticGeneration, CountsARunWithoutNetworkConfigurationAsDone) {
+TEST_F(ReportGeneration, CountsARunWithoutNetworkConfigurationAsDone) {
   EXPECT_CALL(ocpp, request_diagnostics_upload).Times(0);
   {
     InSequence const in_order;

@@ -1,12 +1,17 @@
+#include "periodic_generation.h"
+
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "diagnostic_fixture.h"
+#include "mura_common/timer.h"
 
 namespace tavi::stations_maintenance {
 namespace {
@@ -24,6 +29,39 @@ using testing::StartsWith;
 
 /// Far longer than any expiry takes, even on a loaded machine under a sanitizer.
 constexpr auto patience = 60s;
+
+/// Counts the runs over all stations, and holds the last one that is to be until it may finish: nothing expires
+/// meanwhile.
+class counted_runs {
+ public:
+  counted_runs(mock_ocpp& ocpp, int last) {
+    ON_CALL(ocpp, get_charging_stations).WillByDefault([this, last] {
+      if (++count == last) {
+        reached.set_value();
+        EXPECT_EQ(may_finish.get_future().wait_for(patience), std::future_status::ready);
+      }
+      return std::vector<charging_station>{};
+    });
+  }
+  [[nodiscard]] bool wait_for_last() {
+    return reached.get_future().wait_for(patience) == std::future_status::ready;
+  }
+  void finish_last() { may_finish.set_value(); }
+  [[nodiscard]] int begun() const { return count; }
+
+ private:
+  std::atomic<int> count = 0;
+  std::promise<void> reached;
+  std::promise<void> may_finish;
+};
+
+/// Waits until a timer armed now has expired after more than a second, as one with that period would have too.
+void let_a_period_pass() {
+  mura_common::Timer other;
+  std::promise<void> expired;
+  ASSERT_TRUE(other.start(1500ms, true, [&] { expired.set_value(); }));
+  ASSERT_EQ(expired.get_future().wait_for(patience), std::future_status::ready);
+}
 
 class PeriodicGeneration : public DiagnosticManagerTest {
  protected:
@@ -69,8 +107,7 @@ TEST_F(PeriodicGeneration, FailsWithAPeriodThatNoTimerTakes) {
   log.clear();
   expect_state(
       "ERROR : Could not restart periodic diagnostc report generation for a period of 9223372036854775807s "
-      "(or "
-      "2562047788015215 h)");
+      "(or 2562047788015215 h)");
   EXPECT_FALSE(manager.start_periodic_generation());
   auto const lines = log.lines();
   ASSERT_GE(lines.size(), 2U);
@@ -91,18 +128,25 @@ TEST_F(PeriodicGeneration, StartsAnewWithAnotherPeriod) {
 
 TEST_F(PeriodicGeneration, RunsOverAllStationsAgainAndAgainUntilStopped) {
   ASSERT_TRUE(init({.period = 1s}));
-  std::promise<void> second_run;
-  EXPECT_CALL(ocpp, get_charging_stations)
-      .WillOnce(Return(std::vector<charging_station>{}))
-      .WillOnce([&] {
-        second_run.set_value();
-        return std::vector<charging_station>{};
-      })
-      .WillRepeatedly(Return(std::vector<charging_station>{}));
+  counted_runs runs(ocpp, 2);
   ASSERT_TRUE(manager.start_periodic_generation());
-  EXPECT_EQ(second_run.get_future().wait_for(patience), std::future_status::ready);
+  ASSERT_TRUE(runs.wait_for_last());
   EXPECT_TRUE(manager.stop_periodic_generation());
+  runs.finish_last();
+  let_a_period_pass();
+  EXPECT_EQ(runs.begun(), 2);
   EXPECT_TRUE(log.holds(info, "[diagnostic_manager] Generating period diagnostic reports"));
+}
+
+TEST_F(PeriodicGeneration, EndsWithAPeriodOfZero) {
+  ASSERT_TRUE(init({.period = 1s}));
+  counted_runs runs(ocpp, 1);
+  ASSERT_TRUE(manager.start_periodic_generation());
+  ASSERT_TRUE(runs.wait_for_last());
+  EXPECT_TRUE(manager.update_period_generation(0s));
+  runs.finish_last();
+  let_a_period_pass();
+  EXPECT_EQ(runs.begun(), 1);
 }
 
 TEST_F(PeriodicGeneration, EndsARunInProgressAtItsCurrentStationWhenTheManagerGoes) {

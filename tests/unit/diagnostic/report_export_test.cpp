@@ -1,3 +1,5 @@
+#include "report_export.h"
+
 #include <map>
 #include <numeric>
 #include <string>
@@ -21,7 +23,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
-class DiagnosticExport : public DiagnosticManagerTest {
+class ReportExport : public DiagnosticManagerTest {
  protected:
   /// Initialises with an archiver that notes how many files each call is given, then does as `then` says.
   void given_archiver(std::string const& then = "exec zip -q \"$@\"",
@@ -73,7 +75,7 @@ class DiagnosticExport : public DiagnosticManagerTest {
   std::string const archive = in_folder("export.zip");
 };
 
-TEST_F(DiagnosticExport, PacksAHundredAndTwentyReportsWithThreeCalls) {
+TEST_F(ReportExport, PacksAHundredAndTwentyReportsWithThreeCalls) {
   given_archiver();
   auto const stored = given_reports(120);
   EXPECT_TRUE(manager.export_diagnostic_reports(first(120), archive));
@@ -89,7 +91,7 @@ struct batch_case {
   char const* calls;
 };
 
-class ExportBatches : public DiagnosticExport, public testing::WithParamInterface<batch_case> {};
+class ExportBatches : public ReportExport, public testing::WithParamInterface<batch_case> {};
 
 TEST_P(ExportBatches, HoldFiftyReportsAtMost) {
   given_archiver();
@@ -106,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(Each, ExportBatches,
                                          batch_case{"TwoFull", 100, "50\n50\n"}),
                          [](auto const& tested) { return std::string(tested.param.situation); });
 
-TEST_F(DiagnosticExport, PacksTheChosenReportsOnceInTheOrderOfTheirReception) {
+TEST_F(ReportExport, PacksTheChosenReportsOnceInTheOrderOfTheirReception) {
   given_archiver();
   given_reports(4);
   EXPECT_TRUE(manager.export_diagnostic_reports({{4, 2, 99, 4, -1}}, archive));
@@ -116,7 +118,7 @@ TEST_F(DiagnosticExport, PacksTheChosenReportsOnceInTheOrderOfTheirReception) {
                           Pair("reports/station_2/periodic_reports/4_diag.log", "content of report 4")));
 }
 
-TEST_F(DiagnosticExport, SaysOnceThatThereIsNothingToExport) {
+TEST_F(ReportExport, SaysOnceThatThereIsNothingToExport) {
   given_archiver();
   given_reports(1);
   EXPECT_FALSE(manager.export_diagnostic_reports({}, archive));
@@ -131,7 +133,7 @@ TEST_F(DiagnosticExport, SaysOnceThatThereIsNothingToExport) {
   EXPECT_EQ(calls(), "");
 }
 
-TEST_F(DiagnosticExport, ExportsNothingWhenTheReportsCannotBeLookedUp) {
+TEST_F(ReportExport, ExportsNothingWhenTheReportsCannotBeLookedUp) {
   given_archiver();
   given_reports(1);
   faults.fail_to_execute(" SELECT full_path FROM DiagnosticReports WHERE diagnostic_id IN(");
@@ -147,7 +149,7 @@ struct failing_batches {
   std::size_t exported;
 };
 
-class FailingBatches : public DiagnosticExport, public testing::WithParamInterface<failing_batches> {};
+class FailingBatches : public ReportExport, public testing::WithParamInterface<failing_batches> {};
 
 TEST_P(FailingBatches, StopNoOtherAndOneThatSucceedsMakesAnExport) {
   auto const& one = GetParam();
@@ -168,7 +170,7 @@ INSTANTIATE_TEST_SUITE_P(Each, FailingBatches,
                                          failing_batches{"All", "*", false, 0}),
                          [](auto const& tested) { return std::string(tested.param.situation); });
 
-TEST_F(DiagnosticExport, AddsToAnArchiveThatExists) {
+TEST_F(ReportExport, AddsToAnArchiveThatExists) {
   given_archiver();
   auto const stored = given_reports(3);
   EXPECT_TRUE(manager.export_diagnostic_reports({{1, 2}}, archive));
@@ -176,7 +178,7 @@ TEST_F(DiagnosticExport, AddsToAnArchiveThatExists) {
   EXPECT_TRUE(exported() == stored);
 }
 
-TEST_F(DiagnosticExport, LeavesAFileAloneThatIsNoArchive) {
+TEST_F(ReportExport, LeavesAFileAloneThatIsNoArchive) {
   given_archiver();
   given_reports(1);
   folder.write("export.zip", "something else");
@@ -184,7 +186,7 @@ TEST_F(DiagnosticExport, LeavesAFileAloneThatIsNoArchive) {
   EXPECT_EQ(content_of(archive), "something else");
 }
 
-TEST_F(DiagnosticExport, LeavesOutReportsWhoseFilesAreMissing) {
+TEST_F(ReportExport, LeavesOutReportsWhoseFilesAreMissing) {
   given_archiver();
   auto stored = given_reports(3);
   auto const missing = stored.begin()->first;
@@ -196,7 +198,7 @@ TEST_F(DiagnosticExport, LeavesOutReportsWhoseFilesAreMissing) {
                                                           " does not exist and is left out"}));
 }
 
-TEST_F(DiagnosticExport, LeavesOutReportsThatWereNeverPlaced) {
+TEST_F(ReportExport, LeavesOutReportsThatWereNeverPlaced) {
   given_archiver();
   given_reports(1);
   ASSERT_TRUE(table.insert_diagnostic_report(1, "never placed", periodic, 1));
@@ -206,7 +208,7 @@ TEST_F(DiagnosticExport, LeavesOutReportsThatWereNeverPlaced) {
   EXPECT_FALSE(fs::exists(in_folder("other.zip")));
 }
 
-TEST_F(DiagnosticExport, BeginsARelativeDestinationAtTheWorkingDirectory) {
+TEST_F(ReportExport, BeginsARelativeDestinationAtTheWorkingDirectory) {
   given_archiver();
   auto const stored = given_reports(2);
   temporary_folder elsewhere;
@@ -216,7 +218,7 @@ TEST_F(DiagnosticExport, BeginsARelativeDestinationAtTheWorkingDirectory) {
   EXPECT_TRUE(fs::is_empty(elsewhere.path()));
 }
 
-TEST_F(DiagnosticExport, NamesReportsStoredElsewhereByTheirWholePath) {
+TEST_F(ReportExport, NamesReportsStoredElsewhereByTheirWholePath) {
   temporary_folder elsewhere;
   given_archiver("exec zip -q \"$@\"", elsewhere.path().string());
   ASSERT_TRUE(table.insert_diagnostic_report(1, "a", periodic, 1));
@@ -227,7 +229,7 @@ TEST_F(DiagnosticExport, NamesReportsStoredElsewhereByTheirWholePath) {
   EXPECT_THAT(archive_entries(archive), ElementsAre(Pair(path.substr(1), "content")));
 }
 
-TEST_F(DiagnosticExport, KeepsEveryNameThatAStationCanChoose) {
+TEST_F(ReportExport, KeepsEveryNameThatAStationCanChoose) {
   ASSERT_TRUE(init());
   std::vector<std::string> const names{"-rf",
                                        "$(touch RUN)",
@@ -252,7 +254,7 @@ TEST_F(DiagnosticExport, KeepsEveryNameThatAStationCanChoose) {
   EXPECT_FALSE(fs::exists(in_folder("RUN")));
 }
 
-TEST_F(DiagnosticExport, LeavesReportsAndRowsAsTheyWere) {
+TEST_F(ReportExport, LeavesReportsAndRowsAsTheyWere) {
   given_archiver();
   auto const stored = given_reports(2);
   ASSERT_TRUE(manager.export_diagnostic_reports(first(2), archive));

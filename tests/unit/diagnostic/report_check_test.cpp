@@ -1,3 +1,5 @@
+#include "report_check.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <optional>
@@ -10,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include "diagnostic_fixture.h"
-#include "report_check.h"
 #include "without_privileges.h"
 
 namespace tavi::stations_maintenance {
@@ -35,7 +36,7 @@ log_line told_missing_row(std::string const& path) {
               " stored in directory but can't be found in the database. Removing it from the directory."};
 }
 
-class DiagnosticSanity : public DiagnosticManagerTest {
+class ReportCheck : public DiagnosticManagerTest {
  protected:
   void SetUp() override {
     DiagnosticManagerTest::SetUp();
@@ -71,13 +72,13 @@ class DiagnosticSanity : public DiagnosticManagerTest {
   }
 };
 
-TEST_F(DiagnosticSanity, IsSilentWhenThereIsNothing) {
+TEST_F(ReportCheck, IsSilentWhenThereIsNothing) {
   EXPECT_THAT(check(), IsEmpty());
   fs::remove(in_folder("reports"));
   EXPECT_THAT(check(), IsEmpty());
 }
 
-TEST_F(DiagnosticSanity, LeavesAloneWhatAgrees) {
+TEST_F(ReportCheck, LeavesAloneWhatAgrees) {
   given_stored(1, "a", 1);
   given_stored(2, "b", 1, manual);
   auto const before = tree();
@@ -88,7 +89,7 @@ TEST_F(DiagnosticSanity, LeavesAloneWhatAgrees) {
 
 // --- rows without a file --------------------------------------------------------------------------------
 
-TEST_F(DiagnosticSanity, DeletesRowsWhoseFilesAreGone) {
+TEST_F(ReportCheck, DeletesRowsWhoseFilesAreGone) {
   auto const first = given_stored(1, "a", 1);
   given_stored(1, "kept", 1);
   auto const second = given_stored(2, "b", 1);
@@ -98,7 +99,7 @@ TEST_F(DiagnosticSanity, DeletesRowsWhoseFilesAreGone) {
   EXPECT_THAT(recorded_names(), ElementsAre("kept"));
 }
 
-TEST_F(DiagnosticSanity, DeletesRowsThatWereNeverPlaced) {
+TEST_F(ReportCheck, DeletesRowsThatWereNeverPlaced) {
   ASSERT_TRUE(table.insert_diagnostic_report(1, "stranded", periodic, 1));
   ASSERT_TRUE(table.insert_diagnostic_report(2, "stranded too", manual, 1));
   // Each of the rows is told, though the first deletion takes both.
@@ -106,7 +107,7 @@ TEST_F(DiagnosticSanity, DeletesRowsThatWereNeverPlaced) {
   EXPECT_THAT(recorded_names(), IsEmpty());
 }
 
-TEST_F(DiagnosticSanity, TakesAFileOfThePlaceholdersNameForTheReport) {
+TEST_F(ReportCheck, TakesAFileOfThePlaceholdersNameForTheReport) {
   folder.write("tmp", "in the current directory");
   ASSERT_TRUE(table.insert_diagnostic_report(1, "stranded", periodic, 1));
   EXPECT_THAT(check(), IsEmpty());
@@ -114,7 +115,7 @@ TEST_F(DiagnosticSanity, TakesAFileOfThePlaceholdersNameForTheReport) {
   EXPECT_TRUE(fs::exists(in_folder("tmp")));
 }
 
-TEST_F(DiagnosticSanity, DeletesRowsWhoseFilesCannotBeLookedAt) {
+TEST_F(ReportCheck, DeletesRowsWhoseFilesCannotBeLookedAt) {
   auto const file = folder.write("in_the_way", "a file, not a folder");
   ASSERT_TRUE(table.insert_diagnostic_report(1, "a", periodic, 1));
   ASSERT_TRUE(table.update_full_path_query(1, (file / "a").string()));
@@ -125,7 +126,7 @@ TEST_F(DiagnosticSanity, DeletesRowsWhoseFilesCannotBeLookedAt) {
   EXPECT_THAT(recorded_names(), IsEmpty());
 }
 
-TEST_F(DiagnosticSanity, TellsARowThatCannotBeDeletedAndGoesOn) {
+TEST_F(ReportCheck, TellsARowThatCannotBeDeletedAndGoesOn) {
   auto const first = given_stored(1, "a", 1);
   auto const second = given_stored(1, "b", 1);
   fs::remove(first);
@@ -142,7 +143,7 @@ TEST_F(DiagnosticSanity, TellsARowThatCannotBeDeletedAndGoesOn) {
   EXPECT_THAT(recorded_names(), ElementsAre("a", "b"));
 }
 
-TEST_F(DiagnosticSanity, TellsEveryRowThatIsBackWhenTheDeletionsDoNotLast) {
+TEST_F(ReportCheck, TellsEveryRowThatIsBackWhenTheDeletionsDoNotLast) {
   auto const first = given_stored(1, "a", 1);
   auto const second = given_stored(1, "b", 1);
   fs::remove(first);
@@ -161,7 +162,7 @@ TEST_F(DiagnosticSanity, TellsEveryRowThatIsBackWhenTheDeletionsDoNotLast) {
   EXPECT_THAT(recorded_names(), IsEmpty());
 }
 
-TEST_F(DiagnosticSanity, DeletesRowsOneByOneWhenTheyCannotBeDeletedAtOnce) {
+TEST_F(ReportCheck, DeletesRowsOneByOneWhenTheyCannotBeDeletedAtOnce) {
   auto const first = given_stored(1, "a", 1);
   auto const second = given_stored(1, "b", 1);
   fs::remove(first);
@@ -171,7 +172,7 @@ TEST_F(DiagnosticSanity, DeletesRowsOneByOneWhenTheyCannotBeDeletedAtOnce) {
   EXPECT_THAT(recorded_names(), IsEmpty());
 }
 
-TEST_F(DiagnosticSanity, PreparesNoDeletionsWhenEveryRowHasItsFile) {
+TEST_F(ReportCheck, PreparesNoDeletionsWhenEveryRowHasItsFile) {
   given_stored(1, "a", 1);
   faults.prepared_texts.clear();
   EXPECT_THAT(check(), IsEmpty());
@@ -180,7 +181,7 @@ TEST_F(DiagnosticSanity, PreparesNoDeletionsWhenEveryRowHasItsFile) {
 
 // --- files without a row --------------------------------------------------------------------------------
 
-TEST_F(DiagnosticSanity, RemovesAFileThatWasPlacedByHand) {
+TEST_F(ReportCheck, RemovesAFileThatWasPlacedByHand) {
   auto const kept = given_stored(1, "a", 1);
   auto const stray = folder.write("reports/station_1/periodic_reports/9_by_hand", "x").string();
   EXPECT_THAT(check(), ElementsAre(told_missing_row(stray)));
@@ -188,7 +189,7 @@ TEST_F(DiagnosticSanity, RemovesAFileThatWasPlacedByHand) {
   EXPECT_TRUE(fs::exists(kept));
 }
 
-TEST_F(DiagnosticSanity, RemovesFilesWhereverTheyLieButNoDirectory) {
+TEST_F(ReportCheck, RemovesFilesWhereverTheyLieButNoDirectory) {
   folder.write("reports/at_the_root", "x");
   folder.write("reports/station_77/manual_reports/of_an_unknown_station", "x");
   folder.write("reports/lost+found/deep/er/file", "x");
@@ -199,7 +200,7 @@ TEST_F(DiagnosticSanity, RemovesFilesWhereverTheyLieButNoDirectory) {
                                    "lost+found/deep/er", "station_1", "station_1/periodic_reports"));
 }
 
-TEST_F(DiagnosticSanity, RemovesTheFileOfAPathThatWasStoredInAnotherForm) {
+TEST_F(ReportCheck, RemovesTheFileOfAPathThatWasStoredInAnotherForm) {
   auto const path = given_stored(1, "a", 1);
   ASSERT_TRUE(
       table.update_full_path_query(1, in_folder("reports/../reports/station_1/periodic_reports/1_a")));
@@ -210,7 +211,7 @@ TEST_F(DiagnosticSanity, RemovesTheFileOfAPathThatWasStoredInAnotherForm) {
   EXPECT_THAT(recorded_names(), IsEmpty());
 }
 
-TEST_F(DiagnosticSanity, RemovesLinksButNothingBehindThem) {
+TEST_F(ReportCheck, RemovesLinksButNothingBehindThem) {
   auto const outside = folder.write("outside/file", "content").string();
   fs::create_symlink(outside, in_folder("reports/link"));
   fs::create_directory_symlink(folder.path() / "outside", in_folder("reports/linked_directory"));
@@ -219,13 +220,13 @@ TEST_F(DiagnosticSanity, RemovesLinksButNothingBehindThem) {
   EXPECT_EQ(content_of(outside), "content");
 }
 
-TEST_F(DiagnosticSanity, RemovesWhatCannotBeLookedAt) {
+TEST_F(ReportCheck, RemovesWhatCannotBeLookedAt) {
   fs::create_symlink("itself", in_folder("reports/itself"));
   EXPECT_THAT(check(), ElementsAre(told_missing_row(in_folder("reports/itself"))));
   EXPECT_THAT(tree(), IsEmpty());
 }
 
-TEST_F(DiagnosticSanity, LooksForFilesAmongTheRowsOfItsBeginning) {
+TEST_F(ReportCheck, LooksForFilesAmongTheRowsOfItsBeginning) {
   auto const path = given_stored(1, "a", 1);
   fs::remove(path);
   fs::create_symlink("nowhere", path);
@@ -236,7 +237,7 @@ TEST_F(DiagnosticSanity, LooksForFilesAmongTheRowsOfItsBeginning) {
   EXPECT_FALSE(fs::is_symlink(path));
 }
 
-TEST_F(DiagnosticSanity, TellsAFileThatCannotBeRemovedAndGoesOn) {
+TEST_F(ReportCheck, TellsAFileThatCannotBeRemovedAndGoesOn) {
   fs::permissions(folder.path(), fs::perms{0755});
   auto const locked = folder.write("reports/locked/stray", "x").string();
   fs::permissions(in_folder("reports/locked"), fs::perms{0555});
@@ -254,7 +255,7 @@ TEST_F(DiagnosticSanity, TellsAFileThatCannotBeRemovedAndGoesOn) {
   fs::permissions(in_folder("reports/locked"), fs::perms{0755});
 }
 
-TEST_F(DiagnosticSanity, StopsAtATreeThatCannotBeWalkedToItsEnd) {
+TEST_F(ReportCheck, StopsAtATreeThatCannotBeWalkedToItsEnd) {
   fs::permissions(folder.path(), fs::perms{0755});
   auto const missing = given_stored(1, "gone", 1);
   given_stored(9, "of an unknown station", 1);
@@ -271,7 +272,7 @@ TEST_F(DiagnosticSanity, StopsAtATreeThatCannotBeWalkedToItsEnd) {
   fs::permissions(in_folder("reports/closed"), fs::perms{0755});
 }
 
-TEST_F(DiagnosticSanity, TakesATreeThatCannotBeOpenedForAnEmptyOne) {
+TEST_F(ReportCheck, TakesATreeThatCannotBeOpenedForAnEmptyOne) {
   fs::permissions(folder.path(), fs::perms{0755});
   auto const stray = folder.write("reports/stray", "x").string();
   fs::permissions(in_folder("reports"), fs::perms::none);
@@ -285,7 +286,7 @@ TEST_F(DiagnosticSanity, TakesATreeThatCannotBeOpenedForAnEmptyOne) {
 
 // --- unknown stations -----------------------------------------------------------------------------------
 
-TEST_F(DiagnosticSanity, DeletesReportsAndDirectoryOfAnUnknownStation) {
+TEST_F(ReportCheck, DeletesReportsAndDirectoryOfAnUnknownStation) {
   given_stored(1, "kept", 1);
   given_stored(9, "a", 1);
   given_stored(9, "b", 1, manual);
@@ -298,7 +299,7 @@ TEST_F(DiagnosticSanity, DeletesReportsAndDirectoryOfAnUnknownStation) {
   EXPECT_TRUE(fs::exists(in_folder("reports/station_1/periodic_reports/1_kept")));
 }
 
-TEST_F(DiagnosticSanity, DeletesEverythingWhenThereAreNoStations) {
+TEST_F(ReportCheck, DeletesEverythingWhenThereAreNoStations) {
   given_stored(1, "a", 1);
   given_stored(2, "b", 1);
   fs::create_directories(in_folder("reports/station_4/manual_reports"));
@@ -309,7 +310,7 @@ TEST_F(DiagnosticSanity, DeletesEverythingWhenThereAreNoStations) {
       << "a directory that no row leads to is left alone";
 }
 
-TEST_F(DiagnosticSanity, DeletesRowsOfAnUnknownStationWithoutADirectory) {
+TEST_F(ReportCheck, DeletesRowsOfAnUnknownStationWithoutADirectory) {
   auto const elsewhere = folder.write("elsewhere", "x").string();
   ASSERT_TRUE(table.insert_diagnostic_report(9, "a", periodic, 1));
   ASSERT_TRUE(table.update_full_path_query(1, elsewhere));
@@ -318,7 +319,7 @@ TEST_F(DiagnosticSanity, DeletesRowsOfAnUnknownStationWithoutADirectory) {
   EXPECT_TRUE(fs::exists(elsewhere));
 }
 
-TEST_F(DiagnosticSanity, KeepsTheDirectoryOfAStationWhoseRowsCannotBeDeleted) {
+TEST_F(ReportCheck, KeepsTheDirectoryOfAStationWhoseRowsCannotBeDeleted) {
   auto const first = given_stored(8, "a", 1);
   auto const second = given_stored(8, "b", 1);
   faults.fail_to_execute("DELETE FROM DiagnosticReports WHERE station_id");
@@ -353,7 +354,7 @@ TEST(RemovalComplaint, IsMadeOnlyWhenThereWasNothingToRemove) {
                            "directory. Error : Permission denied"}));
 }
 
-TEST_F(DiagnosticSanity, SaysNothingOfADirectoryThatCannotBeRemovedWhole) {
+TEST_F(ReportCheck, SaysNothingOfADirectoryThatCannotBeRemovedWhole) {
   fs::permissions(folder.path(), fs::perms{0755});
   auto const report = given_stored(9, "a", 1);
   given_stored(9, "b", 1);
@@ -369,7 +370,7 @@ TEST_F(DiagnosticSanity, SaysNothingOfADirectoryThatCannotBeRemovedWhole) {
   EXPECT_FALSE(fs::exists(report));
 }
 
-TEST_F(DiagnosticSanity, KeepsEveryFileWhenNotEveryRowCanBeRead) {
+TEST_F(ReportCheck, KeepsEveryFileWhenNotEveryRowCanBeRead) {
   auto const first = given_stored(1, "a", 1);
   auto const second = given_stored(2, "b", 1);
   for (bool const is_first_row_read : {false, true}) {
@@ -390,7 +391,7 @@ TEST_F(DiagnosticSanity, KeepsEveryFileWhenNotEveryRowCanBeRead) {
   EXPECT_THAT(check(), IsEmpty());
 }
 
-TEST_F(DiagnosticSanity, DeletesNothingOfUnknownStationsWhenTheReportsCannotBeRead) {
+TEST_F(ReportCheck, DeletesNothingOfUnknownStationsWhenTheReportsCannotBeRead) {
   auto const report = given_stored(9, "a", 1);
   faults.fail_to_execute("SELECT * FROM DiagnosticReports");
   EXPECT_THAT(check(), IsEmpty());
@@ -399,7 +400,7 @@ TEST_F(DiagnosticSanity, DeletesNothingOfUnknownStationsWhenTheReportsCannotBeRe
 
 // --- all together ---------------------------------------------------------------------------------------
 
-TEST_F(DiagnosticSanity, TellsRowsBeforeFilesAndFindsNothingMoreTheSecondTime) {
+TEST_F(ReportCheck, TellsRowsBeforeFilesAndFindsNothingMoreTheSecondTime) {
   given_stored(1, "kept", 1);
   auto const missing = given_stored(2, "missing", 1);
   given_stored(9, "unknown", 1);
@@ -414,7 +415,7 @@ TEST_F(DiagnosticSanity, TellsRowsBeforeFilesAndFindsNothingMoreTheSecondTime) {
                                    "station_2/manual_reports", "station_2/periodic_reports"));
 }
 
-TEST_F(DiagnosticSanity, ChecksATreeOutsideTheWorkingDirectory) {
+TEST_F(ReportCheck, ChecksATreeOutsideTheWorkingDirectory) {
   temporary_folder elsewhere;
   ASSERT_TRUE(init({}, elsewhere.path().string()));
   auto const kept = given_stored(1, "kept", 1);
