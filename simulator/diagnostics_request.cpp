@@ -4,7 +4,8 @@
 #include <nlohmann/json.hpp>
 
 namespace tavi::simulator {
-std::variant<diagnostics_request, request_fault> parse_diagnostics_request(nlohmann::json const& payload) {
+std::variant<diagnostics_request, ocpp_wire::refusal> parse_diagnostics_request(
+    nlohmann::json const& payload) {
   diagnostics_request request;
   if (auto const fault = read_text(payload, "location", request.location)) {
     return *fault;

@@ -21,7 +21,7 @@ struct diagnostics_request {
 /// @param payload  an object
 /// @return the request, with retries and interval cut to their ranges; a fault when `location` is missing or
 /// no text, or when a number is none or negative
-[[nodiscard]] std::variant<diagnostics_request, request_fault> parse_diagnostics_request(
+[[nodiscard]] std::variant<diagnostics_request, ocpp_wire::refusal> parse_diagnostics_request(
     nlohmann::json const& payload);
 
 /// The archive's name: "diagnostics_<identity>_<UTC time>.tar.gz", the time as 20261120T140509Z.

@@ -70,7 +70,7 @@ std::string make_printable(std::string_view text) {
 
 }  // namespace
 
-std::variant<firmware_request, request_fault> parse_firmware_request(nlohmann::json const& payload) {
+std::variant<firmware_request, ocpp_wire::refusal> parse_firmware_request(nlohmann::json const& payload) {
   firmware_request request;
   std::string date;
   if (auto const fault = read_text(payload, "location", request.location)) {
@@ -79,9 +79,10 @@ std::variant<firmware_request, request_fault> parse_firmware_request(nlohmann::j
   if (auto const fault = read_text(payload, "retrieveDate", date)) {
     return *fault;
   }
-  auto const moment = parse_date_time(date);
+  auto const moment = ocpp_wire::parse_date_time(date);
   if (!moment) {
-    return request_fault{"PropertyConstraintViolation", "retrieveDate has to be a date and time"};
+    return ocpp_wire::refusal{ocpp_wire::error_code::property_constraint_violation,
+                              "retrieveDate has to be a date and time"};
   }
   request.retrieve_at = *moment;
   if (auto const fault = read_retries(payload, request.retries, request.retry_interval)) {

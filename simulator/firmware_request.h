@@ -15,7 +15,7 @@ namespace tavi::simulator {
 /// What an UpdateFirmware call asks for.
 struct firmware_request {
   std::string location;                     ///< where to fetch from, not checked yet
-  date_time retrieve_at;                    ///< not to be fetched before
+  ocpp_wire::date_time retrieve_at;         ///< not to be fetched before
   unsigned int retries = 3;                 ///< further tries after a failed first one, 0 to 100
   std::chrono::seconds retry_interval{10};  ///< between two tries, 0 to one day
 };
@@ -24,7 +24,7 @@ struct firmware_request {
 /// @param payload  an object
 /// @return the request, with retries and interval cut to their ranges; a fault when `location` or
 /// `retrieveDate` is missing or no text, when the date is none, or when a number is none or negative
-[[nodiscard]] std::variant<firmware_request, request_fault> parse_firmware_request(
+[[nodiscard]] std::variant<firmware_request, ocpp_wire::refusal> parse_firmware_request(
     nlohmann::json const& payload);
 
 /// The version that a station calls its new firmware, which the file itself does not tell.

@@ -12,14 +12,15 @@ constexpr std::int64_t most_retries = 100;
 constexpr std::int64_t longest_interval = 24 * 60 * 60;
 
 /// Leaves `value` alone when the key is missing. @return a fault when there is something else than a count
-std::optional<request_fault> read_count(nlohmann::json const& payload, char const* key, std::int64_t most,
-                                        std::int64_t& value) {
+std::optional<ocpp_wire::refusal> read_count(nlohmann::json const& payload, char const* key,
+                                             std::int64_t most, std::int64_t& value) {
   auto const found = payload.find(key);
   if (found == payload.end()) {
     return std::nullopt;
   }
   if (!found->is_number_integer()) {
-    return request_fault{"TypeConstraintViolation", std::string(key) + " has to be an integer"};
+    return ocpp_wire::refusal{ocpp_wire::error_code::type_constraint_violation,
+                              std::string(key) + " has to be an integer"};
   }
   if (found->is_number_unsigned()) {
     value =
@@ -27,7 +28,8 @@ std::optional<request_fault> read_count(nlohmann::json const& payload, char cons
     return std::nullopt;
   }
   if (found->get<std::int64_t>() < 0) {
-    return request_fault{"PropertyConstraintViolation", std::string(key) + " has to be 0 or more"};
+    return ocpp_wire::refusal{ocpp_wire::error_code::property_constraint_violation,
+                              std::string(key) + " has to be 0 or more"};
   }
   value = std::min(found->get<std::int64_t>(), most);
   return std::nullopt;
@@ -35,21 +37,23 @@ std::optional<request_fault> read_count(nlohmann::json const& payload, char cons
 
 }  // namespace
 
-std::optional<request_fault> read_text(nlohmann::json const& payload, char const* key, std::string& value) {
+std::optional<ocpp_wire::refusal> read_text(nlohmann::json const& payload, char const* key,
+                                            std::string& value) {
   auto const found = payload.find(key);
   if (found == payload.end()) {
-    // OCPP 1.6 spells the code with a single r.
-    return request_fault{"OccurenceConstraintViolation", std::string(key) + " is missing"};
+    return ocpp_wire::refusal{ocpp_wire::error_code::occurence_constraint_violation,
+                              std::string(key) + " is missing"};
   }
   if (!found->is_string()) {
-    return request_fault{"TypeConstraintViolation", std::string(key) + " has to be a text"};
+    return ocpp_wire::refusal{ocpp_wire::error_code::type_constraint_violation,
+                              std::string(key) + " has to be a text"};
   }
   value = found->get<std::string>();
   return std::nullopt;
 }
 
-std::optional<request_fault> read_retries(nlohmann::json const& payload, unsigned int& retries,
-                                          std::chrono::seconds& interval) {
+std::optional<ocpp_wire::refusal> read_retries(nlohmann::json const& payload, unsigned int& retries,
+                                               std::chrono::seconds& interval) {
   std::int64_t count = retries;
   std::int64_t seconds = interval.count();
   if (auto const fault = read_count(payload, "retries", most_retries, count)) {

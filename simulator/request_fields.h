@@ -6,26 +6,23 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-namespace tavi::simulator {
+#include "ocpp_message.h"
 
-/// Why a call cannot be carried out, as a CALLERROR says it.
-struct request_fault {
-  std::string code;         ///< an error code of OCPP-J
-  std::string description;  ///< which field, and what was expected
-};
+namespace tavi::simulator {
 
 /// Reads a text that has to be there. Pure. @param payload  an object  @param key  of the text
 /// @param value  receives it; unchanged when there is a fault
-[[nodiscard]] std::optional<request_fault> read_text(nlohmann::json const& payload, char const* key,
-                                                     std::string& value);
+[[nodiscard]] std::optional<ocpp_wire::refusal> read_text(nlohmann::json const& payload, char const* key,
+                                                          std::string& value);
 
 /// Reads "retries" and "retryInterval", which may be missing: the values then stay as they are. Pure.
 /// @param payload   an object
 /// @param retries   receives how many further tries there may be, cut to 100
 /// @param interval  receives the time between two tries, cut to one day
 /// @return a fault when a number is none or negative
-[[nodiscard]] std::optional<request_fault> read_retries(nlohmann::json const& payload, unsigned int& retries,
-                                                        std::chrono::seconds& interval);
+[[nodiscard]] std::optional<ocpp_wire::refusal> read_retries(nlohmann::json const& payload,
+                                                             unsigned int& retries,
+                                                             std::chrono::seconds& interval);
 
 /// Whether another try may end differently: true for status 408, 409, 425, 429 and 500 to 599, which speak of
 /// a moment; false for every other refusal, which speaks of the location.

@@ -42,11 +42,11 @@ struct simulated_station::members : std::enable_shared_from_this<members> {
   void on_session_over(std::string const& reason, std::chrono::milliseconds next_try);
   void on_connected();
   void on_booted(std::chrono::seconds interval);
-  void on_call(central_call const& call);
-  void on_get_diagnostics(central_call const& call);
-  void on_update_firmware(central_call const& call);
+  void on_call(ocpp_wire::call const& call);
+  void on_get_diagnostics(ocpp_wire::call const& call);
+  void on_update_firmware(ocpp_wire::call const& call);
   void begin_update(firmware_request request);
-  void refuse(central_call const& call, request_fault const& fault);
+  void refuse(ocpp_wire::call const& call, ocpp_wire::refusal const& fault);
   void reboot(std::string const& version);
   void on_upload_end(std::string const& file, upload_outcome const& outcome);
 
@@ -147,7 +147,7 @@ std::shared_ptr<station_session> simulated_station::members::make_session() {
       self->reports.on_ready();
     }
   };
-  handlers.on_call = [weak](central_call const& call) {
+  handlers.on_call = [weak](ocpp_wire::call const& call) {
     if (auto const self = weak.lock()) {
       self->on_call(call);
     }
@@ -180,27 +180,29 @@ void simulated_station::members::on_session_over(std::string const& reason,
   journal->record("disconnected", reason);
 }
 
-void simulated_station::members::on_call(central_call const& call) {
+void simulated_station::members::on_call(ocpp_wire::call const& call) {
   if (call.action == "GetDiagnostics") {
     on_get_diagnostics(call);
   } else if (call.action == "UpdateFirmware") {
     on_update_firmware(call);
   } else {
     spdlog::info("{} refused {}", options->identity, call.action);
-    session->send(encode_error(call.id, "NotImplemented",
-                               "this station answers GetDiagnostics and UpdateFirmware only"));
+    session->send(
+        encode(ocpp_wire::refused_call{call.id,
+                                       {ocpp_wire::error_code::not_implemented,
+                                        "this station answers GetDiagnostics and UpdateFirmware only"}}));
   }
 }
 
-void simulated_station::members::refuse(central_call const& call, request_fault const& fault) {
+void simulated_station::members::refuse(ocpp_wire::call const& call, ocpp_wire::refusal const& fault) {
   spdlog::warn("[simulated_station] {}: {} was refused: {}", options->identity, call.action,
                fault.description);
-  session->send(encode_error(call.id, fault.code, fault.description));
+  session->send(encode(ocpp_wire::refused_call{call.id, fault}));
 }
 
-void simulated_station::members::on_get_diagnostics(central_call const& call) {
+void simulated_station::members::on_get_diagnostics(ocpp_wire::call const& call) {
   auto request = parse_diagnostics_request(call.payload);
-  if (auto const* fault = std::get_if<request_fault>(&request)) {
+  if (auto const* fault = std::get_if<ocpp_wire::refusal>(&request)) {
     refuse(call, *fault);
     return;
   }
@@ -213,7 +215,7 @@ void simulated_station::members::on_get_diagnostics(central_call const& call) {
   }
   json answer = json::object();
   answer["fileName"] = job->file_name();
-  session->send(encode_result(call.id, answer));
+  session->send(encode(ocpp_wire::call_result{call.id, std::move(answer)}));
   if (is_new) {
     spawn_task(loop.get_executor(), deliver_diagnostics(shared_from_this(), job));
   }
@@ -256,21 +258,21 @@ void simulated_station::members::on_upload_end(std::string const& file, upload_o
   spdlog::warn("{} upload failed: {}", options->identity, outcome.reason);
 }
 
-void simulated_station::members::on_update_firmware(central_call const& call) {
+void simulated_station::members::on_update_firmware(ocpp_wire::call const& call) {
   auto request = parse_firmware_request(call.payload);
-  if (auto const* fault = std::get_if<request_fault>(&request)) {
+  if (auto const* fault = std::get_if<ocpp_wire::refusal>(&request)) {
     refuse(call, *fault);
     return;
   }
   if (update && !update->is_replaceable()) {
-    refuse(call, {"InternalError", "a firmware is being installed"});
+    refuse(call, {ocpp_wire::error_code::internal_error, "a firmware is being installed"});
     return;
   }
   if (update) {
     spdlog::info("{} gives up a firmware update for another one", options->identity);
     update->cancel();
   }
-  session->send(encode_result(call.id, json::object()));
+  session->send(encode(ocpp_wire::call_result{call.id, json::object()}));
   begin_update(std::move(std::get<firmware_request>(request)));
 }
 

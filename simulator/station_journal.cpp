@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "utc_time.h"
+#include "date_time.h"
 
 namespace tavi::simulator {
 namespace {
@@ -43,7 +43,7 @@ bool station_journal::is_open() const {
 }
 
 void station_journal::record(std::string_view kind, std::string_view text) {
-  std::string line = http::to_utc_iso8601(std::chrono::system_clock::now());
+  std::string line = ocpp_wire::to_utc_iso8601(std::chrono::system_clock::now());
   line.append(" ").append(kind).append(" ").append(
       shorten_tokens(shorten_tokens(text, "/upload"), "/firmware"));
   auto const is_control = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7f; };

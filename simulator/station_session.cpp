@@ -8,8 +8,8 @@
 #include <spdlog/spdlog.h>
 
 #include "boot_answer.h"
+#include "date_time.h"
 #include "spawn_task.h"
-#include "utc_time.h"
 
 namespace tavi::simulator {
 
@@ -23,7 +23,7 @@ json describe_connector(int connector) {
   payload["connectorId"] = connector;
   payload["errorCode"] = "NoError";
   payload["status"] = "Available";
-  payload["timestamp"] = http::to_utc_iso8601(std::chrono::system_clock::now());
+  payload["timestamp"] = ocpp_wire::to_utc_iso8601(std::chrono::system_clock::now());
   return payload;
 }
 
@@ -58,7 +58,7 @@ asio::awaitable<std::string> station_session::run(web_location server) {
   co_return reason;
 }
 
-asio::awaitable<call_answer> station_session::call(std::string_view action, json payload) {
+asio::awaitable<ocpp_wire::call_outcome> station_session::call(std::string_view action, json payload) {
   auto const self = shared_from_this();
   auto answer = co_await calls.call(action, std::move(payload));
   co_return answer;
@@ -136,31 +136,29 @@ json station_session::describe_station() const {
 
 void station_session::on_text(std::string const& text) {
   journal->record("received", text);
-  auto message = parse_central_message(text);
-  if (auto const* call = std::get_if<central_call>(&message)) {
+  auto message = ocpp_wire::decode(text);
+  if (auto const* call = std::get_if<ocpp_wire::call>(&message)) {
     handlers.on_call(*call);
-  } else if (auto* result = std::get_if<central_result>(&message)) {
-    on_answer(result->id, call_answer{call_outcome::answered, std::move(result->payload)});
-  } else if (auto const* error = std::get_if<central_error>(&message)) {
-    spdlog::warn("[station_session] {}: a call was refused with {} {}", options->identity, error->code,
-                 error->description);
-    on_answer(error->id, call_answer{call_outcome::refused, json()});
+  } else if (auto* result = std::get_if<ocpp_wire::call_result>(&message)) {
+    on_answer(result->id, {ocpp_wire::call_end::answered, std::move(result->payload)});
+  } else if (auto const* error = std::get_if<ocpp_wire::call_error>(&message)) {
+    spdlog::warn("[station_session] {}: a call was refused with {} {}", options->identity,
+                 ocpp_wire::printable(error->code), ocpp_wire::printable(error->description, 255));
+    on_answer(error->id, {ocpp_wire::call_end::refused, {}});
+  } else if (auto const* refused = std::get_if<ocpp_wire::refused_call>(&message)) {
+    spdlog::warn("[station_session] {}: a broken call was refused: {}", options->identity,
+                 refused->why.description);
+    send(encode(*refused));
   } else {
-    refuse(std::get<broken_message>(message));
+    spdlog::warn("[station_session] {}: a broken message was dropped: {}", options->identity,
+                 std::get<ocpp_wire::unidentified>(message).why);
   }
 }
 
-void station_session::on_answer(std::string const& id, call_answer answer) {
-  if (!calls.on_answer(id, std::move(answer))) {
+void station_session::on_answer(std::string const& id, ocpp_wire::call_outcome outcome) {
+  if (!calls.on_answer(id, std::move(outcome))) {
     spdlog::warn("[station_session] {}: an answer to {} was dropped, no such call is in flight",
-                 options->identity, id);
-  }
-}
-
-void station_session::refuse(broken_message const& broken) {
-  spdlog::warn("[station_session] {}: a broken message was dropped: {}", options->identity, broken.reason);
-  if (!broken.id.empty()) {
-    send(encode_error(broken.id, "FormationViolation", broken.reason));
+                 options->identity, ocpp_wire::printable(id));
   }
 }
 

@@ -12,9 +12,9 @@
 #include <nlohmann/json_fwd.hpp>
 
 #include "call_queue.h"
+#include "ocpp_message.h"
 #include "station_connection.h"
 #include "station_journal.h"
-#include "station_message.h"
 #include "station_options.h"
 
 namespace tavi::simulator {
@@ -24,7 +24,7 @@ struct session_handlers {
   std::function<void()> on_connected;                   ///< the WebSocket is open
   std::function<void(std::chrono::seconds)> on_booted;  ///< accepted, with the interval between heartbeats
   std::function<void()> on_ready;                       ///< connectors announced; other calls may follow
-  std::function<void(central_call const&)> on_call;     ///< to be answered with `send`
+  std::function<void(ocpp_wire::call const&)> on_call;  ///< to be answered with `send`
 };
 
 /// One connection of a station to the central system, with what OCPP says on it: BootNotification until
@@ -48,7 +48,8 @@ class station_session : public std::enable_shared_from_this<station_session> {
   /// @param action   a literal
   /// @param payload  an object
   /// @return how it ended
-  [[nodiscard]] boost::asio::awaitable<call_answer> call(std::string_view action, nlohmann::json payload);
+  [[nodiscard]] boost::asio::awaitable<ocpp_wire::call_outcome> call(std::string_view action,
+                                                                     nlohmann::json payload);
 
   /// Sends a frame, an answer to a call for example.
   void send(std::string frame);
@@ -66,15 +67,14 @@ class station_session : public std::enable_shared_from_this<station_session> {
   [[nodiscard]] boost::asio::awaitable<void> wait(std::chrono::milliseconds time);
   [[nodiscard]] nlohmann::json describe_station() const;
   void on_text(std::string const& text);
-  void on_answer(std::string const& id, call_answer answer);
-  void refuse(broken_message const& broken);
+  void on_answer(std::string const& id, ocpp_wire::call_outcome outcome);
 
   std::shared_ptr<station_options const> options;
   std::shared_ptr<station_journal> journal;
   session_handlers handlers;
   boost::asio::any_io_executor executor;
   station_connection connection;
-  call_queue calls;
+  ocpp_wire::call_queue calls;
   boost::asio::steady_timer alarm;
   bool over = false;
   bool ready = false;

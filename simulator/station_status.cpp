@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "utc_time.h"
+#include "date_time.h"
 
 namespace tavi::simulator {
 namespace {
@@ -27,7 +27,7 @@ std::string describe_configuration(station_options const& options) {
 std::string describe_status(station_options const& options, station_status const& status) {
   nlohmann::ordered_json object = nlohmann::ordered_json::object();
   object["identity"] = options.identity;
-  object["time"] = http::to_utc_iso8601(std::chrono::system_clock::now());
+  object["time"] = ocpp_wire::to_utc_iso8601(std::chrono::system_clock::now());
   object["connected"] = status.is_connected;
   object["heartbeat_interval_seconds"] = status.heartbeat_interval.count();
   object["last_upload"] = status.last_upload;

@@ -39,16 +39,16 @@ asio::awaitable<void> status_reports::mention(std::string_view action, std::stri
 }
 
 asio::awaitable<void> status_reports::tell(std::string_view action, std::string status) {
-  auto outcome = call_outcome::lost;
-  while (outcome == call_outcome::lost && !is_stopping) {
+  auto end = ocpp_wire::call_end::cut_off;
+  while (end == ocpp_wire::call_end::cut_off && !is_stopping) {
     co_await wait_until_ready();
     auto const current = session;
     if (is_stopping || !current) {
       continue;
     }
     auto payload = make_payload(status);
-    auto const answer = co_await current->call(action, std::move(payload));
-    outcome = answer.outcome;
+    auto const outcome = co_await current->call(action, std::move(payload));
+    end = outcome.end;
   }
 }
 

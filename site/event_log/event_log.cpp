@@ -8,14 +8,16 @@
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/spdlog.h>
 
-#include "utc_time.h"
+#include "date_time.h"
 
 namespace tavi::site {
 
 std::string format_event(std::chrono::system_clock::time_point moment, unsigned int category,
                          unsigned int subtype, std::string const& text) {
-  nlohmann::ordered_json const entry = {
-      {"time", http::to_utc_iso8601(moment)}, {"category", category}, {"subtype", subtype}, {"text", text}};
+  nlohmann::ordered_json const entry = {{"time", ocpp_wire::to_utc_iso8601(moment)},
+                                        {"category", category},
+                                        {"subtype", subtype},
+                                        {"text", text}};
   return entry.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 

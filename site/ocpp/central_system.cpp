@@ -21,6 +21,11 @@
 
 namespace tavi::site::ocpp {
 
+using ocpp_wire::call;
+using ocpp_wire::error_code;
+using ocpp_wire::printable;
+using ocpp_wire::refused_call;
+
 namespace {
 
 namespace asio = boost::asio;

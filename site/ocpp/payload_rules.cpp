@@ -8,6 +8,9 @@
 
 namespace tavi::site::ocpp {
 
+using ocpp_wire::error_code;
+using ocpp_wire::refusal;
+
 namespace {
 
 using nlohmann::json;

@@ -8,7 +8,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "ocpp/message.h"
+#include "ocpp_message.h"
 
 namespace tavi::site::ocpp {
 
@@ -41,8 +41,8 @@ struct field_rule {
 /// missing
 ///         field and for a list with too few elements, `type_constraint_violation`, and
 ///         `property_constraint_violation` for a value
-[[nodiscard]] std::optional<refusal> find_violation(nlohmann::json const& object,
-                                                    std::span<field_rule const> rules);
+[[nodiscard]] std::optional<ocpp_wire::refusal> find_violation(nlohmann::json const& object,
+                                                               std::span<field_rule const> rules);
 
 /// Whether `text` begins with a date and time such as 2026-11-20T14:05:09; fractions and zone may follow.
 [[nodiscard]] bool is_date_time(std::string_view text);

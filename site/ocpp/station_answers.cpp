@@ -5,10 +5,17 @@
 
 #include <spdlog/spdlog.h>
 
+#include "date_time.h"
 #include "ocpp/station_calls.h"
-#include "utc_time.h"
 
 namespace tavi::site::ocpp {
+
+using ocpp_wire::call;
+using ocpp_wire::call_result;
+using ocpp_wire::error_code;
+using ocpp_wire::printable;
+using ocpp_wire::refusal;
+using ocpp_wire::refused_call;
 
 using nlohmann::json;
 using tavi::stations::station_diagnostics_status;
@@ -60,12 +67,13 @@ station_answers::result station_answers::on_boot_notification(unsigned int stati
   if (station.has_value() && station->diagnostics_status == station_diagnostics_status::uploading) {
     note_diagnostics_status(station_id, station_diagnostics_status::idle);
   }
-  return json{
-      {"status", "Accepted"}, {"currentTime", http::to_utc_iso8601(now())}, {"interval", heartbeat.count()}};
+  return json{{"status", "Accepted"},
+              {"currentTime", ocpp_wire::to_utc_iso8601(now())},
+              {"interval", heartbeat.count()}};
 }
 
 station_answers::result station_answers::on_heartbeat(unsigned int, json const&) {
-  return json{{"currentTime", http::to_utc_iso8601(now())}};
+  return json{{"currentTime", ocpp_wire::to_utc_iso8601(now())}};
 }
 
 station_answers::result station_answers::on_status_notification(unsigned int station_id,

@@ -7,9 +7,9 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "ocpp/message.h"
 #include "ocpp/station_events.h"
 #include "ocpp/station_registry.h"
+#include "ocpp_message.h"
 
 namespace tavi::site::ocpp {
 
@@ -33,10 +33,10 @@ class station_answers {
   /// @param station_id  a known station
   /// @param request     as it came
   /// @return the frame to send: a result, or the error that `check_station_call` found
-  [[nodiscard]] std::string answer(unsigned int station_id, call const& request);
+  [[nodiscard]] std::string answer(unsigned int station_id, ocpp_wire::call const& request);
 
  private:
-  using result = std::variant<nlohmann::json, refusal>;
+  using result = std::variant<nlohmann::json, ocpp_wire::refusal>;
   using handler = result (station_answers::*)(unsigned int station_id, nlohmann::json const& payload);
 
   static handler handler_of(std::string const& action);

@@ -10,6 +10,9 @@
 
 namespace tavi::site::ocpp {
 
+using ocpp_wire::error_code;
+using ocpp_wire::refusal;
+
 namespace {
 
 using std::string_view;

@@ -4,10 +4,13 @@
 
 #include <spdlog/spdlog.h>
 
+#include "date_time.h"
 #include "ocpp/station_calls.h"
-#include "utc_time.h"
 
 namespace tavi::site::ocpp {
+
+using ocpp_wire::call_end;
+using ocpp_wire::call_outcome;
 
 namespace asio = boost::asio;
 using nlohmann::json;
@@ -73,7 +76,7 @@ asio::awaitable<asked_station> station_requests::ask_for_update(unsigned int sta
   asked.request = ++last_request;
   json payload = json::object();
   payload["location"] = offer->location;
-  payload["retrieveDate"] = http::to_utc_iso8601(std::chrono::system_clock::now());
+  payload["retrieveDate"] = ocpp_wire::to_utc_iso8601(std::chrono::system_clock::now());
   payload["retries"] = update.retries;
   payload["retryInterval"] = update.retry_interval.count();
   auto const outcome = co_await session->send_call("UpdateFirmware", std::move(payload));

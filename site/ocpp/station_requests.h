@@ -61,7 +61,7 @@ class station_requests {
 
  private:
   std::shared_ptr<station_session> find_session(unsigned int station_id, request_answer& objection) const;
-  void announce(unsigned int station_id, asked_station const& asked, call_end end);
+  void announce(unsigned int station_id, asked_station const& asked, ocpp_wire::call_end end);
 
   station_registry const& stations;
   station_events& listeners;

@@ -19,6 +19,18 @@
 
 namespace tavi::site::ocpp {
 
+using ocpp_wire::call;
+using ocpp_wire::call_end;
+using ocpp_wire::call_error;
+using ocpp_wire::call_outcome;
+using ocpp_wire::call_result;
+using ocpp_wire::decode;
+using ocpp_wire::error_code;
+using ocpp_wire::message_bytes_limit;
+using ocpp_wire::printable;
+using ocpp_wire::refused_call;
+using ocpp_wire::unidentified;
+
 namespace {
 
 namespace asio = boost::asio;
@@ -30,26 +42,21 @@ using steady_clock = std::chrono::steady_clock;
 /// costs no more memory than this.
 constexpr std::size_t outgoing_limit = 16;
 
-/// The call in flight.
-struct open_call {
-  std::string id;
-  std::optional<call_outcome> outcome;
-};
-
 }  // namespace
 
 struct station_session::members {
-  members(beast::tcp_stream stream, std::string station, session_limits const& chosen, call_handler answerer)
+  members(beast::tcp_stream stream, std::string station, session_limits const& chosen, call_handler answerer,
+          std::function<void(std::string)> send_frame)
       : socket(std::move(stream)),
         name(std::move(station)),
         limits(chosen),
         handler(std::move(answerer)),
-        changed(socket.get_executor()) {}
+        changed(socket.get_executor()),
+        calls(socket.get_executor(), limits.call_time_out, std::move(send_frame)) {}
 
   void configure();
   void send(std::shared_ptr<station_session> const& self, std::string frame);
   asio::awaitable<void> send_all(std::shared_ptr<station_session> self);
-  asio::awaitable<call_outcome> exchange(std::shared_ptr<station_session> self, call request);
   std::string answer(call const& request) const;
   void on_sign_of_life();
   void on_text(std::shared_ptr<station_session> const& self, std::string_view text);
@@ -67,9 +74,7 @@ struct station_session::members {
   bool is_pinging = false;
   std::deque<std::string> outgoing;
   unsigned long signs_of_life = 0;
-  unsigned long last_turn = 0;
-  std::deque<unsigned long> turns;
-  std::optional<open_call> in_flight;
+  ocpp_wire::call_queue calls;
 };
 
 void station_session::members::configure() {
@@ -145,43 +150,27 @@ void station_session::members::on_text(std::shared_ptr<station_session> const& s
 
 void station_session::members::on_answer(std::string const& id, call_outcome outcome,
                                          std::string const& what) {
-  if (!in_flight.has_value() || in_flight->id != id || in_flight->outcome.has_value()) {
+  bool const is_refused = outcome.end != call_end::answered;
+  if (!calls.on_answer(id, std::move(outcome))) {
     spdlog::warn("[station_session] {}: an answer is dropped, no call waits for it: id {}", name,
                  printable(id));
-    return;
-  }
-  if (outcome.end != call_end::answered) {
+  } else if (is_refused) {
     spdlog::warn("[station_session] {}: call {} is answered with {}", name, id, what);
   }
-  in_flight->outcome = std::move(outcome);
-  changed.notify();
 }
 
 void station_session::members::end() {
   is_ended = true;
+  calls.abandon();
   beast::get_lowest_layer(socket).close();
   changed.notify();
 }
 
-asio::awaitable<call_outcome> station_session::members::exchange(std::shared_ptr<station_session> self,
-                                                                 call request) {
-  in_flight = open_call{request.id, std::nullopt};
-  send(self, encode(request));
-  auto const deadline = steady_clock::now() + limits.call_time_out;
-  while (!in_flight->outcome.has_value() && !is_ended && steady_clock::now() < deadline) {
-    co_await changed.wait_until(deadline);
-  }
-  call_outcome outcome{is_ended ? call_end::cut_off : call_end::timed_out, {}};
-  if (in_flight->outcome.has_value()) {
-    outcome = std::move(*in_flight->outcome);
-  }
-  in_flight.reset();
-  co_return outcome;
-}
-
 station_session::station_session(beast::tcp_stream stream, std::string name, session_limits limits,
                                  call_handler handler)
-    : own(std::make_unique<members>(std::move(stream), std::move(name), limits, std::move(handler))) {
+    : own(std::make_unique<members>(
+          std::move(stream), std::move(name), limits, std::move(handler),
+          [this](std::string frame) { own->send(shared_from_this(), std::move(frame)); })) {
   own->configure();
 }
 
@@ -224,18 +213,10 @@ asio::awaitable<void> station_session::run() {
 
 asio::awaitable<call_outcome> station_session::send_call(std::string action, nlohmann::json payload) {
   auto const self = shared_from_this();
-  auto const turn = ++own->last_turn;
-  own->turns.push_back(turn);
-  while (own->turns.front() != turn && !own->is_ended) {
-    co_await own->changed.wait_until(steady_clock::time_point::max());
+  if (!own->is_open) {
+    co_return call_outcome();
   }
-  call_outcome outcome;
-  if (own->is_open && !own->is_ended) {
-    call request{std::to_string(turn), std::move(action), std::move(payload)};
-    outcome = co_await own->exchange(self, std::move(request));
-  }
-  std::erase(own->turns, turn);
-  own->changed.notify();
+  auto outcome = co_await own->calls.call(action, std::move(payload));
   co_return outcome;
 }
 

@@ -10,7 +10,8 @@
 #include <boost/beast/http/buffer_body.hpp>
 #include <boost/beast/http/message.hpp>
 
-#include "ocpp/message.h"
+#include "call_queue.h"
+#include "ocpp_message.h"
 
 namespace tavi::site::ocpp {
 
@@ -19,20 +20,6 @@ struct session_limits {
   std::chrono::milliseconds call_time_out = std::chrono::seconds(10);  ///< for the answer to a call
   std::chrono::milliseconds idle_time_out =
       std::chrono::seconds(60);  ///< without a sign of life; a ping is sent after half of it
-};
-
-/// How a call to a station ended.
-enum class call_end {
-  answered,   ///< with a result
-  refused,    ///< with an error, or an answer that cannot be understood
-  timed_out,  ///< no answer came in time
-  cut_off,    ///< the connection ended, or was not there at all
-};
-
-/// What came of a call to a station.
-struct call_outcome {
-  call_end end = call_end::cut_off;  ///< how it ended
-  nlohmann::json payload;            ///< of the result; null unless `answered`
 };
 
 /// One connection of one station.
@@ -44,7 +31,7 @@ struct call_outcome {
 class station_session : public std::enable_shared_from_this<station_session> {
  public:
   /// Gives the frame that answers a call of the station.
-  using call_handler = std::function<std::string(call const& request)>;
+  using call_handler = std::function<std::string(ocpp_wire::call const& request)>;
   /// The header of the request that asks for the WebSocket.
   using upgrade_request = boost::beast::http::request<boost::beast::http::buffer_body>;
 
@@ -67,7 +54,7 @@ class station_session : public std::enable_shared_from_this<station_session> {
   /// Calls the station and waits for its answer.
   /// @param action   such as "GetDiagnostics"
   /// @param payload  an object
-  boost::asio::awaitable<call_outcome> send_call(std::string action, nlohmann::json payload);
+  boost::asio::awaitable<ocpp_wire::call_outcome> send_call(std::string action, nlohmann::json payload);
 
   /// Pings the station and waits for a sign of life.
   /// @param patience  how long at most

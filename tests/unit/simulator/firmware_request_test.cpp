@@ -23,7 +23,7 @@ TEST(FirmwareRequest, HoldsWhatTheCallSays) {
   auto const* request = std::get_if<firmware_request>(&parsed);
   ASSERT_NE(request, nullptr);
   EXPECT_EQ(request->location, "http://a/firmware/t/1.bin");
-  EXPECT_EQ(request->retrieve_at, date_time(1795179909s));
+  EXPECT_EQ(request->retrieve_at, tavi::ocpp_wire::date_time(1795179909s));
   EXPECT_EQ(request->retries, 5U);
   EXPECT_EQ(request->retry_interval, 7s);
 }
@@ -67,9 +67,9 @@ TEST(FirmwareRequest, IsRefusedWithTheRightCode) {
         fault_row{"interval is a fraction", payload_with({{"retryInterval", 0.5}}), wrong_type},
         fault_row{"interval below zero", payload_with({{"retryInterval", -1}}), wrong_value}}) {
     auto const parsed = parse_firmware_request(row.payload);
-    auto const* fault = std::get_if<request_fault>(&parsed);
+    auto const* fault = std::get_if<tavi::ocpp_wire::refusal>(&parsed);
     ASSERT_NE(fault, nullptr) << row.situation;
-    EXPECT_EQ(fault->code, row.code) << row.situation;
+    EXPECT_EQ(name_of(fault->code), row.code) << row.situation;
   }
 }
 

@@ -1,8 +1,8 @@
 #include <nlohmann/json.hpp>
 
+#include "date_time.h"
 #include "scripted_firmware_server.h"
 #include "station_fixture.h"
-#include "utc_time.h"
 
 namespace {
 
@@ -327,7 +327,7 @@ TEST_F(SimulatedFirmware, WaitsForItsDate) {
   answer("200 OK", content, tag);
   ASSERT_TRUE(start_and_boot());
   auto const date = std::chrono::system_clock::now() + std::chrono::milliseconds(300);
-  ask("u", firmware.url(), {{"retrieveDate", tavi::http::to_utc_iso8601(date)}});
+  ask("u", firmware.url(), {{"retrieveDate", tavi::ocpp_wire::to_utc_iso8601(date)}});
   ASSERT_TRUE(run_until_traced("result u"));
   EXPECT_TRUE(told().empty());
   ASSERT_TRUE(run_until([this] { return !firmware.requests.empty(); }));

@@ -168,7 +168,7 @@ TEST_F(SimulatedStation, SurvivesDeeplyNestedFrames) {
   server->send(R"([2,"last","Reset",{}])");
   ASSERT_TRUE(run_until_traced("error last"));
   EXPECT_TRUE(server->answer("deep").is_null());
-  EXPECT_EQ(logged("nests at most 16 levels"), 1);
+  EXPECT_EQ(logged("nested deeper than 16 levels"), 1);
   EXPECT_EQ(logged("CS-007 disconnected"), 0);
 }
 

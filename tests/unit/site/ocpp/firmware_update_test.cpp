@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "date_time.h"
 #include "ocpp_site.h"
-#include "utc_time.h"
 
 namespace tavi::site::ocpp {
 namespace {
@@ -47,10 +47,10 @@ TEST_F(FirmwareUpdate, StationIsToldWhereAndWhenToFetchTheFile) {
   start();
   auto station = connected("CP-1");
   ASSERT_TRUE(events.wait_for("status 1 online idle"));
-  auto const before = http::to_utc_iso8601(std::chrono::system_clock::now());
+  auto const before = ocpp_wire::to_utc_iso8601(std::chrono::system_clock::now());
   auto waiting = request(1);
   auto const call = received_call(station);
-  auto const after = http::to_utc_iso8601(std::chrono::system_clock::now());
+  auto const after = ocpp_wire::to_utc_iso8601(std::chrono::system_clock::now());
   ASSERT_TRUE(station.send(json::array({3, call.at(1), json::object()}).dump()));
 
   auto const got = waiting.get();

@@ -7,6 +7,9 @@
 #include "ocpp/payload_rules.h"
 
 namespace tavi::site::ocpp {
+
+using ocpp_wire::error_code;
+
 namespace {
 
 using nlohmann::json;

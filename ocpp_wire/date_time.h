@@ -2,9 +2,10 @@
 
 #include <chrono>
 #include <optional>
+#include <string>
 #include <string_view>
 
-namespace tavi::simulator {
+namespace tavi::ocpp_wire {
 
 /// A moment as OCPP tells it; reaches far beyond what the system's clock can.
 using date_time = std::chrono::sys_time<std::chrono::milliseconds>;
@@ -17,4 +18,7 @@ using date_time = std::chrono::sys_time<std::chrono::milliseconds>;
 ///         second after it
 [[nodiscard]] std::optional<date_time> parse_date_time(std::string_view text);
 
-}  // namespace tavi::simulator
+/// A moment as ISO 8601 in UTC with milliseconds, such as "2026-11-20T13:05:09.042Z".
+[[nodiscard]] std::string to_utc_iso8601(std::chrono::system_clock::time_point moment);
+
+}  // namespace tavi::ocpp_wire

@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace tavi::site::ocpp {
+namespace tavi::ocpp_wire {
 
 /// Largest message in bytes that is looked at.
 inline constexpr std::size_t message_bytes_limit = 64 * 1024;
@@ -31,8 +31,8 @@ enum class error_code {
 
 /// Why a call is answered with an error.
 struct refusal {
-  error_code code;          ///< goes to the station
-  std::string description;  ///< goes to the station; at most 255 characters, none of them from its message
+  error_code code;          ///< goes to the other side
+  std::string description;  ///< goes to the other side; at most 255 characters, none of them from its message
 
   bool operator==(refusal const&) const = default;
 };
@@ -87,4 +87,4 @@ using message = std::variant<call, call_result, call_error, refused_call, uniden
 /// replaced by "?", what is longer than `limit` bytes is cut and ends with "...".
 [[nodiscard]] std::string printable(std::string_view text, std::size_t limit = 64);
 
-}  // namespace tavi::site::ocpp
+}  // namespace tavi::ocpp_wire

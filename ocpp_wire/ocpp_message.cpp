@@ -1,11 +1,11 @@
-#include "ocpp/message.h"
+#include "ocpp_message.h"
 
 #include <algorithm>
 #include <optional>
 
 #include <fmt/format.h>
 
-namespace tavi::site::ocpp {
+namespace tavi::ocpp_wire {
 
 namespace {
 
@@ -116,11 +116,11 @@ std::string_view name_of(error_code code) {
 }
 
 message decode(std::string_view text) {
-  if (text.size() > message_bytes_limit) {
-    return unidentified{fmt::format("{} bytes, at most {} are read", text.size(), message_bytes_limit)};
-  }
   if (is_too_deep(text)) {
     return unidentified{fmt::format("nested deeper than {} levels", message_depth_limit)};
+  }
+  if (text.size() > message_bytes_limit) {
+    return unidentified{fmt::format("{} bytes, at most {} are read", text.size(), message_bytes_limit)};
   }
   auto frame = json::parse(text, nullptr, false);
   if (frame.is_discarded()) {
@@ -175,4 +175,4 @@ std::string printable(std::string_view text, std::size_t limit) {
   return is_cut ? clean + "..." : clean;
 }
 
-}  // namespace tavi::site::ocpp
+}  // namespace tavi::ocpp_wire

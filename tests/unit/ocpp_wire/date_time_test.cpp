@@ -8,8 +8,9 @@
 namespace {
 
 using namespace std::chrono_literals;
-using tavi::simulator::date_time;
-using tavi::simulator::parse_date_time;
+using tavi::ocpp_wire::date_time;
+using tavi::ocpp_wire::parse_date_time;
+using tavi::ocpp_wire::to_utc_iso8601;
 
 /// 2026-11-20T13:05:09Z
 constexpr auto a_moment = date_time(1795179909s);
@@ -64,5 +65,12 @@ INSTANTIATE_TEST_SUITE_P(
                     "2026-11-20T13:05:09+01:", "2026-11-20T13:05:09+", "2026-11-20T13:05:09 Z",
                     "26-11-20T13:05:09Z", "+2026-11-20T13:05:09Z", "2026-1-20T13:05:09Z",
                     "2026-11-20T1:05:09Z", std::string("2026-11-20T13:05:09\0Z", 21), "\xff\xfe"));
+
+TEST(UtcTime, WritesMillisecondsWithLeadingZeros) {
+  std::chrono::system_clock::time_point const moment(1795183509s);
+  EXPECT_EQ(to_utc_iso8601(moment), "2026-11-20T14:05:09.000Z");
+  EXPECT_EQ(to_utc_iso8601(moment + 7ms), "2026-11-20T14:05:09.007Z");
+  EXPECT_EQ(to_utc_iso8601(moment - 1ms), "2026-11-20T14:05:08.999Z");
+}
 
 }  // namespace

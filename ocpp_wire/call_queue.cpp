@@ -5,9 +5,9 @@
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
-#include "station_message.h"
+#include "ocpp_message.h"
 
-namespace tavi::simulator {
+namespace tavi::ocpp_wire {
 
 namespace asio = boost::asio;
 
@@ -16,43 +16,41 @@ call_queue::call_queue(asio::any_io_executor loop, std::chrono::milliseconds tim
     : executor(std::move(loop)), limit(time_limit), send(std::move(send_frame)) {
 }
 
-asio::awaitable<call_answer> call_queue::call(std::string_view action, nlohmann::json payload) {
+asio::awaitable<call_outcome> call_queue::call(std::string_view action, nlohmann::json payload) {
   if (is_abandoned) {
-    co_return call_answer();
+    co_return call_outcome();
   }
   auto const waiting = std::make_shared<entry>(executor);
   waiting->id = std::to_string(++last_id);
-  waiting->frame = encode_call(waiting->id, std::string(action), payload);
+  waiting->frame = encode(ocpp_wire::call{waiting->id, std::string(action), std::move(payload)});
   waiting->alarm.expires_at(asio::steady_timer::time_point::max());
   entries.push_back(waiting);
   if (entries.size() == 1) {
     send_next();
   }
-  while (!waiting->answer) {
+  while (!waiting->outcome) {
     // Being sent moves the expiry, which ends the wait early: then it is taken up again.
     boost::system::error_code error;
     co_await waiting->alarm.async_wait(asio::redirect_error(asio::use_awaitable, error));
-    if (!error && !waiting->answer) {
-      call_answer late;
-      late.outcome = call_outcome::timed_out;
-      finish_front(std::move(late));
+    if (!error && !waiting->outcome) {
+      finish_front({call_end::timed_out, {}});
     }
   }
-  co_return std::move(*waiting->answer);
+  co_return std::move(*waiting->outcome);
 }
 
-bool call_queue::on_answer(std::string const& id, call_answer answer) {
+bool call_queue::on_answer(std::string const& id, call_outcome outcome) {
   if (entries.empty() || entries.front()->id != id) {
     return false;
   }
-  finish_front(std::move(answer));
+  finish_front(std::move(outcome));
   return true;
 }
 
 void call_queue::abandon() {
   is_abandoned = true;
   for (auto const& waiting : std::exchange(entries, {})) {
-    waiting->answer = call_answer();
+    waiting->outcome = call_outcome();
     waiting->alarm.cancel();
   }
 }
@@ -63,14 +61,14 @@ void call_queue::send_next() {
   send(next->frame);
 }
 
-void call_queue::finish_front(call_answer answer) {
+void call_queue::finish_front(call_outcome outcome) {
   auto const done = entries.front();
   entries.pop_front();
-  done->answer = std::move(answer);
+  done->outcome = std::move(outcome);
   done->alarm.cancel();
   if (!entries.empty()) {
     send_next();
   }
 }
 
-}  // namespace tavi::simulator
+}  // namespace tavi::ocpp_wire

@@ -14,20 +14,20 @@
 #include <boost/asio/steady_timer.hpp>
 #include <nlohmann/json.hpp>
 
-namespace tavi::simulator {
+namespace tavi::ocpp_wire {
 
-/// How a call of the station ended.
-enum class call_outcome {
-  answered,   ///< with a CALLRESULT
-  refused,    ///< with a CALLERROR
-  timed_out,  ///< not answered in time; an answer that comes later is dropped
-  lost,       ///< the connection went away before an answer came
+/// How a call ended.
+enum class call_end {
+  answered,   ///< with a result
+  refused,    ///< with an error, or an answer that cannot be understood
+  timed_out,  ///< no answer came in time; one that comes later is dropped
+  cut_off,    ///< the connection ended, or was not there at all
 };
 
-/// What came back for a call.
-struct call_answer {
-  call_outcome outcome = call_outcome::lost;  ///< how it ended
-  nlohmann::json payload;                     ///< of the CALLRESULT; null otherwise
+/// What came of a call.
+struct call_outcome {
+  call_end end = call_end::cut_off;  ///< how it ended
+  nlohmann::json payload;            ///< of the result; null unless `answered`
 };
 
 /// The calls of one connection, sent one after another: OCPP-J allows a single one in flight.
@@ -46,12 +46,12 @@ class call_queue {
   /// @param action   a literal
   /// @param payload  an object
   /// @return how it ended
-  [[nodiscard]] boost::asio::awaitable<call_answer> call(std::string_view action, nlohmann::json payload);
+  [[nodiscard]] boost::asio::awaitable<call_outcome> call(std::string_view action, nlohmann::json payload);
 
   /// Takes an answer in. @param id  of the call. @return false when this call is not in flight
-  bool on_answer(std::string const& id, call_answer answer);
+  bool on_answer(std::string const& id, call_outcome outcome);
 
-  /// Ends every call, in flight or waiting, as lost; later ones are lost at once.
+  /// Ends every call, in flight or waiting, as cut off, later ones at once.
   void abandon();
 
  private:
@@ -60,11 +60,11 @@ class call_queue {
     std::string id;
     std::string frame;
     boost::asio::steady_timer alarm;  ///< wakes the waiting coroutine: by expiry, or by being cancelled
-    std::optional<call_answer> answer;
+    std::optional<call_outcome> outcome;
   };
 
   void send_next();
-  void finish_front(call_answer answer);
+  void finish_front(call_outcome outcome);
 
   boost::asio::any_io_executor executor;
   std::chrono::milliseconds limit;
@@ -74,4 +74,4 @@ class call_queue {
   bool is_abandoned = false;
 };
 
-}  // namespace tavi::simulator
+}  // namespace tavi::ocpp_wire

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstddef>
 
-namespace tavi::simulator {
+#include <fmt/chrono.h>
+
+namespace tavi::ocpp_wire {
 namespace {
 
 using std::chrono::milliseconds;
@@ -110,4 +112,11 @@ std::optional<date_time> parse_date_time(std::string_view text) {
   return std::chrono::sys_days(date) + *time - *offset;
 }
 
-}  // namespace tavi::simulator
+std::string to_utc_iso8601(std::chrono::system_clock::time_point moment) {
+  auto const whole = std::chrono::floor<std::chrono::seconds>(moment);
+  auto const rest = std::chrono::duration_cast<milliseconds>(moment - whole);
+  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(std::chrono::system_clock::to_time_t(whole)),
+                     rest.count());
+}
+
+}  // namespace tavi::ocpp_wire
