@@ -92,17 +92,17 @@ bool diagnostic_manager::is_upload_allowed(tavi::stations::station_diagnostics_s
 std::uint32_t diagnostic_manager::generate_diagnostic(unsigned int station_id,
                                                       diagnostic_report_type const& type,
                                                       std::string const& address, unsigned int& request_out) {
-  return generation_of(type).ask(station_id, address, request_out);
+  return generation_of(type).generate(station_id, address, request_out);
 }
 
 bool diagnostic_manager::generate_all_diagnostics(diagnostic_report_type const& type) {
-  return generation_of(type).ask_all();
+  return generation_of(type).generate_all();
 }
 
 std::uint32_t diagnostic_manager::generate_single_diagnostic(unsigned int station_id,
                                                              diagnostic_report_type const& type,
                                                              unsigned int& request_out) {
-  return generation_of(type).ask_if_allowed(station_id, request_out);
+  return generation_of(type).generate_if_allowed(station_id, request_out);
 }
 
 // --- reception --------------------------------------------------------------------------------------------
@@ -113,7 +113,7 @@ bool diagnostic_manager::is_my_token(std::string const& token) const {
 
 bool diagnostic_manager::save_file(std::string const& token, std::string const& file_name,
                                    std::string const& uploaded_path) {
-  return receive_report(store(), expected_uploads, token, file_name, uploaded_path);
+  return save_uploaded_report(store(), expected_uploads, token, file_name, uploaded_path);
 }
 
 bool diagnostic_manager::is_too_many_diag_for_station(std::string const& token) {
@@ -126,7 +126,7 @@ bool diagnostic_manager::verif_size(unsigned long size) const {
 
 bool diagnostic_manager::remove_oldest_report(std::optional<int> station_id,
                                               std::optional<diagnostic_report_type> type) {
-  return evict_oldest(store(), station_id, type);
+  return remove_oldest(store(), station_id, type);
 }
 
 // --- queries, removal, export -----------------------------------------------------------------------------
@@ -150,7 +150,7 @@ std::uint32_t diagnostic_manager::remove_diagnostic_reports(diagnostic_report_fi
 
 bool diagnostic_manager::export_diagnostic_reports(diagnostic_report_filter const& filter,
                                                    std::string const& destination) {
-  return report_export{zip_command, zsh_command, working_dir}.pack(
+  return report_export{zip_command, zsh_command, working_dir}.write(
       diag_table.get_list_of_diagnostics_path(filter.diagnostic_ids), destination);
 }
 

@@ -31,8 +31,8 @@ class report_tree;
 /// behind, which the upload with its token uses up. Expected uploads live in memory only: a token handed out
 /// before a restart is not recognised afterwards.
 ///
-/// It holds the data; each rule has a room of its own, named at the operation that leads to it, and takes from
-/// here what it needs for one call.
+/// It holds the data; each rule has a room of its own, named at the operation that leads to it, and takes
+/// from here what it needs for one call.
 ///
 /// Requests and events come one at a time. The periodic timer's thread runs beside them and meets them at the
 /// expected uploads (guarded) and at the limits and flags (atomic).
@@ -94,12 +94,12 @@ class diagnostic_manager {
   /// Whether a station with this status may be asked: not while it uploads, nor with a status not known here.
   [[nodiscard]] static bool is_upload_allowed(tavi::stations::station_diagnostics_status status);
 
-  /// Asks one station for a report and expects its upload: `report_generation::ask`.
+  /// Asks one station for a report and expects its upload: `report_generation::generate`.
   std::uint32_t generate_diagnostic(unsigned int station_id, diagnostic_report_type const& type,
                                     std::string const& address, unsigned int& request_out);
-  /// Asks every station whose status allows it: `report_generation::ask_all`.
+  /// Asks every station whose status allows it: `report_generation::generate_all`.
   bool generate_all_diagnostics(diagnostic_report_type const& type);
-  /// Asks one station if configuration and its status allow it: `report_generation::ask_if_allowed`.
+  /// Asks one station if configuration and its status allow it: `report_generation::generate_if_allowed`.
   std::uint32_t generate_single_diagnostic(unsigned int station_id, diagnostic_report_type const& type,
                                            unsigned int& request_out);
 
@@ -107,14 +107,14 @@ class diagnostic_manager {
 
   /// Whether an upload with exactly this token is expected.
   [[nodiscard]] bool is_my_token(std::string const& token) const;
-  /// Files an uploaded report: `receive_report`.
+  /// Files an uploaded report: `save_uploaded_report`.
   bool save_file(std::string const& token, std::string const& file_name, std::string const& uploaded_path);
   /// Whether the station of this token has reached its count limit for the type of report expected. A token
   /// that is not known is known from then on, as one of station 0.
   [[nodiscard]] bool is_too_many_diag_for_station(std::string const& token);
   /// Whether `size` more bytes leave the storage tree below its budget: `has_room_for`.
   [[nodiscard]] bool verif_size(unsigned long size) const;
-  /// Deletes the oldest report, of all or of one station, of both types or of one: `evict_oldest`.
+  /// Deletes the oldest report, of all or of one station, of both types or of one: `remove_oldest`.
   bool remove_oldest_report(std::optional<int> station_id, std::optional<diagnostic_report_type> type);
 
   // --- queries, removal, export ---------------------------------------------------------------------------
@@ -127,7 +127,7 @@ class diagnostic_manager {
       std::optional<unsigned int const> station_id);
   /// Deletes the chosen reports, file and row: `remove_reports`.
   std::uint32_t remove_diagnostic_reports(diagnostic_report_filter const& filter);
-  /// Packs the files of the chosen reports into a zip archive: `report_export::pack`. Unknown ids are skipped.
+  /// Packs the files of the chosen reports into an archive: `report_export::write`. Unknown ids are skipped.
   bool export_diagnostic_reports(diagnostic_report_filter const& filter, std::string const& destination);
 
   // --- agreement of disk and database ---------------------------------------------------------------------
@@ -135,7 +135,7 @@ class diagnostic_manager {
   /// Brings rows, storage tree and stations into agreement: `check_reports`.
   void check_sanity();
 
-  // --- storage layout (`report_tree`) and removal (`report_removal.h`) --------------------------------------
+  // --- storage layout (`report_tree`) and removal (`report_removal.h`) -------------------------------------
 
   /// The directory of a station.
   [[nodiscard]] std::string get_directory_path_station_name(unsigned int const& station_id) const;

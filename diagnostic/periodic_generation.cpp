@@ -12,7 +12,7 @@ namespace tavi::stations_maintenance {
 namespace {
 
 std::chrono::milliseconds interval_of(std::chrono::seconds period) {
-  // Longer than the clock can tell is left to the timer to refuse; the multiplication must not overflow before.
+  // What the clock cannot tell is left to the timer to refuse; the multiplication must not overflow before.
   constexpr auto longest = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::milliseconds::max());
   return period > longest ? std::chrono::milliseconds::max() : std::chrono::milliseconds(period);
 }

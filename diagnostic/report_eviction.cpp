@@ -44,8 +44,8 @@ bool has_room_for(report_store const& store, std::uint64_t size) {
   return false;
 }
 
-bool evict_oldest(report_store const& store, std::optional<int> station_id,
-                  std::optional<diagnostic_report_type> type) {
+bool remove_oldest(report_store const& store, std::optional<int> station_id,
+                   std::optional<diagnostic_report_type> type) {
   auto const oldest = store.table.get_oldest_diagnostic(station_id, type);
   if (!oldest) {
     return false;
@@ -69,20 +69,20 @@ bool evict_oldest(report_store const& store, std::optional<int> station_id,
 bool make_room(report_store const& store, uploaded_report const& one) {
   auto const station_id = static_cast<int>(one.expected.station_id);
   if (has_too_many_reports(store, one.expected)) {
-    // One report only, even when a lowered limit is exceeded by more; without one to evict the upload is kept.
-    evict_oldest(store, station_id, one.expected.type);
+    // One only, even when a lowered limit is exceeded by more; with none to remove the upload is kept.
+    remove_oldest(store, station_id, one.expected.type);
   }
   while (!has_room_for(store, one.size)) {
     spdlog::info("[diagnostic_manager] no enough space to save file {}, size={}. removing one report",
                  one.path, one.size);
-    if (evict_oldest(store, station_id, std::nullopt)) {
+    if (remove_oldest(store, station_id, std::nullopt)) {
       continue;
     }
     spdlog::info(
         "[diagnostic_manager] Fail to remove oldest report for station {}, "
         "trying to remove the oldest diagnostic of every station",
         one.expected.station_id);
-    if (!evict_oldest(store, std::nullopt, std::nullopt)) {
+    if (!remove_oldest(store, std::nullopt, std::nullopt)) {
       spdlog::error("[diagnostic_manager] Fail to remove oldest report");
       spdlog::error("[diagnostic_manager] Can't save file {}, no space remaining", one.file_name);
       return false;

@@ -18,11 +18,12 @@ namespace tavi::stations_maintenance {
 
 /// Deletes the oldest report, of all or of one station, of both types or of one. @return whether file and row
 /// are gone; false too when the file was missing already, though its row is deleted then
-bool evict_oldest(report_store const& store, std::optional<int> station_id,
-                  std::optional<diagnostic_report_type> type);
+bool remove_oldest(report_store const& store, std::optional<int> station_id,
+                   std::optional<diagnostic_report_type> type);
 
-/// Makes room for a report: one of its station and type gives way when the count limit is reached, then, while
-/// the budget is exceeded, the station's oldest of either type, and where that fails the oldest of all.
+/// Makes room for a report. The oldest of its station and type gives way when the count limit is reached;
+/// then, while the budget is exceeded, the station's oldest of either type, and where that fails the oldest
+/// of all.
 /// @return false, with a line in the log, when there is no room after every eviction
 /// @throw std::filesystem::filesystem_error  as `has_room_for`
 [[nodiscard]] bool make_room(report_store const& store, uploaded_report const& one);

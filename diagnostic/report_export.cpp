@@ -16,7 +16,7 @@ constexpr std::size_t batch_size = 50;
 
 }  // namespace
 
-bool report_export::pack(std::vector<std::string> const& paths, std::string const& destination) const {
+bool report_export::write(std::vector<std::string> const& paths, std::string const& destination) const {
   if (paths.empty()) {
     spdlog::warn("[diagnostic_manager] No diagnostic report to export");
   }

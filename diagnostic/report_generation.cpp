@@ -47,7 +47,7 @@ outcome ask_each(report_generation const& generation,
       continue;
     }
     unsigned int scratch = 0;
-    if (generation.ask(station.id, address, scratch) == 0) {
+    if (generation.generate(station.id, address, scratch) == 0) {
       ++run.generated;
     } else {
       run.result = false;
@@ -63,8 +63,8 @@ bool report_generation::is_upload_allowed(station_diagnostics_status status) {
          status == station_diagnostics_status::upload_failed;
 }
 
-std::uint32_t report_generation::ask(unsigned int station_id, std::string const& address,
-                                     unsigned int& request_out) const {
+std::uint32_t report_generation::generate(unsigned int station_id, std::string const& address,
+                                          unsigned int& request_out) const {
   auto const token = webserver_token_service.get_upload_token(token_owner);
   if (!token) {
     spdlog::error(
@@ -92,7 +92,8 @@ std::uint32_t report_generation::ask(unsigned int station_id, std::string const&
   }
 }
 
-std::uint32_t report_generation::ask_if_allowed(unsigned int station_id, unsigned int& request_out) const {
+std::uint32_t report_generation::generate_if_allowed(unsigned int station_id,
+                                                     unsigned int& request_out) const {
   if (!is_allowed) {
     log_blocked(type);
     return generation_failed;
@@ -111,10 +112,10 @@ std::uint32_t report_generation::ask_if_allowed(unsigned int station_id, unsigne
     spdlog::error("Can't read network configuration. Can't generate diagnostic for station {}", station_id);
     return generation_failed;
   }
-  return ask(station_id, network->address, request_out);
+  return generate(station_id, network->address, request_out);
 }
 
-bool report_generation::ask_all() const {
+bool report_generation::generate_all() const {
   if (!is_allowed) {
     log_blocked(type);
     tell_operators(logger_service, "Generating diagnostic report blocked by configuration ");

@@ -21,16 +21,15 @@ inline constexpr std::uint32_t not_connected = 2;
 /// Blocked by the configuration or the station's status, no token, no network configuration, no answer.
 inline constexpr std::uint32_t generation_failed = 0xFFFFFFFF;
 
-/// Has stations upload reports of one type: asks them through the OCPP service, and expects the upload of each
-/// that accepts. Works from any thread on what it refers to, which must outlive it.
+/// Has stations upload reports of one type: asks them through the OCPP service, and expects the upload of
+/// each that accepts. Works from any thread on what it refers to, which must outlive it.
 struct report_generation {
   tavi::webserver_token::i_req_resp_webserver_token_service& webserver_token_service;
   tavi::ocpp1_6::i_req_resp_ocpp_1_6_service& ocpp_service;
   tavi::network::i_req_resp_network_service& network_service;
   tavi::logger::i_logger& logger_service;
   expected_uploads& uploads;
-  std::atomic<bool> const&
-      is_stopping;  ///< a run over all stations ends at its current one when it turns true
+  std::atomic<bool> const& is_stopping;  ///< a run over all stations ends at its current one when it is set
   diagnostic_report_type type;
   bool is_allowed;  ///< whether the configuration allows this type
 
@@ -41,13 +40,13 @@ struct report_generation {
   /// @param address      the controller's, as stations reach it
   /// @param request_out  number of the request, filled by the OCPP service
   /// @return 0, or one of the outcomes above, with a line in the log
-  [[nodiscard]] std::uint32_t ask(unsigned int station_id, std::string const& address,
-                                  unsigned int& request_out) const;
-  /// Asks a station if configuration and its status allow it. @return as `ask`
-  [[nodiscard]] std::uint32_t ask_if_allowed(unsigned int station_id, unsigned int& request_out) const;
-  /// Asks every station whose status allows it, and tells operators how many accepted; one that fails stops no
-  /// other. @return false when generation is blocked or a station that was asked did not accept
-  [[nodiscard]] bool ask_all() const;
+  [[nodiscard]] std::uint32_t generate(unsigned int station_id, std::string const& address,
+                                       unsigned int& request_out) const;
+  /// Asks a station if configuration and its status allow it. @return as `generate`
+  [[nodiscard]] std::uint32_t generate_if_allowed(unsigned int station_id, unsigned int& request_out) const;
+  /// Asks every station whose status allows it, and tells operators how many accepted; one that fails stops
+  /// no other. @return false when generation is blocked or a station that was asked did not accept
+  [[nodiscard]] bool generate_all() const;
 };
 
 }  // namespace tavi::stations_maintenance

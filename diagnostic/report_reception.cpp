@@ -24,8 +24,8 @@ void discard(std::string const& uploaded_path) {
 
 }  // namespace
 
-bool receive_report(report_store const& store, expected_uploads& uploads, std::string const& token,
-                    std::string const& file_name, std::string const& uploaded_path) {
+bool save_uploaded_report(report_store const& store, expected_uploads& uploads, std::string const& token,
+                          std::string const& file_name, std::string const& uploaded_path) {
   std::error_code error;
   // The largest number on error, which no budget admits.
   auto const size = std::filesystem::file_size(uploaded_path, error);

@@ -33,8 +33,8 @@ class report_tree {
   [[nodiscard]] std::string get_report_file(unsigned int station_id, diagnostic_report_type type,
                                             std::optional<int> index, std::string const& file_name) const;
 
-  /// Makes the storage directory, unless it exists. A relative one is looked for in the current directory, but
-  /// made below the working directory. @return false, with a line in the log, when it could not be made
+  /// Makes the storage directory, unless it exists. A relative one is looked for in the current directory,
+  /// but made below the working directory. @return false, with a line in the log, when it could not be made
   [[nodiscard]] bool make_root() const;
   /// Makes the directories of a station, unless its own exists already. @return whether all of them were made
   bool make_station_directories(unsigned int station_id) const;

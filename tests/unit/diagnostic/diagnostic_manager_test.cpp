@@ -81,7 +81,7 @@ TEST_F(DiagnosticManager, TellsTheConfigurationInForce) {
   EXPECT_EQ(manager.get_generation_period(), std::chrono::seconds(0));
 }
 
-// --- before the storage directory is known ------------------------------------------------------------------
+// --- before the storage directory is known -----------------------------------------------------------------
 
 TEST_F(DiagnosticManager, MakesNoDirectoriesBeforeItIsInitialised) {
   EXPECT_FALSE(manager.create_diagnostic_directory_for_station(9));
@@ -123,7 +123,7 @@ TEST_F(DiagnosticManager, DiscardsAnUploadAndNothingElseBeforeItIsInitialised) {
   EXPECT_TRUE(fs::exists(bystander));
 }
 
-// --- listing ------------------------------------------------------------------------------------------------
+// --- listing -----------------------------------------------------------------------------------------------
 
 TEST_F(DiagnosticManager, ListsTheReportsOfAllStationsWithoutAskingForAny) {
   ASSERT_TRUE(init());

@@ -30,8 +30,8 @@ using testing::StartsWith;
 /// Far longer than any expiry takes, even on a loaded machine under a sanitizer.
 constexpr auto patience = 60s;
 
-/// Counts the runs over all stations, and holds the last one that is to be until it may finish: nothing expires
-/// meanwhile.
+/// Counts the runs over all stations, and holds the last one that is to be until it may finish: nothing
+/// expires meanwhile.
 class counted_runs {
  public:
   counted_runs(mock_ocpp& ocpp, int last) {
@@ -55,7 +55,7 @@ class counted_runs {
   std::promise<void> may_finish;
 };
 
-/// Waits until a timer armed now has expired after more than a second, as one with that period would have too.
+/// Waits until a timer armed now has expired after more than a second, as one of that period would have.
 void let_a_period_pass() {
   mura_common::Timer other;
   std::promise<void> expired;

@@ -328,11 +328,13 @@ TEST_F(ReportCheck, KeepsTheDirectoryOfAStationWhoseRowsCannotBeDeleted) {
   EXPECT_TRUE(fs::exists(second));
   EXPECT_THAT(recorded_names(), ElementsAre("a", "b"));
   auto const lines = log.lines();
-  EXPECT_EQ(std::count(lines.begin(), lines.end(),
-                       log_line{err,
-                                "[diagnostic_table] Can't delete diagnostic reports of station 8, error "
-                                "= disk I/O error"}),
-            2)
+  EXPECT_EQ(
+      std::count(
+          lines.begin(), lines.end(),
+          log_line{
+              err,
+              "[diagnostic_table] Can't delete diagnostic reports of station 8, error = disk I/O error"}),
+      2)
       << "it is tried at each report";
 }
 

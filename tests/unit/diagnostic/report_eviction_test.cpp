@@ -28,10 +28,10 @@ TEST_F(ReportEviction, AdmitsWhatLeavesTheTreeBelowTheBudget) {
   EXPECT_TRUE(manager.verif_size(39));
   EXPECT_THAT(log.lines(), IsEmpty());
   EXPECT_FALSE(manager.verif_size(40));
-  EXPECT_THAT(log.lines(), ElementsAre(log_line{
-                               info,
-                               "[diagnostic_manager] size of reports is 60. max is 100 . Can't add file with "
-                               "size 40"}));
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(log_line{
+          info, "[diagnostic_manager] size of reports is 60. max is 100 . Can't add file with size 40"}));
 }
 
 TEST_F(ReportEviction, AdmitsNothingOfUnknownSize) {
@@ -123,9 +123,8 @@ TEST_F(ReportEviction, HasNothingToEvictWhereThereIsNoReport) {
   ASSERT_TRUE(init());
   EXPECT_FALSE(manager.remove_oldest_report(1, periodic));
   EXPECT_THAT(log.lines(),
-              ElementsAre(log_line{info,
-                                   "[diagnostic_table] No diagnostics found for station = 1 and type = "
-                                   "periodic"}));
+              ElementsAre(log_line{
+                  info, "[diagnostic_table] No diagnostics found for station = 1 and type = periodic"}));
 }
 
 TEST_F(ReportEviction, CountsAnEvictionAsFailedWhenTheRowCannotBeDeleted) {
@@ -143,10 +142,9 @@ TEST_F(ReportEviction, CountsAnEvictionAsFailedWhenTheFileWasGoneAlready) {
   fs::remove(path);
   log.clear();
   EXPECT_FALSE(manager.remove_oldest_report(1, periodic));
-  EXPECT_THAT(log.lines(),
-              ElementsAre(log_line{err, "[diagnostic_manager] Fail to remove oldest report file at " + path +
-                                            ". Error : Success. Oldest report has been removed from "
-                                            "database"}));
+  EXPECT_THAT(log.lines(), ElementsAre(log_line{
+                               err, "[diagnostic_manager] Fail to remove oldest report file at " + path +
+                                        ". Error : Success. Oldest report has been removed from database"}));
   EXPECT_THAT(recorded_names(), IsEmpty());
 }
 
@@ -170,7 +168,7 @@ TEST_F(ReportEviction, FindsTheFileToEvictByRecordNotByStoredPath) {
   EXPECT_THAT(recorded_names(), ElementsAre("a"));
 }
 
-// --- as much as a new report needs --------------------------------------------------------------------------
+// --- as much as a new report needs -------------------------------------------------------------------------
 
 TEST_F(ReportEviction, EvictsTheOldestOfTheTypeWhenTheStationIsAtItsLimit) {
   ASSERT_TRUE(init({.max_periodic = 2}));

@@ -87,10 +87,8 @@ TEST_F(ReportFiling, RemovesTheFileWhosePathCannotBeStored) {
   EXPECT_FALSE(fs::exists(uploaded));
   EXPECT_FALSE(manager.is_my_token("token"));
   EXPECT_THAT(log.lines(),
-              Contains(log_line{err,
-                                "[diagnostic_manager] Can't store new path in database. Removing "
-                                "file " +
-                                    stored}));
+              Contains(log_line{
+                  err, "[diagnostic_manager] Can't store new path in database. Removing file " + stored}));
 }
 
 TEST_F(ReportFiling, FilesUnderTheStationsLastNumberWhenTheRowCannotBeInserted) {

@@ -144,10 +144,10 @@ TEST_F(ReportGeneration, ContactsNobodyForAStationWhenItsTypeIsBlocked) {
   EXPECT_CALL(network, get_network_config).Times(0);
   EXPECT_CALL(tokens, get_upload_token).Times(0);
   EXPECT_EQ(manager.generate_single_diagnostic(4, manual, request), 0xFFFFFFFFU);
-  EXPECT_THAT(log.lines(),
-              ElementsAre(log_line{info,
-                                   "[diagnostic_manager] Generation of manual diagnostic reports blocked by "
-                                   "configuration"}));
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(log_line{
+          info, "[diagnostic_manager] Generation of manual diagnostic reports blocked by configuration"}));
 }
 
 TEST_F(ReportGeneration, NamesWhatIsNoTypeUnknown) {
@@ -179,9 +179,8 @@ TEST_F(ReportGeneration, NeedsTheNetworkConfigurationForOneStation) {
   EXPECT_CALL(tokens, get_upload_token).Times(0);
   EXPECT_EQ(manager.generate_single_diagnostic(4, manual, request), 0xFFFFFFFFU);
   EXPECT_THAT(log.lines(),
-              ElementsAre(log_line{err,
-                                   "Can't read network configuration. Can't generate diagnostic for "
-                                   "station 4"}));
+              ElementsAre(log_line{
+                  err, "Can't read network configuration. Can't generate diagnostic for station 4"}));
 }
 
 TEST_F(ReportGeneration, AsksNobodyInARunThatIsBlocked) {
@@ -193,10 +192,10 @@ TEST_F(ReportGeneration, AsksNobodyInARunThatIsBlocked) {
   EXPECT_FALSE(manager.generate_all_diagnostics(periodic));
   EXPECT_THAT(
       log.lines(),
-      ElementsAre(log_line{info,
-                           "[diagnostic_manager] Generation of periodic diagnostic reports blocked by "
-                           "configuration"},
-                  log_line{trace, "told: Generating diagnostic report blocked by configuration "}));
+      ElementsAre(
+          log_line{info,
+                   "[diagnostic_manager] Generation of periodic diagnostic reports blocked by configuration"},
+          log_line{trace, "told: Generating diagnostic report blocked by configuration "}));
 }
 
 TEST_F(ReportGeneration, AsksEveryStationInListOrder) {
@@ -270,9 +269,7 @@ TEST_F(ReportGeneration, CountsARunWithoutNetworkConfigurationAsDone) {
       log.lines(),
       ElementsAre(
           log_line{trace, "told: Generating diagnostic report for all stations"},
-          log_line{err,
-                   "Can't read network configuration. Can't generate diagnostic for "
-                   "stations"},
+          log_line{err, "Can't read network configuration. Can't generate diagnostic for stations"},
           log_line{trace,
                    "told: Generating diagnostic report for all stations 0 out of 2 have been generated"}));
 }

@@ -29,7 +29,7 @@ class ReportRemoval : public DiagnosticManagerTest {
   }
 };
 
-// --- one report ---------------------------------------------------------------------------------------------
+// --- one report --------------------------------------------------------------------------------------------
 
 TEST_F(ReportRemoval, RemovesAReportWithFileAndRow) {
   auto const path = given_stored(8, "a", 10);
@@ -62,7 +62,7 @@ TEST_F(ReportRemoval, RemovesTheFileOfAReportWhoseRowCannotBeDeleted) {
   EXPECT_FALSE(fs::exists(path));
 }
 
-// --- chosen ones --------------------------------------------------------------------------------------------
+// --- chosen ones -------------------------------------------------------------------------------------------
 
 TEST_F(ReportRemoval, DeletesTheChosenReportsWithFilesAndRows) {
   auto const first = given_stored(1, "a", 1);
@@ -167,7 +167,7 @@ TEST_F(ReportRemoval, DeletesNothingWhenTheReportsCannotBeLookedUp) {
   EXPECT_THAT(recorded_names(), ElementsAre("a"));
 }
 
-// --- a station ----------------------------------------------------------------------------------------------
+// --- a station ---------------------------------------------------------------------------------------------
 
 TEST_F(ReportRemoval, RemovesAStationWithRowsAndFiles) {
   given_stored(8, "a", 10);

@@ -113,9 +113,9 @@ TEST_F(ReportTree, MakesTheDirectoriesOfAStation) {
   EXPECT_TRUE(fs::is_directory(in_folder("reports/station_8/manual_reports")));
   EXPECT_TRUE(fs::is_directory(in_folder("reports/station_8/periodic_reports")));
   EXPECT_THAT(log.lines(),
-              ElementsAre(log_line{spdlog::level::info,
-                                   "[diagnostic_manager] Creating directories for the diagnostic report "
-                                   "of station 8"}));
+              ElementsAre(log_line{
+                  spdlog::level::info,
+                  "[diagnostic_manager] Creating directories for the diagnostic report of station 8"}));
 }
 
 TEST_F(ReportTree, FlushesTheNamesOfAStationsDirectoriesToDisk) {
