@@ -8,9 +8,10 @@
 #include <utility>
 
 #include <boost/locale/utf.hpp>
-#include <toml.hpp>
+#include <fmt/format.h>
 
 #include "config/config_nesting.h"
+#include "config/toml_versions.h"
 
 namespace mura_common {
 namespace {
@@ -91,7 +92,7 @@ std::optional<std::size_t> foreign_byte_in(std::string_view text) {
   return std::nullopt;
 }
 
-std::optional<toml::value> tree_of(std::string_view text, std::string& error) {
+std::optional<toml_value> tree_of(std::string_view text, std::string& error) {
   if (text.size() > config_size_limit) {
     error = "it has " + std::to_string(text.size()) + " bytes, expected at most " +
             std::to_string(config_size_limit);
@@ -112,10 +113,11 @@ std::optional<toml::value> tree_of(std::string_view text, std::string& error) {
     stream.str(std::string(text) + '\n');
   }
   try {
-    return toml::parse(stream, "configuration");
+    return parse_toml(stream);
   } catch (toml::exception const& refusal) {
-    error = "line " + std::to_string(refusal.location().line()) + ", column " +
-            std::to_string(refusal.location().column()) + ": " + first_line_of(refusal.what());
+    auto const place = place_of(refusal);
+    error = (place ? fmt::format("line {}, column {}: ", line_of(*place), column_of(*place)) : "") +
+            first_line_of(refusal.what());
   } catch (std::exception const& refusal) {
     error = first_line_of(refusal.what());
   }
@@ -136,7 +138,7 @@ class entry_collector {
     }
   }
 
-  void collect_table(toml::table const& table) {
+  void collect_table(toml_value::table_type const& table) {
     for (auto const& [name, value] : table) {
       path.push_back(name);
       collect(value);
@@ -148,7 +150,7 @@ class entry_collector {
   /// A name that no key can hold, because it contains the separator.
   static std::string name_of_element(std::size_t index) { return "." + std::to_string(index); }
 
-  void collect(toml::value const& value) {
+  void collect(toml_value const& value) {
     config_entry entry;
     entry.kind = kind_of(value.type());
     if (value.is_table()) {
@@ -163,7 +165,7 @@ class entry_collector {
       locate(value.location(), entry);
     }
     if (value.is_string()) {
-      entry.value = value.as_string().str;
+      entry.value = text_of(value);
     } else if (value.is_integer()) {
       if (auto const integer = integer_of(entry.source)) {
         entry.value = *integer;
@@ -175,12 +177,12 @@ class entry_collector {
   }
 
   void locate(toml::source_location const& place, config_entry& entry) const {
-    entry.line = place.line();
-    if (place.line() < 1 || place.line() > line_begins.size()) {
+    entry.line = line_of(place);
+    if (entry.line < 1 || entry.line > line_begins.size()) {
       return;
     }
-    entry.offset = std::min<std::size_t>(line_begins[place.line() - 1] + place.column() - 1, text.size());
-    entry.source = text.substr(entry.offset, place.region());
+    entry.offset = std::min<std::size_t>(line_begins[entry.line - 1] + column_of(place) - 1, text.size());
+    entry.source = text.substr(entry.offset, length_of(place));
   }
 
   std::string_view text;
