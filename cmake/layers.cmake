@@ -1,15 +1,19 @@
 # How every target of the project is built: language level, warnings, sanitizers, and the two helpers
 # with which layers and tests declare themselves.
 
-set(CMAKE_CXX_STANDARD 20)
+if(NOT CMAKE_CXX_STANDARD)
+  set(CMAKE_CXX_STANDARD 20)
+elseif(CMAKE_CXX_STANDARD LESS 20 OR CMAKE_CXX_STANDARD GREATER 90)
+  message(FATAL_ERROR "CMAKE_CXX_STANDARD is ${CMAKE_CXX_STANDARD}, expected 20 or later")
+endif()
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
-set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
@@ -43,10 +47,11 @@ if(STATIONS_MAINTENANCE_COVERAGE)
   add_link_options(--coverage)
 endif()
 
+option(STATIONS_MAINTENANCE_WARNINGS_AS_ERRORS "End the build at a compiler's warning, as the presets do" OFF)
 add_library(stations_maintenance_warnings INTERFACE)
 target_compile_options(stations_maintenance_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
-  -Wold-style-cast -Wcast-qual -Wformat=2 -Werror)
+  -Wold-style-cast -Wcast-qual -Wformat=2 $<$<BOOL:${STATIONS_MAINTENANCE_WARNINGS_AS_ERRORS}>:-Werror>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # Left out are three warnings with which GCC 12, once it optimises, meets the standard library's streams (null
   # dereference) and strings (restrict), and the frames of Asio's coroutines (mismatched new and delete).
@@ -80,11 +85,12 @@ endfunction()
 
 # add_layer(<name> [SHARED namespace] SOURCES ... [PUBLIC_LINK ...] [PRIVATE_LINK ...] [INCLUDE dir] [PRECOMPILE headers])
 # One static library with an include root of its own, so that an include against the layering does not compile; or a
-# shared one that shows a namespace.
+# shared one that shows a namespace, which others link as stations_maintenance::<name>, built here or installed.
 function(add_layer name)
   cmake_parse_arguments(ARG "" "SHARED;INCLUDE" "SOURCES;PUBLIC_LINK;PRIVATE_LINK;PRECOMPILE" ${ARGN})
   if(ARG_SHARED)
     add_library(${name} SHARED ${ARG_SOURCES})
+    add_library(stations_maintenance::${name} ALIAS ${name})
     show_only(${name} ${ARG_SHARED})
     # Whoever links it meets its headers, which are written in this level of the language.
     target_compile_features(${name} PUBLIC cxx_std_20)

@@ -13,6 +13,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "end_to_
 from site_case import SiteCase  # noqa: E402
 
 BUILD = pathlib.Path(os.environ["BUILD_FOLDER"])
+PROJECT = pathlib.Path(__file__).resolve().parent.parent.parent
 CONSUMER = pathlib.Path(__file__).resolve().parent / "consumer"
 
 # The namespaces whose marked classes each library shows.
@@ -71,11 +72,63 @@ class Package(SiteCase):
         code, output, errors = run("cmake", "--build", build)
         self.assertEqual(code, 0, output + errors)
 
-        site = self.make_site()
-        site.start_site()
-        site.start_host()
-        code, output, errors = run(build / "consumer", environment=site.environment)
-        self.assertEqual((code, output), (0, "stations_maintenance_service\nanswered\n"), errors)
+        self.check_consumer(build / "consumer", {})
+
+    def test_a_consumer_without_cmake_finds_the_libraries_by_pkg_config(self):
+        packages = self.installed("mura_common.pc").parent
+        environment = {"PKG_CONFIG_PATH": str(packages)}
+        code, flags, errors = run("pkg-config", "--cflags", "--libs", "stations_maintenance_service_lib",
+                                  "stations_maintenance_client", environment=environment)
+        self.assertEqual(code, 0, errors)
+        program = self.state / "consumer"
+        code, output, errors = run(os.environ["BUILD_COMPILER"], "-std=c++20", *os.environ["BUILD_FLAGS"].split(),
+                                   CONSUMER / "main.cpp", "-o", program, *flags.split())
+        self.assertEqual(code, 0, output + errors)
+        self.check_consumer(program, {"LD_LIBRARY_PATH": str(packages.parent)})
+
+    def test_a_consumer_that_asks_for_a_component_that_is_not_there_is_told(self):
+        for component, expected in (("client", 0), ("service", 0), ("garage", 1)):
+            with self.subTest(component):
+                source = self.state / component
+                source.mkdir()
+                (source / "CMakeLists.txt").write_text(
+                    "cmake_minimum_required(VERSION 3.25)\nproject(asks LANGUAGES CXX)\n"
+                    f"find_package(stations_maintenance REQUIRED COMPONENTS {component})\n")
+                code, _, errors = run("cmake", "-S", source, "-B", source / "build",
+                                      f"-DCMAKE_PREFIX_PATH={self.staging}",
+                                      f"-DCMAKE_CXX_COMPILER={os.environ['BUILD_COMPILER']}")
+                self.assertEqual(code, expected, errors)
+
+    def test_a_project_that_embeds_the_sources_links_the_names_of_the_package(self):
+        source = self.state / "embedder"
+        source.mkdir()
+        (source / "main.cpp").write_text("int main() {}\n")
+        (source / "CMakeLists.txt").write_text(
+            "cmake_minimum_required(VERSION 3.25)\nproject(embedder LANGUAGES CXX)\n"
+            f"add_subdirectory({PROJECT} maintenance)\nadd_executable(embedder main.cpp)\n"
+            "target_link_libraries(embedder PRIVATE stations_maintenance::stations_maintenance_client)\n"
+            "if(TARGET stations_maintenance::stations_maintenance_service_lib OR TARGET tavi_site)\n"
+            '  message(FATAL_ERROR "there is more than the client")\nendif()\n')
+        code, _, errors = run("cmake", "-G", "Ninja", "-S", source, "-B", source / "build", "-DCMAKE_CXX_STANDARD=23",
+                              "-DSTATIONS_MAINTENANCE_BUILD_SERVICE=OFF", "-DSTATIONS_MAINTENANCE_BUILD_SITE=OFF",
+                              f"-DCMAKE_CXX_COMPILER={os.environ['BUILD_COMPILER']}")
+        self.assertEqual(code, 0, errors)
+        commands = (source / "build" / "build.ninja").read_text()
+        self.assertNotIn("-Werror", commands)
+        self.assertNotIn("gtest", commands)
+        self.assertIn("-std=c++23", commands)
+
+    def test_each_component_is_installed_by_itself(self):
+        for component, pattern in (("runtime", "lib*.so.*"), ("development", "*.cmake"), ("programs", "bin/*"),
+                                   ("documentation", "LICENSE")):
+            with self.subTest(component):
+                staging = self.state / component
+                code, _, errors = run("cmake", "--install", BUILD, "--prefix", staging,
+                                      "--component", f"stations_maintenance_{component}")
+                self.assertEqual(code, 0, errors)
+                self.assertTrue(list(staging.rglob(pattern)))
+                self.assertEqual(bool(list(staging.rglob("*.h"))), component == "development")
+                self.assertEqual(bool(list(staging.rglob("bin/*"))), component == "programs")
 
     def test_the_installed_programs_run_from_where_they_are(self):
         for name in ("stations_maintenance_host", "stations_maintenance_ctl", "tavi_site",
@@ -121,6 +174,14 @@ class Package(SiteCase):
         classes = {symbol.removeprefix("tavi::stations_maintenance::").split("::")[0]
                    for symbol in self.shown_symbols("stations_maintenance_service_lib")}
         self.assertEqual(classes, SERVICE_CLASSES)
+
+    def check_consumer(self, program, environment):
+        """Runs it beside a site and a service, which it asks."""
+        site = self.make_site()
+        site.start_site()
+        site.start_host()
+        code, output, errors = run(program, environment={**environment, **site.environment})
+        self.assertEqual((code, output), (0, "stations_maintenance_service\nanswered\n"), errors)
 
     def shown_symbols(self, library):
         """What the library shows to others, without the words before the name of a class's own data."""
