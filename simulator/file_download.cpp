@@ -1,47 +1,33 @@
 #include "file_download.h"
 
 #include <algorithm>
+#include <charconv>
 #include <fstream>
-#include <system_error>
 #include <utility>
-#include <vector>
-
-#include <boost/asio/redirect_error.hpp>
-#include <boost/asio/use_awaitable.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http.hpp>
 
 #include "download_answer.h"
-#include "web_connection.h"
+#include "web_transfer.h"
 
 namespace tavi::simulator {
 
 namespace asio = boost::asio;
-namespace beast = boost::beast;
-namespace beast_http = boost::beast::http;
-using boost::system::error_code;
 
 namespace {
 
-using parser_type = beast_http::response_parser<beast_http::buffer_body>;
-
-constexpr std::size_t chunk_bytes = 64 * 1024;
 constexpr std::size_t sniffed_bytes = 256;
 
-std::string to_text(beast::string_view text) {
-  return {text.data(), text.size()};
-}
-
-download_head read_head(parser_type const& parser) {
-  auto const& answer = parser.get();
+download_head read_head(web_transfer const& transfer) {
   download_head head;
-  head.status = answer.result_int();
-  head.tag = to_text(answer[beast_http::field::etag]);
-  head.content_type = to_text(answer[beast_http::field::content_type]);
-  head.content_range = to_text(answer[beast_http::field::content_range]);
-  head.is_chunked = parser.chunked();
-  if (auto const length = parser.content_length()) {
-    head.length = *length;
+  head.status = transfer.status();
+  head.tag = transfer.field("ETag");
+  head.content_type = transfer.field("Content-Type");
+  head.content_range = transfer.field("Content-Range");
+  head.is_chunked = !transfer.field("Transfer-Encoding").empty();
+  auto const length = transfer.field("Content-Length");
+  std::uint64_t bytes = 0;
+  auto const error = std::from_chars(length.data(), length.data() + length.size(), bytes).ec;
+  if (!head.is_chunked && error == std::errc()) {
+    head.length = bytes;
   }
   return head;
 }
@@ -49,81 +35,39 @@ download_head read_head(parser_type const& parser) {
 }  // namespace
 
 struct file_download::members {
-  members(asio::any_io_executor loop, station_pace const& limits, std::filesystem::path path)
-      : connection(std::move(loop), limits), target(std::move(path)), chunk(chunk_bytes) {}
+  members(asio::any_io_executor const& loop, station_pace const& limits, std::filesystem::path path)
+      : transfer(loop, limits), target(std::move(path)) {}
 
-  [[nodiscard]] beast_http::request<beast_http::empty_body> make_request(web_location const& server) const;
-  [[nodiscard]] asio::awaitable<std::string> fetch(web_location const& server);
-  [[nodiscard]] asio::awaitable<std::string> read_answer();
-  [[nodiscard]] asio::awaitable<std::string> read_body(beast::flat_buffer& buffer, parser_type& parser);
+  [[nodiscard]] web_request make_request();
   [[nodiscard]] std::string prepare(download_head const& head);
-  [[nodiscard]] std::string take(std::size_t size);
+  [[nodiscard]] std::string take(std::string_view piece);
   [[nodiscard]] std::string refuse(std::string reason);
   [[nodiscard]] std::string check_content();
 
-  web_connection connection;
+  web_transfer transfer;
   std::filesystem::path target;
-  std::vector<char> chunk;
   std::ofstream file;
   download_state state;
+  std::string fault;  ///< why this try was broken off from here
   bool may_retry = true;
   std::optional<std::uint64_t> break_at;
   bool is_broken = false;
 };
 
-beast_http::request<beast_http::empty_body> file_download::members::make_request(
-    web_location const& server) const {
-  beast_http::request<beast_http::empty_body> request(beast_http::verb::get, server.path, 11);
-  request.set(beast_http::field::host, host_field(server));
-  request.set(beast_http::field::user_agent, "charging_station_simulator");
-  request.keep_alive(false);
+web_request file_download::members::make_request() {
+  web_request request;
   if (state.bytes > 0) {
-    request.set(beast_http::field::range, "bytes=" + std::to_string(state.bytes) + "-");
-    request.set(beast_http::field::if_range, state.tag);
+    request.fields = {"Range: bytes=" + std::to_string(state.bytes) + "-", "If-Range: " + state.tag};
   }
+  request.on_head = [this] {
+    fault = prepare(read_head(transfer));
+    return fault.empty();
+  };
+  request.on_body = [this](std::string_view piece) {
+    fault = take(piece);
+    return fault.empty();
+  };
   return request;
-}
-
-/// Each of these says why it failed, and nothing when it did not.
-asio::awaitable<std::string> file_download::members::fetch(web_location const& server) {
-  auto const connected = co_await connection.open(server);
-  if (connected) {
-    co_return "cannot connect to " + host_field(server) + ": " + connected.message();
-  }
-  auto const request = make_request(server);
-  error_code error;
-  connection.expect_progress();
-  co_await beast_http::async_write(connection.stream(), request,
-                                   asio::redirect_error(asio::use_awaitable, error));
-  if (error) {
-    co_return "the transfer broke off: " + error.message();
-  }
-  co_return co_await read_answer();
-}
-
-asio::awaitable<std::string> file_download::members::read_answer() {
-  beast::flat_buffer buffer;
-  parser_type parser;
-  parser.body_limit(boost::none);
-  error_code error;
-  connection.expect_progress();
-  co_await beast_http::async_read_header(connection.stream(), buffer, parser,
-                                         asio::redirect_error(asio::use_awaitable, error));
-  if (error) {
-    co_return "the transfer broke off: " + error.message();
-  }
-  auto const head = read_head(parser);
-  auto fault = prepare(head);
-  if (!fault.empty()) {
-    co_return fault;
-  }
-  fault = co_await read_body(buffer, parser);
-  // What is there is kept for the next try, broken or not.
-  file.close();
-  if (file.fail()) {
-    fault = refuse("cannot write " + target.string());
-  }
-  co_return fault.empty() ? check_content() : fault;
 }
 
 std::string file_download::members::prepare(download_head const& head) {
@@ -146,38 +90,17 @@ std::string file_download::members::prepare(download_head const& head) {
   return file.is_open() ? std::string() : refuse("cannot open " + target.string());
 }
 
-asio::awaitable<std::string> file_download::members::read_body(beast::flat_buffer& buffer,
-                                                               parser_type& parser) {
-  while (!parser.is_done()) {
-    auto& body = parser.get().body();
-    body.data = chunk.data();
-    body.size = chunk.size();
-    error_code error;
-    connection.expect_progress();
-    co_await beast_http::async_read_some(connection.stream(), buffer, parser,
-                                         asio::redirect_error(asio::use_awaitable, error));
-    auto const fault = take(chunk.size() - body.size);
-    if (!fault.empty()) {
-      co_return fault;
-    }
-    if (error && error != beast_http::error::need_buffer) {
-      co_return "the transfer broke off: " + error.message();
-    }
-  }
-  co_return std::string();
-}
-
-std::string file_download::members::take(std::size_t size) {
-  bool const is_breaking = break_at && !is_broken && state.bytes + size >= *break_at;
+std::string file_download::members::take(std::string_view piece) {
+  bool const is_breaking = break_at && !is_broken && state.bytes + piece.size() >= *break_at;
   if (is_breaking) {
-    size = static_cast<std::size_t>(*break_at - std::min(*break_at, state.bytes));
+    piece = piece.substr(0, static_cast<std::size_t>(*break_at - std::min(*break_at, state.bytes)));
     is_broken = true;
   }
-  file.write(chunk.data(), static_cast<std::streamsize>(size));
+  file.write(piece.data(), static_cast<std::streamsize>(piece.size()));
   if (!file) {
     return refuse("cannot write " + target.string());
   }
-  state.bytes += size;
+  state.bytes += piece.size();
   if (state.bytes > largest_firmware) {
     return refuse("the file is larger than a firmware can be");
   }
@@ -206,9 +129,9 @@ std::string file_download::members::refuse(std::string reason) {
   return reason;
 }
 
-file_download::file_download(asio::any_io_executor loop, station_pace const& pace,
+file_download::file_download(asio::any_io_executor const& loop, station_pace const& pace,
                              std::filesystem::path target)
-    : own(std::make_shared<members>(std::move(loop), pace, std::move(target))) {
+    : own(std::make_shared<members>(loop, pace, std::move(target))) {
 }
 
 file_download::~file_download() = default;
@@ -219,24 +142,35 @@ void file_download::break_after(std::optional<std::uint64_t> bytes) {
 
 asio::awaitable<download_outcome> file_download::get(web_location server) {
   auto const self = own;
-  download_outcome outcome;
-  if (self->connection.is_cancelled()) {
-    outcome.reason = "the station was stopped";
-  } else {
-    outcome.reason = co_await self->fetch(server);
-    self->connection.close();
+  self->fault.clear();
+  auto const request = self->make_request();
+  auto reason = co_await self->transfer.run(std::move(server), request);
+  if (self->file.is_open()) {
+    // What is there is kept for the next try, broken or not.
+    self->file.close();
+    if (self->file.fail()) {
+      self->fault = self->refuse("cannot write " + self->target.string());
+    }
   }
-  if (self->state.tag.empty() && !outcome.reason.empty()) {
+  if (!self->fault.empty()) {
+    reason = self->fault;
+  }
+  if (reason.empty()) {
+    reason = self->check_content();
+  }
+  if (self->state.tag.empty() && !reason.empty()) {
     self->state = {};
   }
-  outcome.is_done = outcome.reason.empty();
-  outcome.may_retry = self->may_retry && !self->connection.is_cancelled();
+  download_outcome outcome;
+  outcome.is_done = reason.empty();
+  outcome.may_retry = self->may_retry && !self->transfer.is_cancelled();
   outcome.bytes = self->state.bytes;
+  outcome.reason = std::move(reason);
   co_return outcome;
 }
 
 void file_download::cancel() {
-  own->connection.cancel();
+  own->transfer.cancel();
 }
 
 bool file_download::was_broken() const {

@@ -22,14 +22,15 @@ struct download_outcome {
   std::string reason;       ///< why it failed; empty when done
 };
 
-/// Fetches one file by HTTP GET, streamed through a buffer of fixed size. Used on the event loop's thread.
+/// Fetches one file by HTTP GET, streamed. Used on the event loop's thread.
 ///
 /// A try after a broken one asks for the rest alone, with Range and If-Range, when the server has told a
 /// strong entity tag; a server that sends the whole again is taken at its word.
 class file_download {
  public:
   /// @param loop  runs the transfer  @param pace  its time limits  @param target  the file, made or replaced
-  file_download(boost::asio::any_io_executor loop, station_pace const& pace, std::filesystem::path target);
+  file_download(boost::asio::any_io_executor const& loop, station_pace const& pace,
+                std::filesystem::path target);
   ~file_download();
   file_download(file_download const&) = delete;
   file_download& operator=(file_download const&) = delete;

@@ -27,7 +27,7 @@ class file_upload {
  public:
   /// @param loop  runs the transfer
   /// @param pace  its time limits
-  file_upload(boost::asio::any_io_executor loop, station_pace const& pace);
+  file_upload(boost::asio::any_io_executor const& loop, station_pace const& pace);
   ~file_upload();
   file_upload(file_upload const&) = delete;
   file_upload& operator=(file_upload const&) = delete;
