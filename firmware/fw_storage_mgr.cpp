@@ -2,23 +2,26 @@
 
 #include <algorithm>
 #include <system_error>
+#include <utility>
 
-#include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
+#include "firmware_announcement.h"
+#include "firmware_intake.h"
+#include "firmware_log.h"
+#include "firmware_offer.h"
 #include "firmware_table.h"
 #include "mura_common/file.h"
 #include "mura_common/text.h"
-#include "pending_upload.h"
+#include "tavi/ocpp1_6/i_req_resp_ocpp_1_6_service.h"
+#include "tavi/stations/station_model_provider.h"
 
 namespace tavi::stations_maintenance {
 
 namespace fs = std::filesystem;
-using tavi::logger::log_subtype;
+using infos = std::vector<station_firmware_info>;
 
 namespace {
-
-constexpr unsigned int functional_log_category = 13;
 
 std::chrono::milliseconds milliseconds_of(std::chrono::seconds timeout) {
   // The multiplication must not overflow: what the clock cannot tell is left to the timer.
@@ -45,14 +48,15 @@ void flush_parents(fs::path folder, fs::path const& oldest) {
   }
 }
 
-char const* prefix_of(log_subtype subtype) {
-  switch (subtype) {
-    case log_subtype::firmware_available:
-      return "New firmware available version: ";
-    case log_subtype::firmware_deleted:
-      return "Firmware deleted version: ";
-    default:
-      return "";
+void remove_firmware_file(fs::path const& path) {
+  std::error_code error;
+  if (!fs::exists(path, error)) {
+    return;
+  }
+  if (fs::remove(path, error)) {
+    spdlog::info("[fw_storage_mgr] Deleting firmware file: {}", path.string());
+  } else {
+    spdlog::error("[fw_storage_mgr] Error while deleting firmware file: {}", path.string());
   }
 }
 
@@ -68,7 +72,8 @@ fw_storage_mgr::fw_storage_mgr(tavi::logger::i_logger& logger,
       webserver_token_service(tokens),
       models_table(models),
       firmware_db(firmwares),
-      station_model_provider(supported_models) {
+      station_model_provider(supported_models),
+      uploads(firmware_db) {
 }
 
 fw_storage_mgr::~fw_storage_mgr() = default;
@@ -115,15 +120,132 @@ void fw_storage_mgr::remove_rows_without_file() {
   }
 }
 
-bool fw_storage_mgr::is_my_token(std::string const& token) const {
-  std::lock_guard const lock(pending_mutex);
-  return std::ranges::find(pending_uploads, token, &pending_upload::token) != pending_uploads.end();
+firmware_announcement fw_storage_mgr::announcement() {
+  return {firmware_db, uploads.without_lock(), {max_firmware_stored, max_firmware_by_station}};
 }
 
-void fw_storage_mgr::convert_path_to_uri(std::string& path) {
-  if (!path.empty() && !mura_common::startsWith(path, "/")) {
-    path.insert(0, "/");
+firmware_intake fw_storage_mgr::intake(announced_uploads::view awaited) {
+  return {firmware_db, logger_service, std::move(awaited), storage_path};
+}
+
+firmware_offer fw_storage_mgr::offer(announced_uploads::view awaited) {
+  return {firmware_db, logger_service, std::move(awaited)};
+}
+
+// --- announcement and upload ------------------------------------------------------------------------------
+
+std::int32_t fw_storage_mgr::on_request_add_firmware(std::optional<std::string> const& version,
+                                                     std::vector<std::string> const& models, std::string& uri,
+                                                     unsigned int& firmware_id) {
+  if (!initialized) {
+    spdlog::error("[fw_storage_mgr] Manager not initialized");
+    return announcement_failed;
   }
+  return announcement().announce(webserver_token_service, upload_timeout, version, models, uri, firmware_id);
+}
+
+std::int32_t fw_storage_mgr::check_not_already_exists_and_max_not_reached(
+    std::optional<std::string> const& version, std::vector<std::string> const& models) {
+  return announcement().check(version, models);
+}
+
+bool fw_storage_mgr::get_max_number_reached(std::vector<std::string> const& models, bool& reached) {
+  return announcement().get_max_number_reached(models, reached);
+}
+
+bool fw_storage_mgr::firmware_exists(std::string const& version, std::vector<std::string> const& models) {
+  return uploads.without_lock().is_stored(version, models);
+}
+
+bool fw_storage_mgr::is_my_token(std::string const& token) {
+  return uploads.lock().find(token) != nullptr;
+}
+
+void fw_storage_mgr::on_file_uploaded(std::string const& token, std::string const& file_name,
+                                      std::string const& uploaded_path) {
+  if (!initialized) {
+    spdlog::error("[fw_storage_mgr] Manager not initialized");
+    return;
+  }
+  intake(uploads.lock()).take(token, file_name, uploaded_path);
+}
+
+bool fw_storage_mgr::check_uploaded_file(std::string const& path, unsigned int firmware_id,
+                                         std::vector<std::string> const& models, std::string& hash,
+                                         std::string& version) {
+  return intake(uploads.without_lock()).check(path, firmware_id, models, hash, version);
+}
+
+bool fw_storage_mgr::read_firmware_version_from_file(std::string const& path, std::string& version) {
+  return firmware_intake::read_version(path, version);
+}
+
+void fw_storage_mgr::set_failed_upload(unsigned int firmware_id, station_firmware_status const& status) {
+  uploads.without_lock().fail(firmware_id, status);
+}
+
+void fw_storage_mgr::functional_log(tavi::logger::log_subtype const& subtype,
+                                    station_firmware_info const& info) {
+  write_firmware_log(logger_service, subtype, info);
+}
+
+// --- queries and deletion ---------------------------------------------------------------------------------
+
+std::optional<station_firmware_info> fw_storage_mgr::get_firmware_from_id(unsigned int firmware_id) {
+  return offer(uploads.lock()).find(firmware_id);
+}
+
+std::optional<infos> fw_storage_mgr::get_all_firmwares() {
+  return offer(uploads.lock()).get_all();
+}
+
+std::int32_t fw_storage_mgr::delete_firmware(unsigned int firmware_id) {
+  if (uploads.without_lock().forget_failed(firmware_id)) {
+    return deleted;
+  }
+  auto const info = get_firmware_from_id(firmware_id);
+  if (!info) {
+    spdlog::error("[fw_storage_mgr] No firmware found with ID: {}", firmware_id);
+    return unknown_firmware;
+  }
+  uploads.lock().forget(firmware_id);
+  auto const removed = firmware_db.remove_firmware(firmware_id);
+  if (!removed) {
+    spdlog::error("[fw_storage_mgr] Failed to remove firmware with id: {} from database", firmware_id);
+  }
+  if (!info->path.empty()) {
+    remove_firmware_file(convert_uri_to_path(info->path));
+  }
+  functional_log(tavi::logger::log_subtype::firmware_deleted, *info);
+  return removed ? deleted : row_not_removed;
+}
+
+std::optional<infos> fw_storage_mgr::get_available_firmware_for_station(unsigned int station_id) {
+  auto offered = offer(uploads.lock());
+  auto const station = ocpp_service.get_charging_station(station_id);
+  if (!station) {
+    return std::nullopt;
+  }
+  auto const* const model = station_model_provider.find_station_model(station->vendor, station->model);
+  if (model == nullptr) {
+    spdlog::error("[fw_storage_mgr] Unknown station model {} of vendor {}", station->model, station->vendor);
+    return std::nullopt;
+  }
+  return offered.get_available(*model);
+}
+
+void fw_storage_mgr::set_status_in_firmware_status(station_firmware_info& info) {
+  offer(uploads.without_lock()).set_status(info);
+}
+
+bool fw_storage_mgr::remove_firmware_without_file(station_firmware_info const& info) {
+  return offer(uploads.without_lock()).remove_without_file(info);
+}
+
+// --- paths ------------------------------------------------------------------------------------------------
+
+void fw_storage_mgr::convert_path_to_uri(std::string& path) {
+  firmware_offer::convert_path_to_uri(path);
 }
 
 fs::path fw_storage_mgr::convert_uri_to_path(std::string const& uri) const {
@@ -133,82 +255,6 @@ fs::path fw_storage_mgr::convert_uri_to_path(std::string const& uri) const {
   // Appended with its "/" it would replace the current directory.
   auto const relative = mura_common::startsWith(uri, "/") ? uri.substr(1) : uri;
   return fs::current_path() / relative;
-}
-
-bool fw_storage_mgr::read_firmware_version_from_file(std::string const& /*path*/, std::string& /*version*/) {
-  spdlog::error("[fw_storage_mgr] NOT IMPLEMENTED");
-  return false;
-}
-
-fw_storage_mgr::pending_iterator fw_storage_mgr::find_pending(unsigned int firmware_id) {
-  return std::ranges::find(pending_uploads, firmware_id, &pending_upload::firmware_id);
-}
-
-void fw_storage_mgr::set_status_in_firmware_status(station_firmware_info& info) {
-  auto const pending = find_pending(info.id);
-  if (pending != pending_uploads.end()) {
-    info.status = pending->status;
-    if (info.status == station_firmware_status::failed) {
-      set_failed_upload(info.id, station_firmware_status::failed);
-    }
-    return;
-  }
-  if (info.path.empty() || info.hash.empty()) {
-    info.status = station_firmware_status::failed;
-  } else if (info.version.empty()) {
-    info.status = station_firmware_status::without_version;
-  } else {
-    info.status = station_firmware_status::available;
-  }
-}
-
-bool fw_storage_mgr::remove_firmware_without_file(station_firmware_info const& info) {
-  if (info.status != station_firmware_status::available || info.path.empty()) {
-    return false;
-  }
-  std::error_code error;
-  if (fs::exists(info.path, error)) {
-    return false;
-  }
-  if (error) {
-    spdlog::warn("[fw_storage_mgr] An error occurred while testing if file {} exists", info.path);
-    return false;
-  }
-  spdlog::warn("[fw_storage_mgr] Firmware with id {} is available but does not have file at {}", info.id,
-               info.path);
-  auto const removed = firmware_db.remove_firmware(info.id);
-  if (removed) {
-    spdlog::info("[fw_storage_mgr] Firmware with ID {} has be removed from database", info.id);
-  }
-  // Nobody can use the firmware any more, so operators are told even when its row remains.
-  functional_log(log_subtype::firmware_deleted, info);
-  return removed;
-}
-
-void fw_storage_mgr::set_failed_upload(unsigned int firmware_id, station_firmware_status const& status) {
-  auto row = firmware_db.get_firmware(firmware_id);
-  if (row) {
-    row->status = status;
-    failed_uploads.push_back(*row);
-    if (!firmware_db.remove_firmware(firmware_id)) {
-      spdlog::warn("[fw_storage_mgr] Failed to remove failed upload for firmware with ID from DB");
-    }
-  }
-  auto const upload = find_pending(firmware_id);
-  if (upload == pending_uploads.end()) {
-    return;
-  }
-  upload->timer.reset();
-  if (!row) {
-    failed_uploads.push_back({firmware_id, upload->version.value_or(""), "", 0, "", upload->models, status});
-  }
-  pending_uploads.erase(upload);
-}
-
-void fw_storage_mgr::functional_log(log_subtype const& subtype, station_firmware_info const& info) {
-  logger_service.send_functional_log(functional_log_category, subtype,
-                                     fmt::format("{}{} id={} for models: {}", prefix_of(subtype),
-                                                 info.version, info.id, fmt::join(info.models, ", ")));
 }
 
 }  // namespace tavi::stations_maintenance

@@ -3,12 +3,11 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
-#include <list>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "announced_uploads.h"
 #include "stations_maintenance/station_firmware_info.h"
 #include "tavi/logger/i_logger.h"
 
@@ -24,6 +23,9 @@ class i_req_resp_webserver_token_service;
 
 namespace tavi::stations_maintenance {
 
+class firmware_announcement;
+class firmware_intake;
+class firmware_offer;
 class firmware_table;
 class stations_model_table;
 
@@ -43,13 +45,14 @@ class stations_model_table;
 /// that stand there.
 ///
 /// Constructed without limits; `init` is called once, before anything else. Requests and events come one at a
-/// time; the time-outs run beside them and touch nothing but the status of their own upload. A mutex guards
-/// announced and failed uploads while they are looked up; announcing and forgetting a failed upload do
-/// without.
+/// time; the time-outs run beside them and touch nothing but the status of their own upload. Queries and the
+/// reception of a file hold the mutex of the announced uploads for their whole work; announcing, forgetting a
+/// failed upload and the single steps that are offered by themselves do without.
+///
+/// The work is done by `firmware_announcement`, `firmware_intake` and `firmware_offer`, made for each call.
 class fw_storage_mgr {
  public:
-  /// One announced upload; defined in pending_upload.h.
-  struct pending_upload;
+  using pending_upload = stations_maintenance::pending_upload;
 
   /// Outcome of an announcement: accepted.
   static constexpr std::int32_t accepted = 0;
@@ -122,7 +125,7 @@ class fw_storage_mgr {
 
   /// Whether an announced upload has exactly this token, one whose time is over but was not noticed yet
   /// included.
-  [[nodiscard]] bool is_my_token(std::string const& token) const;
+  [[nodiscard]] bool is_my_token(std::string const& token);
   /// Takes an announced firmware's file: copies it durably into the store, readable for everybody, hashes it
   /// and completes the row.
   ///
@@ -134,7 +137,7 @@ class fw_storage_mgr {
   /// @param uploaded_path  where the web server put it
   void on_file_uploaded(std::string const& token, std::string const& file_name,
                         std::string const& uploaded_path);
-  /// Hashes a file that was copied into the store and finds out its version. Called under the mutex.
+  /// Hashes a file that was copied into the store and finds out its version. Takes no lock.
   /// @param path         the copy
   /// @param firmware_id  the announced firmware; made a failed upload when the answer is false
   /// @param models       that it was announced for; must not be used after a false answer, which ends
@@ -186,7 +189,7 @@ class fw_storage_mgr {
   /// @return false, with a line in the log and `version` unchanged
   [[nodiscard]] bool read_firmware_version_from_file(std::string const& path, std::string& version);
   /// Fills a record's status from the announced uploads and from the record itself; one whose time is over
-  /// becomes a failed upload. Takes no lock: queries call it under the mutex.
+  /// becomes a failed upload. Takes no lock.
   void set_status_in_firmware_status(station_firmware_info& info);
   /// Removes the row of an available firmware whose file has vanished, and tells operators.
   /// @param info  with its status and its stored path, not its URI
@@ -195,15 +198,10 @@ class fw_storage_mgr {
   [[nodiscard]] bool remove_firmware_without_file(station_firmware_info const& info);
 
  private:
-  using pending_iterator = std::list<pending_upload>::iterator;
   void remove_rows_without_file();
-  void take_back(unsigned int firmware_id);
-  [[nodiscard]] bool copy_into_store(unsigned int firmware_id, std::string const& uploaded_path,
-                                     std::string const& destination);
-  [[nodiscard]] bool complete_firmware(pending_iterator upload, std::string const& uploaded_path,
-                                       std::string const& destination, std::uint64_t size);
-  [[nodiscard]] pending_iterator find_pending(unsigned int firmware_id);
-  void forget_pending(unsigned int firmware_id);
+  [[nodiscard]] firmware_announcement announcement();
+  [[nodiscard]] firmware_intake intake(announced_uploads::view awaited);
+  [[nodiscard]] firmware_offer offer(announced_uploads::view awaited);
 
   bool initialized = false;
   tavi::logger::i_logger& logger_service;
@@ -215,10 +213,8 @@ class fw_storage_mgr {
   std::string storage_path;
   unsigned int max_firmware_stored = 0;
   unsigned int max_firmware_by_station = 0;
-  std::list<pending_upload> pending_uploads;
-  std::vector<station_firmware_info> failed_uploads;
+  announced_uploads uploads;
   std::chrono::milliseconds upload_timeout{0};
-  mutable std::mutex pending_mutex;
 };
 
 }  // namespace tavi::stations_maintenance

@@ -6,11 +6,10 @@
 
 namespace tavi::stations_maintenance {
 
-fw_storage_mgr::pending_upload::pending_upload(std::chrono::milliseconds const& timeout,
-                                               std::string const& upload_token, unsigned int id,
-                                               std::optional<std::string> const& announced_version,
-                                               std::vector<std::string> const& announced_models,
-                                               station_firmware_status initial_status)
+pending_upload::pending_upload(std::chrono::milliseconds const& timeout, std::string const& upload_token,
+                               unsigned int id, std::optional<std::string> const& announced_version,
+                               std::vector<std::string> const& announced_models,
+                               station_firmware_status initial_status)
     : token(upload_token),
       firmware_id(id),
       version(announced_version),

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "fw_storage_mgr.h"
 #include "mura_common/timer.h"
 #include "stations_maintenance/station_firmware_info.h"
 
@@ -17,9 +16,9 @@ namespace tavi::stations_maintenance {
 ///
 /// The status is `pending_upload` until the file arrives (`being_processed`) or the time is over (`failed`).
 /// The time-out writes a line into the log and then the status, from a thread of the timers, and touches
-/// nothing else; all other members keep the
-/// values given at the announcement. An upload stays where it was built, because its timer refers to it.
-struct fw_storage_mgr::pending_upload {
+/// nothing else; all other members keep the values given at the announcement. An upload stays where it was
+/// built, because its timer refers to it.
+struct pending_upload {
   /// Keeps the values and starts the time-out; one below 1 ms is over at once, one too long for the clock
   /// never is.
   pending_upload(std::chrono::milliseconds const& timeout, std::string const& upload_token, unsigned int id,

@@ -3,8 +3,8 @@
 #include <filesystem>
 #include <functional>
 
-/// While it lives, tells a function of the test's own what is being flushed to disk: a file or a folder, by its
-/// path, before it happens.
+/// While it lives, tells a function of the test's own what is being flushed to disk: a file or a folder, by
+/// its path, before it happens.
 ///
 /// One at a time, for flushes by the thread that made it only; those of the database are among them.
 class flush_hook {

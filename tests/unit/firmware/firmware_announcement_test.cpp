@@ -125,6 +125,14 @@ TEST_F(FirmwareAnnouncement, AdmitsAVersionThatIsOnlyAnnouncedYet) {
   EXPECT_FALSE(manager.firmware_exists("1.0", {"X7"}));
 }
 
+TEST_F(FirmwareAnnouncement, AdmitsAVersionWhoseUploadIsOverdueThoughNobodyHasLookedAtItYet) {
+  auto const overdue = given_overdue("1.0");
+  EXPECT_FALSE(manager.firmware_exists("1.0", {"X7"}));
+  EXPECT_EQ(run.announce("1.0").code, 0);
+  // The first one's row is still there, so nothing but its announcement told that it is not stored.
+  EXPECT_THAT(run.row_ids(), ElementsAre(overdue.id, overdue.id + 1));
+}
+
 TEST_F(FirmwareAnnouncement, CountsAPlaceholderLeftByAFailureAsAStoredVersion) {
   ASSERT_TRUE(run.init());
   unsigned int id = 0;

@@ -77,6 +77,18 @@ TEST_F(FirmwareDeletion, ForgetsAFailedUploadAndNothingElse) {
   EXPECT_EQ(manager.delete_firmware(one.id), 1);
 }
 
+TEST_F(FirmwareDeletion, OfOneFailedUploadLeavesThoseBeforeAndAfterIt) {
+  ASSERT_TRUE(run.init());
+  std::vector<unsigned int> ids;
+  for (auto const* const version : {"1", "2", "3", "4"}) {
+    ids.push_back(run.announce(version).id);
+    manager.set_failed_upload(ids.back(), status::failed);
+  }
+  EXPECT_EQ(manager.delete_firmware(ids[1]), 0);
+  EXPECT_THAT(run.listed(), ElementsAre(Pair(ids[0], status::failed), Pair(ids[2], status::failed),
+                                        Pair(ids[3], status::failed)));
+}
+
 TEST_F(FirmwareDeletion, EndsAnAnnouncedUploadWhoseTokenIsUnknownFromThenOn) {
   ASSERT_TRUE(run.init());
   auto const one = run.announce("1");

@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "announced_uploads.h"
+#include "awaited_upload.h"
 #include "log_capture.h"
 #include "manager_run.h"
 #include "temporary_folder.h"

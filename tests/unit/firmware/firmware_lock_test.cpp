@@ -30,6 +30,8 @@ void PrintTo(waiting_case const& one, std::ostream* out) {
 
 class WhileAFileIsProcessed : public FirmwareManagerTest, public testing::WithParamInterface<waiting_case> {};
 
+using WhileAnotherFileIsProcessed = FirmwareManagerTest;
+
 TEST_P(WhileAFileIsProcessed, WaitsForTheOutcome) {
   ASSERT_TRUE(run.init());
   ON_CALL(run.ocpp, get_charging_station(5))
@@ -58,6 +60,25 @@ TEST_P(WhileAFileIsProcessed, WaitsForTheOutcome) {
 
   ASSERT_TRUE(hook.has_run());
   EXPECT_EQ(asked.get(), status::available);
+}
+
+TEST_F(WhileAnotherFileIsProcessed, AFirmwareIsAnnouncedAndAFailedUploadForgottenAtOnce) {
+  ASSERT_TRUE(run.init());
+  auto const failed = run.announce("1.1");
+  manager.set_failed_upload(failed.id, status::failed);
+  auto const one = run.announce("1.2");
+  std::future<void> asked;
+  file_mode_hook const hook(file_mode_hook::call::by_name, [&] {
+    asked = std::async(std::launch::async, [&] {
+      EXPECT_EQ(run.announce("1.3").code, 0);
+      EXPECT_EQ(manager.delete_firmware(failed.id), 0);
+    });
+    EXPECT_EQ(asked.wait_for(patience), std::future_status::ready);
+    return 0;
+  });
+  manager.on_file_uploaded(manager_run::token_of(one), "fw.bin", run.given_uploaded("fw.bin", "content"));
+  ASSERT_TRUE(hook.has_run());
+  asked.get();
 }
 
 status status_of_first(manager_run& run) {

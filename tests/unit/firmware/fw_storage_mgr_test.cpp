@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "firmware_fixture.h"
+#include "flush_hook.h"
 
 namespace tavi::stations_maintenance {
 namespace {
@@ -32,6 +33,15 @@ TEST_F(FirmwareStore, MakesItsDirectoryWithAllParents) {
   EXPECT_TRUE(run.init({}, in_folder("a/b/store")));
   EXPECT_TRUE(fs::is_directory(in_folder("a/b/store")));
   EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(FirmwareStore, MakesItsDirectoryAndTheNewOnesAboveItLast) {
+  std::vector<std::string> flushed;
+  {
+    flush_hook const hook([&](fs::path const& path) { flushed.push_back(path.string()); });
+    ASSERT_TRUE(run.init({}, in_folder("a/b/store")));
+  }
+  EXPECT_THAT(flushed, ElementsAre(in_folder("a/b"), in_folder("a"), folder.path().string()));
 }
 
 TEST_F(FirmwareStore, MakesARelativeDirectoryBelowTheCurrentOne) {

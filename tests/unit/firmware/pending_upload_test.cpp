@@ -12,7 +12,7 @@
 namespace tavi::stations_maintenance {
 namespace {
 
-using pending = fw_storage_mgr::pending_upload;
+using pending = pending_upload;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using namespace std::chrono_literals;

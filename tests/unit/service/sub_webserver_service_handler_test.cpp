@@ -6,7 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "announced_uploads.h"
+#include "awaited_upload.h"
 #include "diagnostic_fixture.h"
 #include "manager_run.h"
 

@@ -8,6 +8,7 @@
 
 #include "file_mode_hook.h"
 #include "firmware_fixture.h"
+#include "flush_hook.h"
 #include "mura_common/hash.h"
 #include "mura_common/text.h"
 
@@ -109,6 +110,23 @@ TEST_F(FirmwareUpload, StoresInARelativeDirectoryByItsRelativePath) {
   EXPECT_EQ(content_of(in_folder("fw/1_fw.bin")), "content");
 }
 
+TEST_F(FirmwareUpload, IsFlushedBeforeItHasItsNameAndItsFolderAfterIt) {
+  ASSERT_TRUE(run.init());
+  given_announced();
+  std::vector<std::string> flushed;
+  {
+    flush_hook const hook([&](fs::path const& path) {
+      if (path == in_folder("store")) {
+        flushed.push_back(stored_names().contains("1_fw.bin") ? "folder with the name" : "folder before");
+      } else if (path.parent_path() == in_folder("store")) {
+        flushed.push_back(stored_names().contains("1_fw.bin") ? "file with its name" : "file");
+      }
+    });
+    upload();
+  }
+  EXPECT_THAT(flushed, ElementsAre("file", "folder with the name"));
+}
+
 TEST_F(FirmwareUpload, StoresAnEmptyFileToo) {
   ASSERT_TRUE(run.init());
   given_announced();
@@ -177,7 +195,7 @@ TEST_F(FirmwareUpload, IsBeingProcessedUntilItsFileIsStored) {
   given_announced();
   auto seen = status::none;
   file_mode_hook const hook(file_mode_hook::call::by_name, [&] {
-    seen = announced_uploads_of(manager).front().status;
+    seen = awaited_upload(manager, "token 1")->status;
     return 0;
   });
   upload();

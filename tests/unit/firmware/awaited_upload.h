@@ -1,15 +1,15 @@
 #pragma once
 
-#include <list>
 #include <string>
 
+#include "fw_storage_mgr.h"
 #include "log_capture.h"
-#include "pending_upload.h"
 
 namespace tavi::stations_maintenance {
 
-/// The uploads that a manager awaits, as they are at this moment; every query would bring them up to date.
-std::list<fw_storage_mgr::pending_upload>& announced_uploads_of(fw_storage_mgr& manager);
+/// The upload that a manager awaits under a token, as it is at this moment; every query would bring it up to
+/// date. Null when there is none.
+pending_upload* awaited_upload(fw_storage_mgr& manager, std::string const& token);
 
 /// Waits until the time of an announced upload is over: logged, and noted in its status. Nothing looks at the
 /// upload meanwhile. No further request or event may come in before this returns.

@@ -1,15 +1,17 @@
-#include <algorithm>
+#include "firmware_intake.h"
+
+#include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
+#include "firmware_log.h"
 #include "firmware_table.h"
-#include "fw_storage_mgr.h"
 #include "mura_common/file.h"
 #include "mura_common/hash.h"
 #include "mura_common/text.h"
-#include "pending_upload.h"
 
 namespace tavi::stations_maintenance {
 
@@ -26,15 +28,15 @@ void remove_if_there(std::string const& path) {
 
 }  // namespace
 
-void fw_storage_mgr::on_file_uploaded(std::string const& token, std::string const& file_name,
-                                      std::string const& uploaded_path) {
-  if (!initialized) {
-    spdlog::error("[fw_storage_mgr] Manager not initialized");
-    return;
-  }
-  std::lock_guard const lock(pending_mutex);
-  auto const upload = std::ranges::find(pending_uploads, token, &pending_upload::token);
-  if (upload == pending_uploads.end() || upload->status != station_firmware_status::pending_upload) {
+firmware_intake::firmware_intake(firmware_table& firmwares, tavi::logger::i_logger& operators,
+                                 announced_uploads::view awaited, std::string const& directory)
+    : firmware_db(firmwares), logger(operators), uploads(std::move(awaited)), storage_path(directory) {
+}
+
+void firmware_intake::take(std::string const& token, std::string const& file_name,
+                           std::string const& uploaded_path) {
+  auto* const upload = uploads.find(token);
+  if (upload == nullptr || upload->status != station_firmware_status::pending_upload) {
     return;
   }
   // A time-out that is being noted at this moment comes too late, and must not write the status afterwards.
@@ -44,23 +46,22 @@ void fw_storage_mgr::on_file_uploaded(std::string const& token, std::string cons
       (fs::path(storage_path) / fmt::format("{}_{}", upload->firmware_id, file_name)).string();
   std::error_code ignored;
   auto const size = fs::file_size(uploaded_path, ignored);  // the largest number when it cannot be told
-  // A file that stood at the destination already is not ours to remove.
-  if (copy_into_store(upload->firmware_id, uploaded_path, destination) &&
-      !complete_firmware(upload, uploaded_path, destination, size)) {
+  if (!copy_into_store(uploaded_path, destination)) {
+    // A file that stood at the destination already is not ours to remove.
+    uploads.fail(upload->firmware_id, station_firmware_status::failed);
+  } else if (!complete(*upload, uploaded_path, destination, size)) {
     remove_if_there(destination);
   }
   remove_if_there(uploaded_path);
 }
 
-bool fw_storage_mgr::copy_into_store(unsigned int firmware_id, std::string const& uploaded_path,
-                                     std::string const& destination) {
+bool firmware_intake::copy_into_store(std::string const& uploaded_path, std::string const& destination) {
   std::error_code error;
   std::error_code ignored;
   if (!mura_common::copy_file_durably(uploaded_path, destination, error) ||
       !fs::exists(destination, ignored)) {
     spdlog::error("[fw_storage_mgr] Fail to move file {} to {}. Error: {}", uploaded_path, destination,
                   error.message());
-    set_failed_upload(firmware_id, station_firmware_status::failed);
     return false;
   }
   fs::permissions(destination, fs::perms::others_read, fs::perm_options::add, error);
@@ -71,55 +72,58 @@ bool fw_storage_mgr::copy_into_store(unsigned int firmware_id, std::string const
   return true;
 }
 
-bool fw_storage_mgr::complete_firmware(pending_iterator upload, std::string const& uploaded_path,
-                                       std::string const& destination, std::uint64_t size) {
-  auto const firmware_id = upload->firmware_id;
-  auto version = upload->version.value_or("");
+bool firmware_intake::complete(pending_upload& upload, std::string const& uploaded_path,
+                               std::string const& destination, std::uint64_t size) {
+  auto const firmware_id = upload.firmware_id;
+  auto version = upload.version.value_or("");
   std::string hash;
-  if (!check_uploaded_file(destination, firmware_id, upload->models, hash, version)) {
+  if (!check(destination, firmware_id, upload.models, hash, version)) {
     return false;
   }
   if (!firmware_db.update_stored_firmware_info(firmware_id, version, destination, size, hash)) {
     spdlog::error("[fw_storage_mgr] Failed to add firmware {} in database", uploaded_path);
-    set_failed_upload(firmware_id, station_firmware_status::failed);
-    return false;
+    return refuse(firmware_id);
   }
   auto const row = firmware_db.get_firmware(firmware_id);
   if (row) {
-    functional_log(tavi::logger::log_subtype::firmware_available, *row);
+    write_firmware_log(logger, tavi::logger::log_subtype::firmware_available, *row);
   }
-  upload->timer.reset();
   spdlog::info("[fw_storage_mgr] firmware with id {} added to DB and remove from pending", firmware_id);
-  pending_uploads.erase(upload);
+  uploads.forget(firmware_id);
   return true;
 }
 
-bool fw_storage_mgr::check_uploaded_file(std::string const& path, unsigned int firmware_id,
-                                         std::vector<std::string> const& models, std::string& hash,
-                                         std::string& version) {
+bool firmware_intake::check(std::string const& path, unsigned int firmware_id,
+                            std::vector<std::string> const& models, std::string& hash, std::string& version) {
   std::error_code ignored;
   if (!fs::exists(path, ignored)) {
     spdlog::error("[fw_storage_mgr] No file found at path {}", path);
-    set_failed_upload(firmware_id, station_firmware_status::failed);
-    return false;
+    return refuse(firmware_id);
   }
   hash = mura_common::toHexString(mura_common::computeFileHash(mura_common::Sha2::Type::sha256, path));
   if (hash.empty()) {
     spdlog::error("[fw_storage_mgr] Fail to compute hash of file: {}", path);
-    set_failed_upload(firmware_id, station_firmware_status::failed);
-    return false;
+    return refuse(firmware_id);
   }
-  if (version.empty() && !read_firmware_version_from_file(path, version)) {
+  if (version.empty() && !read_version(path, version)) {
     spdlog::error("[fw_storage_mgr] Version cannot be retrieved");
-    set_failed_upload(firmware_id, station_firmware_status::without_version);
-    return false;
+    return refuse(firmware_id, station_firmware_status::without_version);
   }
-  if (firmware_exists(version, models)) {
+  if (uploads.is_stored(version, models)) {
     spdlog::warn("[fw_storage_mgr] A firmware already exists upload is ignored for file {}", path);
-    set_failed_upload(firmware_id, station_firmware_status::failed);
-    return false;
+    return refuse(firmware_id);
   }
   return true;
+}
+
+bool firmware_intake::read_version(std::string const& /*path*/, std::string& /*version*/) {
+  spdlog::error("[fw_storage_mgr] NOT IMPLEMENTED");
+  return false;
+}
+
+bool firmware_intake::refuse(unsigned int firmware_id, station_firmware_status status) {
+  uploads.fail(firmware_id, status);
+  return false;
 }
 
 }  // namespace tavi::stations_maintenance

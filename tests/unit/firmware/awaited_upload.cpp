@@ -1,26 +1,24 @@
-#include "announced_uploads.h"
+#include "awaited_upload.h"
 
-#include <algorithm>
+#include <chrono>
 
 namespace tavi::stations_maintenance {
 
 namespace {
 
-using uploads = std::list<fw_storage_mgr::pending_upload>;
-
-uploads& opened(fw_storage_mgr& manager);
+announced_uploads& opened(fw_storage_mgr& manager);
 
 /// An explicit instantiation may name what is private.
-template <uploads fw_storage_mgr::*Member>
+template <announced_uploads fw_storage_mgr::*Member>
 struct opener {
-  friend uploads& opened(fw_storage_mgr& manager) { return manager.*Member; }
+  friend announced_uploads& opened(fw_storage_mgr& manager) { return manager.*Member; }
 };
-template struct opener<&fw_storage_mgr::pending_uploads>;
+template struct opener<&fw_storage_mgr::uploads>;
 
 }  // namespace
 
-uploads& announced_uploads_of(fw_storage_mgr& manager) {
-  return opened(manager);
+pending_upload* awaited_upload(fw_storage_mgr& manager, std::string const& token) {
+  return opened(manager).without_lock().find(token);
 }
 
 bool wait_for_timeout(fw_storage_mgr& manager, log_capture const& log, std::string const& token) {
@@ -29,9 +27,8 @@ bool wait_for_timeout(fw_storage_mgr& manager, log_capture const& log, std::stri
                     std::chrono::minutes(1))) {
     return false;
   }
-  auto& announced = announced_uploads_of(manager);
-  auto const upload = std::ranges::find(announced, token, &fw_storage_mgr::pending_upload::token);
-  if (upload == announced.end()) {
+  auto* const upload = awaited_upload(manager, token);
+  if (upload == nullptr) {
     return true;
   }
   // The line comes before the status.
