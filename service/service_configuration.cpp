@@ -82,4 +82,12 @@ bool store_max_periodic_report(mura_common::IConfigParameterProvider& config, un
                max);
 }
 
+void log_unusable_period(std::chrono::seconds const& period) {
+  spdlog::error(
+      "[station maintenance service] '{}' is {}, a period in seconds that no timer can count: set it to 0 for "
+      "no periodic generation, or to at most 31536000 (a year), in stations_maintenance_service.toml, and "
+      "start again",
+      period_key, period.count());
+}
+
 }  // namespace tavi::stations_maintenance

@@ -42,4 +42,7 @@ struct configuration_values {
 [[nodiscard]] bool store_max_periodic_report(mura_common::IConfigParameterProvider& config,
                                              unsigned int const& max);
 
+/// Says in the log which key keeps periodic generation from starting, with which value, and what to do.
+void log_unusable_period(std::chrono::seconds const& period);
+
 }  // namespace tavi::stations_maintenance

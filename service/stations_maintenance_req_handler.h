@@ -23,9 +23,8 @@ class stations_maintenance_req_handler : public i_req_resp_stations_maintenance_
                                    fw_storage_mgr& firmwares);
 
   std::optional<stations_maintenance_configuration> on_get_configuration() override;
-  /// Saves period, then maximum, then applies both. @return false at the first step that fails; what was
-  /// saved by
-  ///         then stays saved
+  /// Saves period, then maximum, then applies both.
+  /// @return false at the first step that fails; what was saved by then stays saved
   bool on_set_configuration(stations_maintenance_configuration const& configuration) override;
   std::optional<std::vector<station_firmware_info>> on_get_firmwares() override;
   int on_store_firmware(station_firmware_desc const& desc, std::string& out_text,

@@ -8,8 +8,8 @@
 #include "diagnostic_table.h"
 #include "firmware_table.h"
 #include "fw_storage_mgr.h"
+#include "handed_in_events.h"
 #include "service_configuration.h"
-#include "service_hooks.h"
 #include "stations_maintenance/req_resp_stations_maintenance_service_handler.h"
 #include "stations_maintenance_req_handler.h"
 #include "stations_model_table.h"
@@ -42,8 +42,9 @@ struct stations_maintenance_service::members {
   members(stations_maintenance_service& service, tavi::logger::i_logger& logger_client,
           tavi::ocpp1_6::i_req_resp_ocpp_1_6_service& ocpp_client,
           tavi::webserver_token::i_req_resp_webserver_token_service& token_client,
-          tavi::network::i_req_resp_network_service& network_client)
-      : logger(logger_client),
+          tavi::network::i_req_resp_network_service& network_client, event_delivery delivery)
+      : are_events_handed_in(delivery == event_delivery::handed_in),
+        logger(logger_client),
         ocpp(ocpp_client),
         tokens(token_client),
         network(network_client),
@@ -57,7 +58,15 @@ struct stations_maintenance_service::members {
         reports(service.database()),
         firmwares(service.database(), models),
         models(service.database()),
-        firmware(logger, ocpp, tokens, models, firmwares, supported_models) {}
+        firmware(logger, ocpp, tokens, models, firmwares, supported_models),
+        events_of_host(service_name, webserver_handler, stations_handler) {}
+
+  /// Begins to receive events, unless the host hands them in.
+  [[nodiscard]] bool subscribe() {
+    return are_events_handed_in ||
+           (webserver_events.subscribe_to_file_uploaded() && stations_events.subscribe_to_station_deleted() &&
+            stations_events.subscribe_to_station_created());
+  }
 
   /// Ends what calls into the managers, and waits for the request and the events being handled.
   void stop_sources() {
@@ -66,6 +75,7 @@ struct stations_maintenance_service::members {
     stations_events.stop();
   }
 
+  bool const are_events_handed_in;
   tavi::logger::i_logger& logger;
   tavi::ocpp1_6::i_req_resp_ocpp_1_6_service& ocpp;
   tavi::webserver_token::i_req_resp_webserver_token_service& tokens;
@@ -83,6 +93,7 @@ struct stations_maintenance_service::members {
   firmware_table firmwares;
   stations_model_table models;
   fw_storage_mgr firmware;
+  handed_in_events events_of_host;
 };
 
 #pragma GCC diagnostic pop
@@ -91,19 +102,44 @@ stations_maintenance_service::stations_maintenance_service(
     tavi::logger::i_logger& logger, tavi::ocpp1_6::i_req_resp_ocpp_1_6_service& ocpp,
     tavi::webserver_token::i_req_resp_webserver_token_service& tokens,
     tavi::network::i_req_resp_network_service& network)
-    : service(service_name, true), own(std::make_unique<members>(*this, logger, ocpp, tokens, network)) {
+    : stations_maintenance_service(logger, ocpp, tokens, network, event_delivery::subscribed) {
+}
+
+stations_maintenance_service::stations_maintenance_service(
+    tavi::logger::i_logger& logger, tavi::ocpp1_6::i_req_resp_ocpp_1_6_service& ocpp,
+    tavi::webserver_token::i_req_resp_webserver_token_service& tokens,
+    tavi::network::i_req_resp_network_service& network, event_delivery delivery)
+    : service(service_name, true),
+      own(std::make_unique<members>(*this, logger, ocpp, tokens, network, delivery)) {
 }
 
 stations_maintenance_service::~stations_maintenance_service() {
   own->stop_sources();
 }
 
+tavi::webserver_token::i_sub_webserver_token_service_handler& stations_maintenance_service::upload_events() {
+  return own->events_of_host;
+}
+
+tavi::stations::i_sub_charging_stations_service_handler& stations_maintenance_service::station_events() {
+  return own->events_of_host;
+}
+
 bool stations_maintenance_service::do_init() {
+  auto const is_connected =
+      own->logger.init(0) && own->ocpp.init() && own->tokens.init() && own->network.init();
+  // The tables of firmware refer to that of models.
+  if (!is_connected || !own->subscribe() || !own->reports.initTable() || !own->models.initTable() ||
+      !own->firmwares.initTable() || !read_parameters()) {
+    return false;
+  }
+  own->diagnostics.check_sanity();
+  // A file that cannot be used leaves no model, which the table refuses.
   using tavi::stations::station_model_provider;
   auto const file =
       std::filesystem::path(config_dir()) / station_model_provider::DEFAULT_SUPPORTED_STATIONS_FILE;
-  return init_parts(
-      *own, [this] { return read_parameters(); }, file.string());
+  own->supported_models.load(file.string());
+  return own->models.add_stations_models(own->supported_models.get_station_models());
 }
 
 bool stations_maintenance_service::read_parameters() {
@@ -131,11 +167,18 @@ bool stations_maintenance_service::update_max_periodic_diagnostic(unsigned int c
 }
 
 bool stations_maintenance_service::do_start() {
-  return start_parts(*own);
+  if (!own->requests.start()) {
+    return false;
+  }
+  if (own->diagnostics.start_periodic_generation()) {
+    return true;
+  }
+  log_unusable_period(own->diagnostics.get_generation_period());
+  return false;
 }
 
 bool stations_maintenance_service::do_stop() {
-  return stop_parts(*own);
+  return own->requests.stop() && own->diagnostics.stop_periodic_generation();
 }
 
 }  // namespace tavi::stations_maintenance

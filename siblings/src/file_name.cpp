@@ -1,4 +1,4 @@
-#include "file_name.h"
+#include "tavi/file_name.h"
 
 #include <algorithm>
 

@@ -2,9 +2,9 @@
 
 #include <spdlog/spdlog.h>
 
-#include "file_name.h"
 #include "mura_common/ipc_typed.h"
 #include "service_names.h"
+#include "tavi/file_name.h"
 #include "tavi/webserver_token/sub_webserver_token_service.h"
 
 namespace tavi::webserver_token {

@@ -65,6 +65,19 @@ TEST_F(ServiceEvents, MakeAndRemoveAStationsDirectories) {
       "Creating directories for the diagnostic report of station 5"));
 }
 
+TEST_F(ServiceEvents, OfStationsWaitForTheServicesTurn) {
+  std::string const line = "Creating directories for the diagnostic report of station ";
+  ASSERT_TRUE(is_received([&] { stations.publish_station_created(4); }, line + "4"));
+  wait_until_handled();
+  {
+    auto const lane = mura_common::delivery_lane_of("stations_maintenance_service");
+    std::lock_guard const turn(*lane);
+    stations.publish_station_created(5);
+    EXPECT_FALSE(log.wait_for(spdlog::level::info, line + "5", 300ms));
+  }
+  EXPECT_TRUE(log.wait_for(spdlog::level::info, line + "5", 60s));
+}
+
 TEST_F(ServiceEvents, TellOfUploadsThatAreNotItsOwn) {
   EXPECT_TRUE(is_received([&] { uploads.publish_file_uploaded("token", "a.bin", "/nowhere"); },
                           "File a.bin uploaded on tavi"));

@@ -10,11 +10,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "mock_stations_maintenance_handler.h"
 #include "mura_common/delivery.h"
 #include "mura_common/ipc.h"
 #include "mura_common/timer.h"
 #include "service_fixture.h"
 #include "stations_maintenance/req_resp_stations_maintenance_service.h"
+#include "stations_maintenance/req_resp_stations_maintenance_service_handler.h"
 #include "tavi/stations/sub_charging_stations_service.h"
 
 namespace tavi::stations_maintenance {
@@ -102,6 +104,36 @@ TEST_F(ServiceLifecycle, GoesOnAnsweringWhenGenerationCannotBeStarted) {
   ASSERT_TRUE(init());
   EXPECT_FALSE(service.start());
   EXPECT_EQ(ask(), call_failure::none);
+  EXPECT_TRUE(
+      log.holds(spdlog::level::err,
+                "'diagnostic_report.period_for_automatic_generation' is 9223372036854775807, a period "
+                "in seconds that no timer can count: set it to 0"));
+}
+
+TEST_F(ServiceLifecycle, GoesOnGeneratingUntilTheRequestBeingHandledAtItsStopHasEnded) {
+  given_configuration("period_for_automatic_generation", "period_for_automatic_generation = 1");
+  std::promise<void> begun;
+  std::promise<void> may_end;
+  EXPECT_CALL(ocpp, get_charging_station(4)).WillOnce([&] {
+    begun.set_value();
+    may_end.get_future().wait();
+    return std::optional<tavi::stations::charging_station>();
+  });
+  ASSERT_TRUE(init());
+  ASSERT_TRUE(service.start());
+  req_resp_stations_maintenance_service client({.start = 60s, .query = 60s, .station = 60s});
+  auto request = std::async(std::launch::async, [&] { return client.get_charging_station_firmware(4); });
+  begun.get_future().wait();
+  auto stop = std::async(std::launch::async, [&] { return service.stop(0); });
+  // The second run is certainly one after the stop has begun.
+  for (int round = 0; round < 2; ++round) {
+    log.clear();
+    EXPECT_TRUE(
+        log.wait_for(spdlog::level::info, "[diagnostic_manager] Generating period diagnostic reports", 60s));
+  }
+  may_end.set_value();
+  EXPECT_TRUE(stop.get());
+  EXPECT_EQ(request.get().failure, call_failure::none);
 }
 
 /// Requests and events that come one after the other, as long as it lives.
@@ -155,7 +187,9 @@ TEST_F(ServiceLifecycle, EndsWhileRequestsAndEventsComeIn) {
   }
   one.reset();
   log.clear();
-  mura_common::request_server next("stations_maintenance_service");
+  // Requests may reach whoever serves the endpoint next, which is to answer them as the service does.
+  testing::NiceMock<mock_stations_maintenance_handler> next_handler;
+  req_resp_stations_maintenance_service_handler next(next_handler);
   EXPECT_TRUE(next.start());
   for (auto const last = running.rounds + 100; running.rounds < last;) {
     std::this_thread::yield();

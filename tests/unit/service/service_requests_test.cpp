@@ -1,5 +1,6 @@
 #include <chrono>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -252,6 +253,31 @@ TEST_F(ServiceRequests, LeaveEverythingStoredWhenGenerationCannotBeRestarted) {
   EXPECT_THAT(content_of(file()), testing::HasSubstr("period_for_automatic_generation=9223372036854775807#"));
   EXPECT_THAT(content_of(file()), testing::HasSubstr("max_periodic_report_per_station = 7 "));
   EXPECT_EQ(configuration(), (stations_maintenance_configuration{7, true, std::chrono::seconds::max()}));
+}
+
+TEST_F(ServiceRequests, SaveAPeriodThatNoTimerCanCountWithoutLimitsAndTheNextStartNamesItAndTheRemedy) {
+  auto const text = operators_configuration("10", "7200");
+  folder.write(file().filename(), text.substr(0, text.find("[limits")));
+  ASSERT_TRUE(service.stop(0));
+  auto next = std::make_unique<stations_maintenance_service>(logger, ocpp, tokens, network);
+  ASSERT_TRUE(init(*next));
+  ASSERT_TRUE(next->start());
+  EXPECT_FALSE(set({7, true, std::chrono::seconds::max()}));
+  next = std::make_unique<stations_maintenance_service>(logger, ocpp, tokens, network);
+  log.clear();
+  ASSERT_TRUE(init(*next));
+  EXPECT_FALSE(next->start());
+  EXPECT_TRUE(log.holds(
+      err,
+      "[station maintenance service] 'diagnostic_report.period_for_automatic_generation' is "
+      "9223372036854775807, a period in seconds that no timer can count: set it to 0 for no periodic "
+      "generation, or to at most 31536000 (a year), in stations_maintenance_service.toml, and start again"));
+
+  next.reset();
+  write_configuration("7", "0");
+  next = std::make_unique<stations_maintenance_service>(logger, ocpp, tokens, network);
+  ASSERT_TRUE(init(*next));
+  EXPECT_TRUE(next->start());
 }
 
 TEST_F(ServiceRequests, TellTheFolderOfTheReports) {

@@ -39,6 +39,8 @@ class ServiceStart : public ServiceTest {
     EXPECT_CALL(ocpp, get_charging_stations()).WillRepeatedly([this] {
       note_traces();
       calls.push_back("check");
+      // The file of models is looked at after the check only.
+      EXPECT_FALSE(log.holds(err, "supported_stations.json"));
       if (!statement_during_check.empty()) {
         auto const query = service.database().create_query(statement_during_check);
         EXPECT_TRUE(query && query->execute());
@@ -164,6 +166,7 @@ struct failing_step {
   std::size_t steps_done;             ///< of `whole_start`, the failing one included where it leaves a trace
   spdlog::level::level_enum level{};  ///< of `line`
   std::string line;                   ///< a part of what is logged; empty: the double logs nothing
+  std::string absent{};               ///< a part of what a later step would have logged, as it is to fail too
 };
 
 void PrintTo(failing_step const& row, std::ostream* out) {
@@ -181,6 +184,14 @@ TEST_P(ServiceStartEndsAt, AStepThatFails) {
   if (!GetParam().line.empty()) {
     EXPECT_TRUE(log.holds(GetParam().level, GetParam().line)) << testing::PrintToString(log.lines());
   }
+  if (!GetParam().absent.empty()) {
+    EXPECT_FALSE(log.holds(err, GetParam().absent));
+  }
+}
+
+/// Makes the path of every publisher's socket too long.
+void given_no_subscription() {
+  setenv("TAVI_RUNTIME_DIR", ("/" + std::string(200, 'x')).c_str(), 1);
 }
 
 /// A run-time folder in which one byte more would be too much for the socket of uploads. That of stations has
@@ -196,10 +207,18 @@ INSTANTIATE_TEST_SUITE_P(
         failing_step{"the_logger_client", [](auto& start) { start.logger_answer = false; }, 1, {}, ""},
         failing_step{"the_ocpp_client", [](auto& start) { start.ocpp_answer = false; }, 2, {}, ""},
         failing_step{"the_token_client", [](auto& start) { start.tokens_answer = false; }, 3, {}, ""},
-        failing_step{"the_network_client", [](auto& start) { start.network_answer = false; }, 4, {}, ""},
-        failing_step{"the_subscription_to_uploads",
-                     [](auto&) { setenv("TAVI_RUNTIME_DIR", ("/" + std::string(200, 'x')).c_str(), 1); }, 4,
-                     err, "webserver_token_service.pub"},
+        failing_step{"the_network_client_before_a_subscription",
+                     [](auto& start) {
+                       start.network_answer = false;
+                       given_no_subscription();
+                     },
+                     4,
+                     {},
+                     "",
+                     ".pub"},
+        failing_step{"the_subscription_to_uploads_before_that_to_stations",
+                     [](auto&) { given_no_subscription(); }, 4, err, "webserver_token_service.pub",
+                     "charging_stations_service.pub"},
         failing_step{"the_subscription_to_stations",
                      [](auto&) { setenv("TAVI_RUNTIME_DIR", folder_too_long_for_stations().c_str(), 1); }, 4,
                      err, "charging_stations_service.pub"},
@@ -213,9 +232,13 @@ INSTANTIATE_TEST_SUITE_P(
         failing_step{"the_models_table",
                      [](auto& start) { start.given_table_of_the_future("StationsModelsTable"); }, 5, err,
                      "[DatabaseTable] table StationsModelsTable: cannot use its schema"},
-        failing_step{"the_firmwares_table",
-                     [](auto& start) { start.given_table_of_the_future("FirmwareTable"); }, 6, err,
-                     "[DatabaseTable] table FirmwareTable: cannot use its schema"},
+        failing_step{"the_firmwares_table_before_the_configuration",
+                     [](auto& start) {
+                       start.given_table_of_the_future("FirmwareTable");
+                       start.given_configuration("upload_timeout");
+                     },
+                     6, err, "[DatabaseTable] table FirmwareTable: cannot use its schema",
+                     "Failed to read service's configuration"},
         failing_step{"a_missing_key", [](auto& start) { start.given_configuration("upload_timeout"); }, 7,
                      err, "Failed to read service's configuration"},
         failing_step{"the_report_directory",
