@@ -11,12 +11,17 @@ namespace tavi::stations_maintenance {
 /// The service with the clients that it works with, run until a signal ends it.
 class host {
  public:
-  /// Runs the service until SIGINT or SIGTERM; a second signal ends the process at once.
+  /// The exit code of a command line that is not understood.
+  static constexpr int wrong_usage = 2;
+
+  /// Runs the service until SIGINT or SIGTERM; a second one of these ends the process at once. SIGHUP asks to
+  /// read again what may be read again, which is nothing yet: it has a line in the log.
   ///
   /// A signal that comes before the service is ready ends the process at once too, which is safe because
   /// every file is written so that a crash cannot harm it.
   /// @param argc, argv  options of the service, see `mura_common::service::service::init`
-  /// @return the exit code: 0 after a clean stop, 1 after a failure, whose step has been logged in one line
+  /// @return the exit code: 0 after a clean stop, `wrong_usage`, or 1 after any other failure; the step that
+  ///         failed has been logged in one line
   [[nodiscard]] int run(int argc, char const** argv);
 
  private:

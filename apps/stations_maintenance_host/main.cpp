@@ -23,14 +23,20 @@ bool is_asking_for_help(std::string_view argument) {
   return argument == "--help" || argument == "-h";
 }
 
+bool is_asking_for_version(std::string_view argument) {
+  return argument == "--version";
+}
+
 void print_help() {
   fmt::print(
-      "Runs the stations maintenance service until SIGINT or SIGTERM.\n\n{}\n"
+      "Runs the stations maintenance service until SIGINT or SIGTERM.\n\n{}"
+      "  --version          tell the version and end\n\n"
       "Configuration directory: stations_maintenance_service.toml, supported_stations.json\n\n"
       "Environment:\n"
       "  TAVI_RUNTIME_DIR  folder of the services' sockets (default /run/tavi)\n"
       "  SPDLOG_LEVEL      least level that is logged: debug, info (default), warn, err\n\n"
-      "Exit code: 0 after a clean stop, 1 when a step failed; the log's last lines say which.\n\n"
+      "Exit code: 0 after a clean stop, 1 when a step failed, 2 when an option is wrong; the log's last lines\n"
+      "say which.\n\n"
       "Example:\n"
       "  stations_maintenance_host --working-dir /var/lib/tavi/stations --config-dir /etc/tavi\n",
       mura_common::service::service::usage("stations_maintenance_host"));
@@ -41,6 +47,10 @@ void print_help() {
 int main(int argc, char const** argv) {
   if (std::any_of(argv + 1, argv + argc, is_asking_for_help)) {
     print_help();
+    return 0;
+  }
+  if (std::any_of(argv + 1, argv + argc, is_asking_for_version)) {
+    fmt::print("stations_maintenance_host {}\n", STATIONS_MAINTENANCE_VERSION);
     return 0;
   }
   log_to_standard_output();

@@ -55,6 +55,11 @@ bool make_working_folder(fs::path const& path) {
   return true;
 }
 
+/// What follows the program's name.
+std::vector<std::string> arguments_of(int argc, char const** argv) {
+  return argc > 1 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>();
+}
+
 /// Calls a hook; one that throws has failed.
 template <typename Hook>
 bool is_hook_content(std::string const& service_name, char const* hook_name, Hook hook) {
@@ -144,9 +149,7 @@ bool service::init(int argc, char const** argv) {
   own->reached = progress::init_begun;
 
   std::string refusal;
-  auto const arguments =
-      argc > 1 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>();
-  auto const options = parse_service_options(arguments, refusal);
+  auto const options = parse_service_options(arguments_of(argc, argv), refusal);
   if (!options) {
     spdlog::error("[service] {}: {}", own->name, refusal);
     spdlog::info("[service] {}", usage_line(argc > 0 ? argv[0] : own->name));
@@ -222,6 +225,12 @@ IDatabase& service::database() {
 
 std::string const& service::database_path() const {
   return own->database_path;
+}
+
+std::string service::find_wrong_usage(int argc, char const** argv) {
+  std::string refusal;
+  static_cast<void>(parse_service_options(arguments_of(argc, argv), refusal));
+  return refusal;
 }
 
 std::string service::usage(std::string const& program) {

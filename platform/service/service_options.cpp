@@ -6,6 +6,8 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 
+#include "mura_common/text.h"
+
 namespace mura_common::service {
 namespace {
 
@@ -16,6 +18,21 @@ std::string refuse_missing(std::string const& value) {
     return "expected a path, found an empty text";
   }
   return value.starts_with("--") ? "expected a path, found the option " + value : "";
+}
+
+/// The options that were probably meant by those among `words` that nobody knows; empty when none comes near.
+std::string suggestion(CLI::App const& line, std::vector<std::string> const& words) {
+  std::vector<std::string> known;
+  for (auto const* const option : line.get_options()) {
+    known.push_back(option->get_name());
+  }
+  for (auto const& word : words) {
+    auto const nearest = find_nearest_word(word.substr(0, word.find('=')), known);
+    if (word.starts_with('-') && !nearest.empty()) {
+      return "; did you mean " + nearest + "?";
+    }
+  }
+  return {};
 }
 
 }  // namespace
@@ -33,7 +50,7 @@ std::optional<service_options> parse_service_options(std::vector<std::string> co
   try {
     line.parse(std::move(from_last_to_first));
   } catch (CLI::Error const& refusal) {
-    error = refusal.what();
+    error = refusal.what() + suggestion(line, line.remaining());
     return std::nullopt;
   }
   return options;

@@ -15,8 +15,8 @@ class HostProgram(SiteCase):
         return subprocess.run([HOST, *map(str, arguments)], capture_output=True, text=True, timeout=PATIENCE,
                               env={**os.environ, "TAVI_RUNTIME_DIR": str(self.state), **environment}, check=False)
 
-    def assert_fails_with(self, result, text):
-        self.assertEqual(result.returncode, 1, result.stdout)
+    def assert_fails_with(self, result, text, code=1):
+        self.assertEqual(result.returncode, code, result.stdout)
         self.assertIn(text, result.stdout)
         errors = [line for line in result.stdout.splitlines() if " error " in line]
         self.assertEqual(len(errors), 1, result.stdout)
@@ -48,8 +48,39 @@ class HostProgram(SiteCase):
         self.assertRegex(host.lines()[-1], "stopped by signal 15 while starting")
 
     def test_an_unknown_option_is_told_with_the_usage(self):
-        self.assert_fails_with(self.run_host("--colour", "red"), "--colour")
+        self.assert_fails_with(self.run_host("--colour", "red"), "--colour", code=2)
         self.assertIn("usage:", self.run_host("--colour").stdout)
+
+    def test_a_mistyped_option_is_told_with_the_one_that_was_meant(self):
+        self.assert_fails_with(self.run_host("--wroking-dir", self.state), "did you mean --working-dir?", code=2)
+
+    def test_a_value_that_is_missing_is_wrong_usage_too(self):
+        self.assert_fails_with(self.run_host("--config-dir"), "--config-dir", code=2)
+
+    def test_it_tells_its_version(self):
+        result = self.run_host("--version")
+        self.assertEqual(result.returncode, 0)
+        self.assertRegex(result.stdout, r"^stations_maintenance_host \d+\.\d+\.\d+\n$")
+
+    def test_sighup_leaves_a_line_and_it_goes_on(self):
+        site = self.make_site()
+        site.start_site()
+        host = site.start_host()
+        for _ in range(2):
+            os.kill(host.pid, signal.SIGHUP)
+        host.wait_for(r"\[host\] signal 1: .*going on", PATIENCE)
+        self.assertEqual(host.stop(), 0)
+        self.assertRegex(host.lines()[-1], "the service has stopped")
+        site.forget(host)
+
+    def test_sighup_while_it_starts_does_not_end_it(self):
+        site = self.make_site()
+        host = site.start("host", "stations_maintenance_host", "--working-dir", site.working_dir, "--config-dir",
+                          site.state / "config")
+        host.wait_for(r"\[host\] starting", PATIENCE)
+        os.kill(host.pid, signal.SIGHUP)
+        host.wait_for(r"\[host\] signal 1: .*going on", PATIENCE)
+        self.assertEqual(host.stop(), 0)
 
     def test_a_working_directory_that_cannot_be_made_is_told(self):
         (self.state / "file").write_text("in the way")
@@ -70,7 +101,9 @@ class HostProgram(SiteCase):
         self.assert_fails_with(result, "supported_stations.json lists no stations")
 
     def test_a_missing_configuration_is_told(self):
-        self.assert_fails_with(self.run_host("--working-dir", self.state), "stations_maintenance_service.toml")
+        result = self.run_host("--working-dir", self.state)
+        self.assert_fails_with(result, "stations_maintenance_service.toml")
+        self.assertRegex(result.stdout, r"an example is \S*config/stations_maintenance_service.toml")
 
     def test_a_file_that_is_no_database_is_told_and_left_alone(self):
         site = self.make_site()

@@ -170,6 +170,13 @@ class Package(SiteCase):
         self.assertEqual(code, 0, errors)
         self.assertIn("configuration", output)
 
+    def test_the_daemon_names_the_installed_example_of_a_configuration_that_is_missing(self):
+        _, output, _ = run(self.installed("bin/stations_maintenance_host"), "--working-dir", self.state)
+        example = re.search(r"there is no stations_maintenance_service.toml in .*, an example is (\S+)", output)
+        self.assertIsNotNone(example, output)
+        self.assertTrue(pathlib.Path(example[1]).is_file(), example[1])
+        self.assertTrue(pathlib.Path(example[1]).is_relative_to(self.staging.resolve()))
+
     def test_the_service_library_shows_its_public_classes_only(self):
         classes = {symbol.removeprefix("tavi::stations_maintenance::").split("::")[0]
                    for symbol in self.shown_symbols("stations_maintenance_service_lib")}

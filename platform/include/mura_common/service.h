@@ -65,6 +65,10 @@ class MURA_COMMON_EXPORT service {
   /// Absolute path of the database file; empty before `init` and for a service without a database.
   [[nodiscard]] virtual std::string const& database_path() const;
 
+  /// Why `init` would refuse a command line for its options alone, with the option that was probably meant.
+  /// @param argc, argv  as `main` gets them
+  /// @return empty when it would not
+  [[nodiscard]] static std::string find_wrong_usage(int argc, char const** argv);
   /// The usage line and a line for each option of `init`, for a host's `--help`.
   /// @param program  the name that the usage line begins with
   [[nodiscard]] static std::string usage(std::string const& program);

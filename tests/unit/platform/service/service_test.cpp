@@ -218,6 +218,11 @@ class RefusedCommandLine : public ServiceBase, public testing::WithParamInterfac
 
 TEST_P(RefusedCommandLine, IsExplainedAndFollowedByTheUsage) {
   noting_service service;
+  std::vector<char const*> line{"program"};
+  for (auto const& argument : GetParam().arguments) {
+    line.push_back(argument.c_str());
+  }
+  EXPECT_NE(service::service::find_wrong_usage(static_cast<int>(line.size()), line.data()), "");
   EXPECT_FALSE(init(service, GetParam().arguments));
   EXPECT_TRUE(service.calls.empty());
   EXPECT_EQ(fs::current_path(), root);
@@ -233,6 +238,9 @@ INSTANTIATE_TEST_SUITE_P(
         refused_line{"UnknownOption", {"--working-dir", "work", "--verbose"}, "--verbose"},
         refused_line{"UnknownShortOption", {"--working-dir", "work", "-v"}, "-v"},
         refused_line{"AbbreviatedOption", {"--working", "work"}, "--working"},
+        refused_line{"MistypedOption",
+                     {"--working-dir", "work", "--confg-dir=work"},
+                     "--confg-dir=work; did you mean --config-dir?"},
         refused_line{"HelpIsTheHostsOwn", {"--help"}, "--help"},
         refused_line{"StrayArgument", {"--working-dir", "work", "stray"}, "stray"},
         refused_line{"ValueMissingAtTheEnd", {"--working-dir"}, "--working-dir"},
