@@ -60,16 +60,16 @@ std::string text_in(json const& form, std::string const& place) {
   return form.get<std::string>();
 }
 
-json const& member_of(json const& form, char const* key, std::string const& place) {
+json const& member_of(json const& form, char const* key, std::string_view place) {
   if (!form.is_object() || !form.contains(key)) {
     throw unusable_file(fmt::format("{} must be an object with the member \"{}\"", place, key));
   }
   return form[key];
 }
 
-json const& array_in(json const& form, std::string const& place) {
+json const& array_in(json const& form, std::string_view place) {
   if (!form.is_array()) {
-    throw unusable_file(place + " must be an array");
+    throw unusable_file(fmt::format("{} must be an array", place));
   }
   return form;
 }
