@@ -5,6 +5,7 @@
 #include <ios>
 #include <set>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include <fmt/format.h>
