@@ -8,8 +8,6 @@ using tavi::logger::log_subtype;
 
 namespace {
 
-constexpr unsigned int functional_log_category = 13;
-
 char const* prefix_of(log_subtype subtype) {
   switch (subtype) {
     case log_subtype::firmware_available:
@@ -25,7 +23,7 @@ char const* prefix_of(log_subtype subtype) {
 
 void write_firmware_log(tavi::logger::i_logger& logger, log_subtype subtype,
                         station_firmware_info const& info) {
-  logger.send_functional_log(functional_log_category, subtype,
+  logger.send_functional_log(tavi::logger::stations_maintenance_category, subtype,
                              fmt::format("{}{} id={} for models: {}", prefix_of(subtype), info.version,
                                          info.id, fmt::join(info.models, ", ")));
 }
