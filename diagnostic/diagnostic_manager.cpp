@@ -89,9 +89,10 @@ bool diagnostic_manager::is_upload_allowed(tavi::stations::station_diagnostics_s
   return report_generation::is_upload_allowed(status);
 }
 
-std::uint32_t diagnostic_manager::generate_diagnostic(unsigned int station_id,
-                                                      diagnostic_report_type const& type,
-                                                      std::string const& address, unsigned int& request_out) {
+generation_result diagnostic_manager::generate_diagnostic(unsigned int station_id,
+                                                          diagnostic_report_type const& type,
+                                                          std::string const& address,
+                                                          unsigned int& request_out) {
   return generation_of(type).generate(station_id, address, request_out);
 }
 
@@ -99,9 +100,9 @@ bool diagnostic_manager::generate_all_diagnostics(diagnostic_report_type const& 
   return generation_of(type).generate_all();
 }
 
-std::uint32_t diagnostic_manager::generate_single_diagnostic(unsigned int station_id,
-                                                             diagnostic_report_type const& type,
-                                                             unsigned int& request_out) {
+generation_result diagnostic_manager::generate_single_diagnostic(unsigned int station_id,
+                                                                 diagnostic_report_type const& type,
+                                                                 unsigned int& request_out) {
   return generation_of(type).generate_if_allowed(station_id, request_out);
 }
 
@@ -144,7 +145,7 @@ std::optional<std::vector<diagnostic_report_info>> diagnostic_manager::get_diagn
   return diag_table.get_diagnostics_of_station(*station_id);
 }
 
-std::uint32_t diagnostic_manager::remove_diagnostic_reports(diagnostic_report_filter const& filter) {
+delete_reports_result diagnostic_manager::remove_diagnostic_reports(diagnostic_report_filter const& filter) {
   return remove_reports(diag_table, filter.diagnostic_ids);
 }
 

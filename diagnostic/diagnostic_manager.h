@@ -11,6 +11,7 @@
 #include "expected_uploads.h"
 #include "mura_common/timer.h"
 #include "stations_maintenance/diagnostic_report.h"
+#include "stations_maintenance/result_codes.h"
 #include "tavi/logger/i_logger.h"
 #include "tavi/network/i_req_resp_network_service.h"
 #include "tavi/ocpp1_6/i_req_resp_ocpp_1_6_service.h"
@@ -95,13 +96,13 @@ class diagnostic_manager {
   [[nodiscard]] static bool is_upload_allowed(tavi::stations::station_diagnostics_status status);
 
   /// Asks one station for a report and expects its upload: `report_generation::generate`.
-  std::uint32_t generate_diagnostic(unsigned int station_id, diagnostic_report_type const& type,
-                                    std::string const& address, unsigned int& request_out);
+  generation_result generate_diagnostic(unsigned int station_id, diagnostic_report_type const& type,
+                                        std::string const& address, unsigned int& request_out);
   /// Asks every station whose status allows it: `report_generation::generate_all`.
   bool generate_all_diagnostics(diagnostic_report_type const& type);
   /// Asks one station if configuration and its status allow it: `report_generation::generate_if_allowed`.
-  std::uint32_t generate_single_diagnostic(unsigned int station_id, diagnostic_report_type const& type,
-                                           unsigned int& request_out);
+  generation_result generate_single_diagnostic(unsigned int station_id, diagnostic_report_type const& type,
+                                               unsigned int& request_out);
 
   // --- reception ------------------------------------------------------------------------------------------
 
@@ -126,7 +127,7 @@ class diagnostic_manager {
   [[nodiscard]] std::optional<std::vector<diagnostic_report_info>> get_diagnostic_reports(
       std::optional<unsigned int const> station_id);
   /// Deletes the chosen reports, file and row: `remove_reports`.
-  std::uint32_t remove_diagnostic_reports(diagnostic_report_filter const& filter);
+  delete_reports_result remove_diagnostic_reports(diagnostic_report_filter const& filter);
   /// Packs the files of the chosen reports into an archive: `report_export::write`. Unknown ids are skipped.
   bool export_diagnostic_reports(diagnostic_report_filter const& filter, std::string const& destination);
 

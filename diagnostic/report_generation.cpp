@@ -47,7 +47,7 @@ outcome ask_each(report_generation const& generation,
       continue;
     }
     unsigned int scratch = 0;
-    if (generation.generate(station.id, address, scratch) == 0) {
+    if (generation.generate(station.id, address, scratch) == generation_result::accepted) {
       ++run.generated;
     } else {
       run.result = false;
@@ -63,40 +63,40 @@ bool report_generation::is_upload_allowed(station_diagnostics_status status) {
          status == station_diagnostics_status::upload_failed;
 }
 
-std::uint32_t report_generation::generate(unsigned int station_id, std::string const& address,
-                                          unsigned int& request_out) const {
+generation_result report_generation::generate(unsigned int station_id, std::string const& address,
+                                              unsigned int& request_out) const {
   auto const token = webserver_token_service.get_upload_token(token_owner);
   if (!token) {
     spdlog::error(
         "[diagnostic_manager] Error while trying to generate token to generate diagnostic "
         "for station {}",
         station_id);
-    return generation_failed;
+    return generation_result::failed;
   }
   auto const location = webserver_token_service.build_upload_location(address, *token) + "/";
   switch (ocpp_service.request_diagnostics_upload(station_id, location, request_out)) {
     case 0:
       uploads.insert(*token, {station_id, type});
       spdlog::info("[diagnostic_manager] Diagnostic for station {} generated", station_id);
-      return 0;
+      return generation_result::accepted;
     case 1:
       spdlog::error("[diagnostic_manager] Unknown ID for station {}", station_id);
-      return unknown_station;
+      return generation_result::unknown_station;
     case 2:
       spdlog::error("[diagnostic_manager] Error while generating for station {} : not connected", station_id);
-      return not_connected;
+      return generation_result::not_connected;
     default:
       spdlog::error("[diagnostic_manager] IPC Error while sending generation command to station {}",
                     station_id);
-      return generation_failed;
+      return generation_result::failed;
   }
 }
 
-std::uint32_t report_generation::generate_if_allowed(unsigned int station_id,
-                                                     unsigned int& request_out) const {
+generation_result report_generation::generate_if_allowed(unsigned int station_id,
+                                                         unsigned int& request_out) const {
   if (!is_allowed) {
     log_blocked(type);
-    return generation_failed;
+    return generation_result::failed;
   }
   auto const station = ocpp_service.get_charging_station(station_id);
   // A station that the OCPP service does not know is asked all the same: the request then says so.
@@ -105,12 +105,12 @@ std::uint32_t report_generation::generate_if_allowed(unsigned int station_id,
         "[diagnostic_manager] Can't generate diagnostic report for station {}. "
         "Diagnostic status is {}",
         station_id, station_diagnostics_status_helper::name_of(station->diagnostics_status));
-    return generation_failed;
+    return generation_result::failed;
   }
   auto const network = network_service.get_network_config();
   if (!network) {
     spdlog::error("Can't read network configuration. Can't generate diagnostic for station {}", station_id);
-    return generation_failed;
+    return generation_result::failed;
   }
   return generate(station_id, network->address, request_out);
 }

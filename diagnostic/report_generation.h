@@ -1,11 +1,11 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
 #include <string>
 
 #include "expected_uploads.h"
 #include "stations_maintenance/diagnostic_report.h"
+#include "stations_maintenance/result_codes.h"
 #include "tavi/logger/i_logger.h"
 #include "tavi/network/i_req_resp_network_service.h"
 #include "tavi/ocpp1_6/i_req_resp_ocpp_1_6_service.h"
@@ -13,13 +13,6 @@
 #include "tavi/webserver_token/i_req_resp_webserver_token_service.h"
 
 namespace tavi::stations_maintenance {
-
-/// Outcome of asking one station other than 0, accepted: the OCPP service does not know the station.
-inline constexpr std::uint32_t unknown_station = 1;
-/// The station is not connected.
-inline constexpr std::uint32_t not_connected = 2;
-/// Blocked by the configuration or the station's status, no token, no network configuration, no answer.
-inline constexpr std::uint32_t generation_failed = 0xFFFFFFFF;
 
 /// Has stations upload reports of one type: asks them through the OCPP service, and expects the upload of
 /// each that accepts. Works from any thread on what it refers to, which must outlive it.
@@ -39,11 +32,12 @@ struct report_generation {
   /// Asks a station, whatever configuration and status say.
   /// @param address      the controller's, as stations reach it
   /// @param request_out  number of the request, filled by the OCPP service
-  /// @return 0, or one of the outcomes above, with a line in the log
-  [[nodiscard]] std::uint32_t generate(unsigned int station_id, std::string const& address,
-                                       unsigned int& request_out) const;
+  /// @return what came of it, with a line in the log
+  [[nodiscard]] generation_result generate(unsigned int station_id, std::string const& address,
+                                           unsigned int& request_out) const;
   /// Asks a station if configuration and its status allow it. @return as `generate`
-  [[nodiscard]] std::uint32_t generate_if_allowed(unsigned int station_id, unsigned int& request_out) const;
+  [[nodiscard]] generation_result generate_if_allowed(unsigned int station_id,
+                                                      unsigned int& request_out) const;
   /// Asks every station whose status allows it, and tells operators how many accepted; one that fails stops
   /// no other. @return false when generation is blocked or a station that was asked did not accept
   [[nodiscard]] bool generate_all() const;

@@ -14,17 +14,17 @@ bool remove_report(diagnostic_table& table, std::string const& full_path) {
   return file_removed && row_deleted;
 }
 
-std::uint32_t remove_reports(diagnostic_table& table, std::vector<int> const& diagnostic_ids) {
+delete_reports_result remove_reports(diagnostic_table& table, std::vector<int> const& diagnostic_ids) {
   auto const paths = table.get_list_of_diagnostics_path(diagnostic_ids);
   if (paths.empty()) {
     spdlog::warn("[diagnostic_manager] No diagnostic found with the given filter");
-    return nothing_to_remove;
+    return delete_reports_result::none_matched;
   }
-  std::uint32_t code = 0;
+  auto code = delete_reports_result::deleted;
   for (auto const& path : paths) {
     if (!remove_report(table, path)) {
       spdlog::error("[diagnostic_manager] Error occurred while deleting diagnostic {}", path);
-      code = not_all_removed;
+      code = delete_reports_result::not_all_deleted;
     }
   }
   return code;

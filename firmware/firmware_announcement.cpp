@@ -5,7 +5,6 @@
 #include <spdlog/spdlog.h>
 
 #include "firmware_table.h"
-#include "fw_storage_mgr.h"
 #include "tavi/webserver_token/i_req_resp_webserver_token_service.h"
 
 namespace tavi::stations_maintenance {
@@ -24,30 +23,30 @@ firmware_announcement::firmware_announcement(firmware_table& firmwares, announce
     : firmware_db(firmwares), uploads(std::move(awaited)), most(allowed) {
 }
 
-std::int32_t firmware_announcement::announce(
+store_firmware_result firmware_announcement::announce(
     tavi::webserver_token::i_req_resp_webserver_token_service& tokens, std::chrono::milliseconds timeout,
     std::optional<std::string> const& version, std::vector<std::string> const& models, std::string& uri,
     unsigned int& firmware_id) {
   auto const admitted = check(version, models);
-  if (admitted != fw_storage_mgr::accepted) {
+  if (admitted != store_firmware_result::announced) {
     return admitted;
   }
   auto const token = tokens.get_upload_token(token_owner);
   if (!token) {
     spdlog::error("[fw_storage_mgr] Fail to get an upload token");
-    return fw_storage_mgr::announcement_failed;
+    return store_firmware_result::failed;
   }
   switch (firmware_db.add_firmware(version, models, firmware_id)) {
     case firmware_table::success:
       uri = upload_location + *token;
       uploads.await(timeout, *token, firmware_id, version, models);
-      return fw_storage_mgr::accepted;
+      return store_firmware_result::announced;
     case firmware_table::unknown_model:
       take_back(firmware_id);
-      return fw_storage_mgr::unknown_model;
+      return store_firmware_result::model_refused;
     default:
       spdlog::error("[fw_storage_mgr] Fail to add firmware informations with id={} to database", firmware_id);
-      return fw_storage_mgr::announcement_failed;
+      return store_firmware_result::failed;
   }
 }
 
@@ -58,32 +57,32 @@ void firmware_announcement::take_back(unsigned int firmware_id) {
   }
 }
 
-std::int32_t firmware_announcement::check(std::optional<std::string> const& version,
-                                          std::vector<std::string> const& models) const {
+store_firmware_result firmware_announcement::check(std::optional<std::string> const& version,
+                                                   std::vector<std::string> const& models) const {
   if (models.empty()) {
     spdlog::error("[fw_storage_mgr] No models associated to firmware");
-    return fw_storage_mgr::unknown_model;
+    return store_firmware_result::model_refused;
   }
   bool reached = false;
   if (!get_max_number_reached(models, reached)) {
     spdlog::error("[fw_storage_mgr] Fail to get the number of firmware stored");
-    return fw_storage_mgr::announcement_failed;
+    return store_firmware_result::failed;
   }
   if (reached) {
-    return fw_storage_mgr::limit_reached;
+    return store_firmware_result::limit_reached;
   }
   if (!version) {
-    return fw_storage_mgr::accepted;
+    return store_firmware_result::announced;
   }
   if (version->empty()) {
     spdlog::error("[fw_storage_mgr] Version cannot be an empty string");
-    return fw_storage_mgr::version_refused;
+    return store_firmware_result::version_refused;
   }
   if (uploads.is_stored(*version, models)) {
     spdlog::error("[fw_storage_mgr] Version already exists");
-    return fw_storage_mgr::version_refused;
+    return store_firmware_result::version_refused;
   }
-  return fw_storage_mgr::accepted;
+  return store_firmware_result::announced;
 }
 
 bool firmware_announcement::get_max_number_reached(std::vector<std::string> const& models,

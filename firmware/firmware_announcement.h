@@ -1,12 +1,12 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "announced_uploads.h"
+#include "stations_maintenance/result_codes.h"
 
 namespace tavi::webserver_token {
 class i_req_resp_webserver_token_service;
@@ -27,16 +27,17 @@ class firmware_announcement {
   firmware_announcement(firmware_table& firmwares, announced_uploads::view awaited, limits allowed);
 
   /// See `fw_storage_mgr::check_not_already_exists_and_max_not_reached`.
-  [[nodiscard]] std::int32_t check(std::optional<std::string> const& version,
-                                   std::vector<std::string> const& models) const;
+  [[nodiscard]] store_firmware_result check(std::optional<std::string> const& version,
+                                            std::vector<std::string> const& models) const;
   /// See `fw_storage_mgr::get_max_number_reached`.
   [[nodiscard]] bool get_max_number_reached(std::vector<std::string> const& models, bool& reached) const;
   /// See `fw_storage_mgr::on_request_add_firmware`.
   /// @param tokens   makes the upload's token
   /// @param timeout  from now to the arrival of the file
-  std::int32_t announce(tavi::webserver_token::i_req_resp_webserver_token_service& tokens,
-                        std::chrono::milliseconds timeout, std::optional<std::string> const& version,
-                        std::vector<std::string> const& models, std::string& uri, unsigned int& firmware_id);
+  store_firmware_result announce(tavi::webserver_token::i_req_resp_webserver_token_service& tokens,
+                                 std::chrono::milliseconds timeout, std::optional<std::string> const& version,
+                                 std::vector<std::string> const& models, std::string& uri,
+                                 unsigned int& firmware_id);
 
  private:
   void take_back(unsigned int firmware_id);

@@ -134,17 +134,17 @@ firmware_offer fw_storage_mgr::offer(announced_uploads::view awaited) {
 
 // --- announcement and upload ------------------------------------------------------------------------------
 
-std::int32_t fw_storage_mgr::on_request_add_firmware(std::optional<std::string> const& version,
-                                                     std::vector<std::string> const& models, std::string& uri,
-                                                     unsigned int& firmware_id) {
+store_firmware_result fw_storage_mgr::on_request_add_firmware(std::optional<std::string> const& version,
+                                                              std::vector<std::string> const& models,
+                                                              std::string& uri, unsigned int& firmware_id) {
   if (!initialized) {
     spdlog::error("[fw_storage_mgr] Manager not initialized");
-    return announcement_failed;
+    return store_firmware_result::failed;
   }
   return announcement().announce(webserver_token_service, upload_timeout, version, models, uri, firmware_id);
 }
 
-std::int32_t fw_storage_mgr::check_not_already_exists_and_max_not_reached(
+store_firmware_result fw_storage_mgr::check_not_already_exists_and_max_not_reached(
     std::optional<std::string> const& version, std::vector<std::string> const& models) {
   return announcement().check(version, models);
 }
@@ -199,14 +199,14 @@ std::optional<infos> fw_storage_mgr::get_all_firmwares() {
   return offer(uploads.lock()).get_all();
 }
 
-std::int32_t fw_storage_mgr::delete_firmware(unsigned int firmware_id) {
+delete_firmware_result fw_storage_mgr::delete_firmware(unsigned int firmware_id) {
   if (uploads.without_lock().forget_failed(firmware_id)) {
-    return deleted;
+    return delete_firmware_result::deleted;
   }
   auto const info = get_firmware_from_id(firmware_id);
   if (!info) {
     spdlog::error("[fw_storage_mgr] No firmware found with ID: {}", firmware_id);
-    return unknown_firmware;
+    return delete_firmware_result::unknown_firmware;
   }
   uploads.lock().forget(firmware_id);
   auto const removed = firmware_db.remove_firmware(firmware_id);
@@ -217,7 +217,7 @@ std::int32_t fw_storage_mgr::delete_firmware(unsigned int firmware_id) {
     remove_firmware_file(convert_uri_to_path(info->path));
   }
   functional_log(tavi::logger::log_subtype::firmware_deleted, *info);
-  return removed ? deleted : row_not_removed;
+  return removed ? delete_firmware_result::deleted : delete_firmware_result::row_not_deleted;
 }
 
 std::optional<infos> fw_storage_mgr::get_available_firmware_for_station(unsigned int station_id) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "announced_uploads.h"
+#include "stations_maintenance/result_codes.h"
 #include "stations_maintenance/station_firmware_info.h"
 #include "tavi/logger/i_logger.h"
 
@@ -54,24 +55,6 @@ class fw_storage_mgr {
  public:
   using pending_upload = stations_maintenance::pending_upload;
 
-  /// Outcome of an announcement: accepted.
-  static constexpr std::int32_t accepted = 0;
-  /// As `accepted`: the version is empty, or a stored firmware for one of the models has it already.
-  static constexpr std::int32_t version_refused = 1;
-  /// As `accepted`: as many firmwares as allowed are stored, of all models or of one of those given.
-  static constexpr std::int32_t limit_reached = 2;
-  /// As `accepted`: no model was given, or the site does not know one.
-  static constexpr std::int32_t unknown_model = 3;
-  /// As `accepted`: not initialised, no token, or a database error.
-  static constexpr std::int32_t announcement_failed = -1;
-
-  /// Outcome of a deletion: the firmware is gone, or the failed upload forgotten.
-  static constexpr std::int32_t deleted = 0;
-  /// As `deleted`: there is no firmware with this id.
-  static constexpr std::int32_t unknown_firmware = 1;
-  /// As `deleted`: the row is still there; the file and the announced upload are gone all the same.
-  static constexpr std::int32_t row_not_removed = 2;
-
   /// Stores the references; all of them must outlive the manager. Nothing is called.
   fw_storage_mgr(tavi::logger::i_logger& logger, tavi::ocpp1_6::i_req_resp_ocpp_1_6_service& ocpp,
                  tavi::webserver_token::i_req_resp_webserver_token_service& tokens,
@@ -104,15 +87,15 @@ class fw_storage_mgr {
   /// @param version      empty when the file is to tell it
   /// @param models       names of the station models that it fits, each once: one named twice is counted and
   ///                     listed twice. A model that was supported at an earlier start is accepted too
-  /// @param uri          receives "/upload/" and the token when accepted; unchanged otherwise
+  /// @param uri          receives "/upload/" and the token when announced; unchanged otherwise
   /// @param firmware_id  receives the id of the row when one was added, even if it was removed again
-  /// @return `accepted` or one of the outcomes above, with a line in the log; the row is then gone,
-  ///         unless the database failed: what is left of it goes at the next start
-  std::int32_t on_request_add_firmware(std::optional<std::string> const& version,
-                                       std::vector<std::string> const& models, std::string& uri,
-                                       unsigned int& firmware_id);
+  /// @return all but `announced` with a line in the log; the row is then gone, unless the database failed:
+  ///         what is left of it goes at the next start
+  store_firmware_result on_request_add_firmware(std::optional<std::string> const& version,
+                                                std::vector<std::string> const& models, std::string& uri,
+                                                unsigned int& firmware_id);
   /// Whether a firmware could be announced now. @return as `on_request_add_firmware`
-  [[nodiscard]] std::int32_t check_not_already_exists_and_max_not_reached(
+  [[nodiscard]] store_firmware_result check_not_already_exists_and_max_not_reached(
       std::optional<std::string> const& version, std::vector<std::string> const& models);
   /// Compares the counts of stored firmwares, which leave announced ones out, with the limits.
   /// @param reached  receives whether a limit is reached; also set, with a line in the log, by a count that
@@ -169,9 +152,9 @@ class fw_storage_mgr {
   [[nodiscard]] std::optional<std::vector<station_firmware_info>> get_all_firmwares();
   /// Deletes a firmware with its row and file, ends an announced upload, or forgets a failed one. An upload
   /// whose time is over, but was not noticed yet, loses its row and is listed as failed from then on.
-  /// @return `deleted` or one of the outcomes above; a file that cannot be deleted stays, with a line in the
-  ///         log, and changes no outcome
-  std::int32_t delete_firmware(unsigned int firmware_id);
+  ///
+  /// A file that cannot be deleted stays, with a line in the log, and changes no outcome.
+  delete_firmware_result delete_firmware(unsigned int firmware_id);
   /// The available firmwares, with their files, that fit a station's model, in the database's order.
   /// @return empty when the station or its model is not known or the rows cannot be read; an empty list when
   ///         nothing fits

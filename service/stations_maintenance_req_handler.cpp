@@ -38,8 +38,9 @@ std::optional<std::vector<station_firmware_info>> stations_maintenance_req_handl
   return firmware_storage.get_all_firmwares();
 }
 
-int stations_maintenance_req_handler::on_store_firmware(station_firmware_desc const& desc,
-                                                        std::string& out_text, unsigned int& out_value) {
+store_firmware_result stations_maintenance_req_handler::on_store_firmware(station_firmware_desc const& desc,
+                                                                          std::string& out_text,
+                                                                          unsigned int& out_value) {
   return firmware_storage.on_request_add_firmware(desc.version, desc.models, out_text, out_value);
 }
 
@@ -48,7 +49,7 @@ std::optional<station_firmware_info> stations_maintenance_req_handler::on_get_fi
   return firmware_storage.get_firmware_from_id(firmware_id);
 }
 
-int stations_maintenance_req_handler::on_delete_firmware(unsigned int const& firmware_id) {
+delete_firmware_result stations_maintenance_req_handler::on_delete_firmware(unsigned int const& firmware_id) {
   return firmware_storage.delete_firmware(firmware_id);
 }
 
@@ -57,7 +58,7 @@ stations_maintenance_req_handler::on_get_charging_station_firmware(unsigned int 
   return firmware_storage.get_available_firmware_for_station(station_id);
 }
 
-unsigned int stations_maintenance_req_handler::on_delete_diagnostic_reports(
+delete_reports_result stations_maintenance_req_handler::on_delete_diagnostic_reports(
     diagnostic_report_filter const& filter) {
   return diagnostics.remove_diagnostic_reports(filter);
 }
@@ -78,7 +79,7 @@ stations_maintenance_req_handler::on_get_station_diagnostic_reports(unsigned int
   return diagnostics.get_diagnostic_reports(station_id);
 }
 
-unsigned int stations_maintenance_req_handler::on_generate_station_diagnostic_report(
+generation_result stations_maintenance_req_handler::on_generate_station_diagnostic_report(
     unsigned int const& station_id, diagnostic_report_type const& type, unsigned int& request_out) {
   return diagnostics.generate_single_diagnostic(station_id, type, request_out);
 }

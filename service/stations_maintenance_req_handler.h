@@ -27,21 +27,21 @@ class stations_maintenance_req_handler : public i_req_resp_stations_maintenance_
   /// @return false at the first step that fails; what was saved by then stays saved
   bool on_set_configuration(stations_maintenance_configuration const& configuration) override;
   std::optional<std::vector<station_firmware_info>> on_get_firmwares() override;
-  int on_store_firmware(station_firmware_desc const& desc, std::string& out_text,
-                        unsigned int& out_value) override;
+  store_firmware_result on_store_firmware(station_firmware_desc const& desc, std::string& out_text,
+                                          unsigned int& out_value) override;
   std::optional<station_firmware_info> on_get_firmware(unsigned int const& firmware_id) override;
-  int on_delete_firmware(unsigned int const& firmware_id) override;
+  delete_firmware_result on_delete_firmware(unsigned int const& firmware_id) override;
   std::optional<std::vector<station_firmware_info>> on_get_charging_station_firmware(
       unsigned int const& station_id) override;
-  unsigned int on_delete_diagnostic_reports(diagnostic_report_filter const& filter) override;
+  delete_reports_result on_delete_diagnostic_reports(diagnostic_report_filter const& filter) override;
   std::optional<std::vector<diagnostic_report_info>> on_get_diagnostic_reports() override;
   bool on_export_diagnostic_reports(diagnostic_report_filter const& filter,
                                     std::string const& destination) override;
   std::optional<std::vector<diagnostic_report_info>> on_get_station_diagnostic_reports(
       unsigned int const& station_id) override;
-  unsigned int on_generate_station_diagnostic_report(unsigned int const& station_id,
-                                                     diagnostic_report_type const& type,
-                                                     unsigned int& request_out) override;
+  generation_result on_generate_station_diagnostic_report(unsigned int const& station_id,
+                                                          diagnostic_report_type const& type,
+                                                          unsigned int& request_out) override;
   std::string on_get_diagnostics_folder_path() override;
 
  private:

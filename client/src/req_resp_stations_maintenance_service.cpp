@@ -50,8 +50,9 @@ client::answer<std::optional<std::vector<station_firmware_info>>> client::get_fi
   return try_call(own->queries, names::get_firmwares, &handler::on_get_firmwares);
 }
 
-client::answer<int> client::store_firmware(station_firmware_desc const& desc, std::string& upload_uri,
-                                           unsigned int& firmware_id) {
+client::answer<store_firmware_result> client::store_firmware(station_firmware_desc const& desc,
+                                                             std::string& upload_uri,
+                                                             unsigned int& firmware_id) {
   return try_call(own->queries, names::store_firmware, &handler::on_store_firmware, desc, upload_uri,
                   firmware_id);
 }
@@ -60,7 +61,7 @@ client::answer<std::optional<station_firmware_info>> client::get_firmware(unsign
   return try_call(own->queries, names::get_firmware, &handler::on_get_firmware, firmware_id);
 }
 
-client::answer<int> client::delete_firmware(unsigned int firmware_id) {
+client::answer<delete_firmware_result> client::delete_firmware(unsigned int firmware_id) {
   return try_call(own->queries, names::delete_firmware, &handler::on_delete_firmware, firmware_id);
 }
 
@@ -70,8 +71,8 @@ client::answer<std::optional<std::vector<station_firmware_info>>> client::get_ch
                   &handler::on_get_charging_station_firmware, station_id);
 }
 
-client::answer<unsigned int> client::delete_diagnostic_reports(diagnostic_report_filter const& filter,
-                                                               std::chrono::milliseconds time_out) {
+client::answer<delete_reports_result> client::delete_diagnostic_reports(
+    diagnostic_report_filter const& filter, std::chrono::milliseconds time_out) {
   request_client bulk(stations_maintenance_service_name, time_out);
   return try_call(bulk, names::delete_diagnostic_reports, &handler::on_delete_diagnostic_reports, filter);
 }
@@ -94,9 +95,9 @@ client::answer<std::optional<std::vector<diagnostic_report_info>>> client::get_s
                   &handler::on_get_station_diagnostic_reports, station_id);
 }
 
-client::answer<unsigned int> client::generate_station_diagnostic_report(unsigned int station_id,
-                                                                        diagnostic_report_type type,
-                                                                        unsigned int& request) {
+client::answer<generation_result> client::generate_station_diagnostic_report(unsigned int station_id,
+                                                                             diagnostic_report_type type,
+                                                                             unsigned int& request) {
   return try_call(own->stations, names::generate_station_diagnostic_report,
                   &handler::on_generate_station_diagnostic_report, station_id, type, request);
 }

@@ -8,6 +8,7 @@
 #include "stations_maintenance/diagnostic_report.h"
 #include "stations_maintenance/diagnostic_report_filter.h"
 #include "stations_maintenance/export.h"
+#include "stations_maintenance/result_codes.h"
 #include "stations_maintenance/station_firmware_desc.h"
 #include "stations_maintenance/station_firmware_info.h"
 #include "stations_maintenance/stations_maintenance_configuration.h"
@@ -39,19 +40,14 @@ class STATIONS_MAINTENANCE_EXPORT i_req_resp_stations_maintenance_service_handle
   /// Announces a firmware, whose file has then to be uploaded before the upload time-out.
   /// @param desc       version and models
   /// @param out_text   receives where to upload to: "/upload/" and a token, below the controller's address;
-  ///                   meaningful with result 0
-  /// @param out_value  receives the id of the new firmware; meaningful with result 0
-  /// @return 0 announced; 1 the version is empty or already stored for one of the models; 2 the limit of all
-  ///         firmware or of one model is reached; 3 no model, or one that is not supported; -1 any other
-  ///         failure
-  virtual int on_store_firmware(station_firmware_desc const& desc, std::string& out_text,
-                                unsigned int& out_value) = 0;
+  ///                   meaningful when announced
+  /// @param out_value  receives the id of the new firmware; meaningful when announced
+  virtual store_firmware_result on_store_firmware(station_firmware_desc const& desc, std::string& out_text,
+                                                  unsigned int& out_value) = 0;
   /// One firmware, a failed upload included. @return absent when there is none with this id
   virtual std::optional<station_firmware_info> on_get_firmware(unsigned int const& firmware_id) = 0;
   /// Deletes a firmware with its file, ends a pending upload, or forgets a failed one.
-  /// @return 0 done; 1 no firmware with this id; 2 its record could not be deleted, its file is gone all the
-  ///         same
-  virtual int on_delete_firmware(unsigned int const& firmware_id) = 0;
+  virtual delete_firmware_result on_delete_firmware(unsigned int const& firmware_id) = 0;
   /// The complete firmware that fit a station's model, from none to many.
   /// @return absent when the station or its model is not known, the OCPP service gave no answer, or the
   ///         firmware cannot be read
@@ -61,10 +57,7 @@ class STATIONS_MAINTENANCE_EXPORT i_req_resp_stations_maintenance_service_handle
   // --- diagnostic reports ---------------------------------------------------------------------------------
 
   /// Deletes the chosen reports.
-  /// @return 0 all of them are gone; 1 the filter matches none, or they could not be looked up; 2 at least
-  /// one
-  ///         could not be deleted, or its file was missing already, and its row is gone all the same
-  virtual unsigned int on_delete_diagnostic_reports(diagnostic_report_filter const& filter) = 0;
+  virtual delete_reports_result on_delete_diagnostic_reports(diagnostic_report_filter const& filter) = 0;
   /// Every stored report. @return always present; empty also when they cannot be read
   virtual std::optional<std::vector<diagnostic_report_info>> on_get_diagnostic_reports() = 0;
   /// Packs the chosen reports into a zip archive.
@@ -74,19 +67,15 @@ class STATIONS_MAINTENANCE_EXPORT i_req_resp_stations_maintenance_service_handle
                                             std::string const& destination) = 0;
   /// The stored reports of a station, from none to many.
   /// @return absent when the station is not known or the OCPP service gave no answer; empty also when the
-  /// reports
-  ///         cannot be read
+  ///         reports cannot be read
   virtual std::optional<std::vector<diagnostic_report_info>> on_get_station_diagnostic_reports(
       unsigned int const& station_id) = 0;
   /// Asks a station for a report; the upload follows later, or never.
   /// @param type         which limit the report counts against
-  /// @param request_out  receives the number of the request to the station; meaningful with result 0
-  /// @return 0 the station accepted; 1 unknown station; 2 not connected; 4294967295 any other failure, no
-  /// answer
-  ///         of the OCPP service among them
-  virtual unsigned int on_generate_station_diagnostic_report(unsigned int const& station_id,
-                                                             diagnostic_report_type const& type,
-                                                             unsigned int& request_out) = 0;
+  /// @param request_out  receives the number of the request to the station; meaningful when accepted
+  virtual generation_result on_generate_station_diagnostic_report(unsigned int const& station_id,
+                                                                  diagnostic_report_type const& type,
+                                                                  unsigned int& request_out) = 0;
   /// The configured storage directory of the reports; a relative one lies below the service's working
   /// directory.
   virtual std::string on_get_diagnostics_folder_path() = 0;

@@ -31,17 +31,20 @@ class called_directly {
     return {handler.on_set_configuration(wanted)};
   }
   call_result<firmware_list> get_firmwares() { return {handler.on_get_firmwares()}; }
-  call_result<int> store_firmware(station_firmware_desc const& desc, std::string& uri, unsigned int& id) {
+  call_result<store_firmware_result> store_firmware(station_firmware_desc const& desc, std::string& uri,
+                                                    unsigned int& id) {
     return {handler.on_store_firmware(desc, uri, id)};
   }
   call_result<std::optional<station_firmware_info>> get_firmware(unsigned int id) {
     return {handler.on_get_firmware(id)};
   }
-  call_result<int> delete_firmware(unsigned int id) { return {handler.on_delete_firmware(id)}; }
+  call_result<delete_firmware_result> delete_firmware(unsigned int id) {
+    return {handler.on_delete_firmware(id)};
+  }
   call_result<firmware_list> get_charging_station_firmware(unsigned int station) {
     return {handler.on_get_charging_station_firmware(station)};
   }
-  call_result<unsigned int> delete_diagnostic_reports(diagnostic_report_filter const& filter) {
+  call_result<delete_reports_result> delete_diagnostic_reports(diagnostic_report_filter const& filter) {
     return {handler.on_delete_diagnostic_reports(filter)};
   }
   call_result<report_list> get_diagnostic_reports() { return {handler.on_get_diagnostic_reports()}; }
@@ -52,9 +55,9 @@ class called_directly {
   call_result<report_list> get_station_diagnostic_reports(unsigned int station) {
     return {handler.on_get_station_diagnostic_reports(station)};
   }
-  call_result<unsigned int> generate_station_diagnostic_report(unsigned int station,
-                                                               diagnostic_report_type type,
-                                                               unsigned int& request) {
+  call_result<generation_result> generate_station_diagnostic_report(unsigned int station,
+                                                                    diagnostic_report_type type,
+                                                                    unsigned int& request) {
     return {handler.on_generate_station_diagnostic_report(station, type, request)};
   }
   call_result<std::string> get_diagnostics_folder_path() {
@@ -73,7 +76,7 @@ template <typename Way>
 class StationsMaintenanceServiceContract : public contract<Way> {
  protected:
   /// @return the code, which must come
-  int store(station_firmware_desc const& desc) {
+  store_firmware_result store(station_firmware_desc const& desc) {
     return this->service().store_firmware(desc, uri, id).value.value();
   }
   station_firmware_info const stored{
@@ -101,7 +104,7 @@ TYPED_TEST(StationsMaintenanceServiceContract, SwitchesGenerationOffByAMaximumOf
 }
 
 TYPED_TEST(StationsMaintenanceServiceContract, ListsAnAnnouncedFirmware) {
-  EXPECT_EQ(this->store({"2.2", {"X7-22", "X7-44"}}), 0);
+  EXPECT_EQ(this->store({"2.2", {"X7-22", "X7-44"}}), store_firmware_result::announced);
   EXPECT_TRUE(this->uri.starts_with("/upload/"));
   auto const found = this->service().get_firmware(this->id).value.value();
   ASSERT_TRUE(found.has_value());
@@ -112,21 +115,21 @@ TYPED_TEST(StationsMaintenanceServiceContract, ListsAnAnnouncedFirmware) {
 
 TYPED_TEST(StationsMaintenanceServiceContract, RefusesAnnouncementsByTheirCodes) {
   this->handler.add(this->stored);
-  EXPECT_EQ(this->store({"2.2", {}}), 3);
-  EXPECT_EQ(this->store({"", {"X7-22"}}), 1);
-  EXPECT_EQ(this->store({"2.1", {"X7-22"}}), 1);
-  EXPECT_EQ(this->store({"2.1", {"X7-44"}}), 0);
+  EXPECT_EQ(this->store({"2.2", {}}), store_firmware_result::model_refused);
+  EXPECT_EQ(this->store({"", {"X7-22"}}), store_firmware_result::version_refused);
+  EXPECT_EQ(this->store({"2.1", {"X7-22"}}), store_firmware_result::version_refused);
+  EXPECT_EQ(this->store({"2.1", {"X7-44"}}), store_firmware_result::announced);
   while (this->service().get_firmwares().value.value()->size() <
          fake_stations_maintenance_service::firmware_limit) {
-    ASSERT_EQ(this->store({std::nullopt, {"X7-22"}}), 0);
+    ASSERT_EQ(this->store({std::nullopt, {"X7-22"}}), store_firmware_result::announced);
   }
-  EXPECT_EQ(this->store({std::nullopt, {"X7-22"}}), 2);
+  EXPECT_EQ(this->store({std::nullopt, {"X7-22"}}), store_firmware_result::limit_reached);
 }
 
 TYPED_TEST(StationsMaintenanceServiceContract, DeletesAFirmwareOnce) {
   this->handler.add(this->stored);
-  EXPECT_EQ(this->service().delete_firmware(3).value, 0);
-  EXPECT_EQ(this->service().delete_firmware(3).value, 1);
+  EXPECT_EQ(this->service().delete_firmware(3).value, delete_firmware_result::deleted);
+  EXPECT_EQ(this->service().delete_firmware(3).value, delete_firmware_result::unknown_firmware);
   EXPECT_EQ(this->service().get_firmware(3).value.value(), std::nullopt);
 }
 
@@ -134,7 +137,7 @@ TYPED_TEST(StationsMaintenanceServiceContract, OffersAStationWhatIsAvailableForI
   this->handler.add(7, {"X7-22"});
   this->handler.add(8, {"X7-44"});
   this->handler.add(this->stored);
-  ASSERT_EQ(this->store({"2.2", {"X7-22"}}), 0);
+  ASSERT_EQ(this->store({"2.2", {"X7-22"}}), store_firmware_result::announced);
   EXPECT_EQ(this->service().get_charging_station_firmware(7).value.value(), std::vector{this->stored});
   EXPECT_EQ(this->service().get_charging_station_firmware(8).value.value()->size(), 0U);
   EXPECT_EQ(this->service().get_charging_station_firmware(9).value.value(), std::nullopt);
@@ -152,8 +155,8 @@ TYPED_TEST(StationsMaintenanceServiceContract, ListsReportsOfAllAndOfOneStation)
 
 TYPED_TEST(StationsMaintenanceServiceContract, DeletesTheChosenReports) {
   this->handler.add(this->report);
-  EXPECT_EQ(this->service().delete_diagnostic_reports({{1}}).value, 1U);
-  EXPECT_EQ(this->service().delete_diagnostic_reports({{1, -1, -1}}).value, 0U);
+  EXPECT_EQ(this->service().delete_diagnostic_reports({{1}}).value, delete_reports_result::none_matched);
+  EXPECT_EQ(this->service().delete_diagnostic_reports({{1, -1, -1}}).value, delete_reports_result::deleted);
   EXPECT_EQ(this->service().get_diagnostic_reports().value.value()->size(), 0U);
 }
 
@@ -172,12 +175,12 @@ TYPED_TEST(StationsMaintenanceServiceContract, AsksConnectedStationsForReports) 
   auto const ask = [this](unsigned int station, diagnostic_report_type type, unsigned int& request) {
     return this->service().generate_station_diagnostic_report(station, type, request).value;
   };
-  EXPECT_EQ(ask(7, diagnostic_report_type::manual, first), 0U);
-  EXPECT_EQ(ask(7, diagnostic_report_type::periodic, second), 0U);
+  EXPECT_EQ(ask(7, diagnostic_report_type::manual, first), generation_result::accepted);
+  EXPECT_EQ(ask(7, diagnostic_report_type::periodic, second), generation_result::accepted);
   EXPECT_NE(first, second);
-  EXPECT_EQ(ask(8, diagnostic_report_type::manual, second), 2U);
-  EXPECT_EQ(ask(9, diagnostic_report_type::manual, second), 1U);
-  EXPECT_EQ(ask(7, static_cast<diagnostic_report_type>(-1), second), 4294967295U);
+  EXPECT_EQ(ask(8, diagnostic_report_type::manual, second), generation_result::not_connected);
+  EXPECT_EQ(ask(9, diagnostic_report_type::manual, second), generation_result::unknown_station);
+  EXPECT_EQ(ask(7, static_cast<diagnostic_report_type>(-1), second), generation_result::failed);
 }
 
 TYPED_TEST(StationsMaintenanceServiceContract, TellsTheFolderOfTheReports) {

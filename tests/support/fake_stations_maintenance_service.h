@@ -32,6 +32,11 @@ class fake_stations_maintenance_service
     bool connected = true;
   };
 
+  using store_result = tavi::stations_maintenance::store_firmware_result;
+  using delete_result = tavi::stations_maintenance::delete_firmware_result;
+  using delete_reports_result = tavi::stations_maintenance::delete_reports_result;
+  using generation_result = tavi::stations_maintenance::generation_result;
+
   static constexpr std::size_t firmware_limit = 5;
 
   /// While set, every operation throws.
@@ -79,22 +84,23 @@ class fake_stations_maintenance_service
     return firmwares;
   }
 
-  int on_store_firmware(firmware_desc const& desc, std::string& out_text, unsigned int& out_value) override {
+  store_result on_store_firmware(firmware_desc const& desc, std::string& out_text,
+                                 unsigned int& out_value) override {
     auto const turn = enter();
     if (desc.models.empty()) {
-      return 3;
+      return store_result::model_refused;
     }
     if (firmwares.size() >= firmware_limit) {
-      return 2;
+      return store_result::limit_reached;
     }
     if (desc.version && (desc.version->empty() || has_version(desc))) {
-      return 1;
+      return store_result::version_refused;
     }
     out_value = next_id++;
     out_text = "/upload/" + upload_token;
     firmwares.push_back(
         {out_value, desc.version.value_or(""), "", 0, "", desc.models, firmware_status::pending_upload});
-    return 0;
+    return store_result::announced;
   }
 
   std::optional<firmware> on_get_firmware(unsigned int const& firmware_id) override {
@@ -103,9 +109,10 @@ class fake_stations_maintenance_service
     return found == firmwares.end() ? std::nullopt : std::optional(*found);
   }
 
-  int on_delete_firmware(unsigned int const& firmware_id) override {
+  delete_result on_delete_firmware(unsigned int const& firmware_id) override {
     auto const turn = enter();
-    return std::erase_if(firmwares, has_id(firmware_id)) == 0 ? 1 : 0;
+    return std::erase_if(firmwares, has_id(firmware_id)) == 0 ? delete_result::unknown_firmware
+                                                              : delete_result::deleted;
   }
 
   std::optional<std::vector<firmware>> on_get_charging_station_firmware(
@@ -122,9 +129,10 @@ class fake_stations_maintenance_service
     return fitting;
   }
 
-  unsigned int on_delete_diagnostic_reports(report_filter const& filter) override {
+  delete_reports_result on_delete_diagnostic_reports(report_filter const& filter) override {
     auto const turn = enter();
-    return std::erase_if(reports, is_chosen(filter)) == 0 ? 1U : 0U;
+    return std::erase_if(reports, is_chosen(filter)) == 0 ? delete_reports_result::none_matched
+                                                          : delete_reports_result::deleted;
   }
 
   std::optional<std::vector<report>> on_get_diagnostic_reports() override {
@@ -154,21 +162,22 @@ class fake_stations_maintenance_service
     return of_station;
   }
 
-  unsigned int on_generate_station_diagnostic_report(unsigned int const& station_id, report_type const& type,
-                                                     unsigned int& request_out) override {
+  generation_result on_generate_station_diagnostic_report(unsigned int const& station_id,
+                                                          report_type const& type,
+                                                          unsigned int& request_out) override {
     auto const turn = enter();
     if (type != report_type::periodic && type != report_type::manual) {
-      return 4294967295U;
+      return generation_result::failed;
     }
     auto const found = stations.find(station_id);
     if (found == stations.end()) {
-      return 1U;
+      return generation_result::unknown_station;
     }
     if (!found->second.connected) {
-      return 2U;
+      return generation_result::not_connected;
     }
     request_out = ++last_request;
-    return 0U;
+    return generation_result::accepted;
   }
 
   std::string on_get_diagnostics_folder_path() override {

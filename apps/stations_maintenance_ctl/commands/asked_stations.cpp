@@ -27,10 +27,19 @@ bool has_accepted(asked_station const& asked) {
 
 }  // namespace
 
-asking_outcome outcome_of(unsigned int result_code) {
-  constexpr std::array<asking_outcome, 3> outcomes = {
-      asking_outcome::accepted, asking_outcome::unknown_station, asking_outcome::not_connected};
-  return result_code < outcomes.size() ? outcomes[result_code] : asking_outcome::failed;
+asking_outcome outcome_of(stations_maintenance::generation_result answer) {
+  using stations_maintenance::generation_result;
+  switch (answer) {
+    case generation_result::accepted:
+      return asking_outcome::accepted;
+    case generation_result::unknown_station:
+      return asking_outcome::unknown_station;
+    case generation_result::not_connected:
+      return asking_outcome::not_connected;
+    case generation_result::failed:
+      break;
+  }
+  return asking_outcome::failed;
 }
 
 std::string explain(asked_station const& asked) {

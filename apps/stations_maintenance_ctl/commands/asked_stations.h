@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "stations_maintenance/diagnostic_report.h"
+#include "stations_maintenance/result_codes.h"
 #include "text/record_json.h"
 #include "text/table.h"
 
@@ -25,8 +26,8 @@ struct asked_station {
   bool is_answered = true;  ///< false, and failed, when the service gave no answer about it
 };
 
-/// The outcome that a result code of the service stands for.
-[[nodiscard]] asking_outcome outcome_of(unsigned int result_code);
+/// The outcome that the service's answer stands for.
+[[nodiscard]] asking_outcome outcome_of(stations_maintenance::generation_result answer);
 
 /// Why a station gives no report, and what to do, in one line. @return empty for one that does or may yet,
 /// and without an answer, which is told when it does not come

@@ -11,9 +11,11 @@ namespace tavi::ctl {
 
 namespace {
 
+using stations_maintenance::delete_firmware_result;
 using stations_maintenance::station_firmware_desc;
 using stations_maintenance::station_firmware_info;
 using stations_maintenance::station_firmware_status;
+using stations_maintenance::store_firmware_result;
 
 constexpr std::chrono::milliseconds intake_poll_interval(200);
 /// The service counts the bytes of a firmware in 32 bits.
@@ -55,18 +57,18 @@ std::string check_file(command_context& context, std::filesystem::path const& fi
   return hash;
 }
 
-std::string explain_announcement(int code, station_firmware_desc const& desc) {
+std::string explain_announcement(store_firmware_result code, station_firmware_desc const& desc) {
   switch (code) {
-    case 1:
+    case store_firmware_result::version_refused:
       return fmt::format(
           "version \"{}\" is stored already for one of the models: give another --version, or delete "
           "the stored firmware first",
           escape_text(desc.version.value_or("")));
-    case 2:
+    case store_firmware_result::limit_reached:
       return "the limit of stored firmware is reached, for the site or for one of the models: delete some, "
              "or raise max_firmware_stored or max_firmware_by_station in [firmware_storage] of the service's "
              "configuration file";
-    case 3:
+    case store_firmware_result::model_refused:
       return "one of the models is not among the supported ones (\"name\" in supported_stations.json)";
     default:
       return "the service could not take the firmware in; its log says why";
@@ -86,7 +88,7 @@ taken<announcement> announce(command_context& context, firmware_add_options cons
   if (!code.value) {
     return {std::nullopt, code.code};
   }
-  if (*code.value != 0) {
+  if (*code.value != store_firmware_result::announced) {
     context.console.complain(explain_announcement(*code.value, desc));
     return {std::nullopt, exit_code::failed};
   }
@@ -95,7 +97,7 @@ taken<announcement> announce(command_context& context, firmware_add_options cons
 
 /// Ends the pending upload, so that nothing is left that waits for a file.
 void take_back(command_context& context, announcement const& made) {
-  if (context.service.delete_firmware(made.id).value != 0) {
+  if (context.service.delete_firmware(made.id).value != delete_firmware_result::deleted) {
     context.console.complain(
         fmt::format("firmware {} stays announced until the service's upload time-out", made.id));
   }

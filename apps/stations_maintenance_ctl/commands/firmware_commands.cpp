@@ -8,23 +8,23 @@ namespace tavi::ctl {
 
 namespace {
 
-constexpr int no_such_firmware = 1;
-constexpr int record_not_deleted = 2;
+using stations_maintenance::delete_firmware_result;
 
 /// What a deletion came to, in one line. @return empty when it succeeded
-std::string explain_deletion(int code, std::uint32_t id) {
+std::string explain_deletion(delete_firmware_result code, std::uint32_t id) {
   switch (code) {
-    case 0:
+    case delete_firmware_result::deleted:
       return {};
-    case no_such_firmware:
+    case delete_firmware_result::unknown_firmware:
       return fmt::format("there is no firmware {}: \"firmware list\" shows those there are", id);
-    case record_not_deleted:
+    case delete_firmware_result::row_not_deleted:
       return fmt::format(
           "the file of firmware {} is gone, but its record could not be deleted; the service's log "
           "says why",
           id);
     default:
-      return fmt::format("firmware {} could not be deleted (code {}); the service's log says why", id, code);
+      return fmt::format("firmware {} could not be deleted (code {}); the service's log says why", id,
+                         static_cast<int>(code));
   }
 }
 
@@ -37,9 +37,9 @@ exit_code run_command(command_context& context, firmware_list_options const& /*o
 }
 
 exit_code run_command(command_context& context, firmware_show_options const& options) {
-  auto const found =
-      take_present(context, fmt::format("showing firmware {}", options.id),
-                   context.service.get_firmware(options.id), explain_deletion(no_such_firmware, options.id));
+  auto const found = take_present(context, fmt::format("showing firmware {}", options.id),
+                                  context.service.get_firmware(options.id),
+                                  explain_deletion(delete_firmware_result::unknown_firmware, options.id));
   return found.value ? show(context, *found.value, exit_code::done) : found.code;
 }
 
@@ -68,7 +68,7 @@ exit_code run_command(command_context& context, firmware_delete_options const& o
       code = result.code;
       break;
     }
-    if (*result.value == 0) {
+    if (*result.value == delete_firmware_result::deleted) {
       deleted.push_back(id);
     } else {
       context.console.complain(explain_deletion(*result.value, id));

@@ -8,10 +8,9 @@ namespace tavi::ctl {
 
 namespace {
 
+using stations_maintenance::delete_reports_result;
 using stations_maintenance::diagnostic_report_filter;
 
-constexpr unsigned int all_gone = 0;
-constexpr unsigned int none_matched = 1;
 /// Ids in one request; nine times as many would be too large for it.
 constexpr std::size_t ids_per_request = 10'000;
 
@@ -24,11 +23,11 @@ bool delete_portion(command_context& context, diagnostic_report_filter const& fi
     code = result.code;
     return false;
   }
-  if (*result.value == none_matched) {
+  if (*result.value == delete_reports_result::none_matched) {
     context.console.complain(
         "the reports were gone before: somebody else deleted them, or they gave way to newer ones");
     code = exit_code::failed;
-  } else if (*result.value != all_gone) {
+  } else if (*result.value != delete_reports_result::deleted) {
     context.console.complain(
         "at least one report could not be deleted: \"reports list\" shows what is left, the "
         "service's log says why");

@@ -10,6 +10,7 @@
 #include "stations_maintenance/diagnostic_report.h"
 #include "stations_maintenance/diagnostic_report_filter.h"
 #include "stations_maintenance/export.h"
+#include "stations_maintenance/result_codes.h"
 #include "stations_maintenance/station_firmware_desc.h"
 #include "stations_maintenance/station_firmware_info.h"
 #include "stations_maintenance/stations_maintenance_configuration.h"
@@ -66,35 +67,27 @@ class STATIONS_MAINTENANCE_EXPORT req_resp_stations_maintenance_service {
   [[nodiscard]] answer<std::optional<std::vector<station_firmware_info>>> get_firmwares();
   /// Announces a firmware, whose file has then to be uploaded before the service's upload time-out.
   /// @param upload_uri   receives where to upload to: "/upload/" and a token, below the controller's address
-  /// @param firmware_id  receives the id of the new firmware; both are meaningful with result 0 only
-  /// @return 0 announced; 1 the version is empty or already stored for one of the models; 2 the limit of all
-  ///         firmware or of one model is reached; 3 no model, or one that is not supported; -1 any other
-  ///         failure
-  [[nodiscard]] answer<int> store_firmware(station_firmware_desc const& desc, std::string& upload_uri,
-                                           unsigned int& firmware_id);
+  /// @param firmware_id  receives the id of the new firmware; both are meaningful when announced only
+  [[nodiscard]] answer<store_firmware_result> store_firmware(station_firmware_desc const& desc,
+                                                             std::string& upload_uri,
+                                                             unsigned int& firmware_id);
   /// One firmware, a failed upload included. @return absent when there is none with this id
   [[nodiscard]] answer<std::optional<station_firmware_info>> get_firmware(unsigned int firmware_id);
   /// Deletes a firmware with its file, ends a pending upload, or forgets a failed one.
-  /// @return 0 done; 1 no firmware with this id; 2 its record could not be deleted, its file is gone all the
-  ///         same
-  [[nodiscard]] answer<int> delete_firmware(unsigned int firmware_id);
+  [[nodiscard]] answer<delete_firmware_result> delete_firmware(unsigned int firmware_id);
   /// The complete firmware that fit a station's model, from none to many.
   /// @return absent when the station or its model is not known, the OCPP service gave the service no answer,
-  /// or
-  ///         the firmware cannot be read
+  ///         or the firmware cannot be read
   [[nodiscard]] answer<std::optional<std::vector<station_firmware_info>>> get_charging_station_firmware(
       unsigned int station_id);
 
-  /// Deletes the chosen reports. A request takes 87,000 ids, whatever they are; one with many more
-  /// is `refused` without being sent.
+  /// Deletes the chosen reports. A request takes 87,000 ids, whatever they are; one with many more is
+  /// `refused` without being sent.
   /// @param time_out  above 0
-  /// @return 0 all of them are gone; 1 the filter matches none, or they could not be looked up; 2 at least
-  /// one
-  ///         could not be deleted, or its file was missing already, and its row is gone all the same
-  [[nodiscard]] answer<unsigned int> delete_diagnostic_reports(
+  [[nodiscard]] answer<delete_reports_result> delete_diagnostic_reports(
       diagnostic_report_filter const& filter, std::chrono::milliseconds time_out = bulk_time_out);
-  /// Every stored report. @return always present when the service answers; empty also when it cannot read
-  /// them
+  /// Every stored report.
+  /// @return always present when the service answers; empty also when it cannot read them
   [[nodiscard]] answer<std::optional<std::vector<diagnostic_report_info>>> get_diagnostic_reports();
   /// Packs the chosen reports into a zip archive.
   /// @param destination  path of the archive on the controller; an existing one gains the reports
@@ -105,19 +98,15 @@ class STATIONS_MAINTENANCE_EXPORT req_resp_stations_maintenance_service {
                                                        std::chrono::milliseconds time_out = bulk_time_out);
   /// The stored reports of a station, from none to many.
   /// @return absent when the station is not known or the OCPP service gave the service no answer; empty also
-  /// when
-  ///         the reports cannot be read
+  ///         when the reports cannot be read
   [[nodiscard]] answer<std::optional<std::vector<diagnostic_report_info>>> get_station_diagnostic_reports(
       unsigned int station_id);
   /// Asks a station for a report; the upload follows later, or never.
   /// @param type     which limit the report counts against
-  /// @param request  receives the number of the request to the station; meaningful with result 0
-  /// @return 0 the station accepted; 1 unknown station; 2 not connected; 4294967295 any other failure, no
-  /// answer
-  ///         of the OCPP service among them
-  [[nodiscard]] answer<unsigned int> generate_station_diagnostic_report(unsigned int station_id,
-                                                                        diagnostic_report_type type,
-                                                                        unsigned int& request);
+  /// @param request  receives the number of the request to the station; meaningful when accepted
+  [[nodiscard]] answer<generation_result> generate_station_diagnostic_report(unsigned int station_id,
+                                                                             diagnostic_report_type type,
+                                                                             unsigned int& request);
   /// The configured storage directory of the reports; a relative one lies below the service's working
   /// directory.
   [[nodiscard]] answer<std::string> get_diagnostics_folder_path();

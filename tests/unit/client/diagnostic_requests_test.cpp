@@ -77,20 +77,22 @@ TEST_F(DiagnosticRequests, BringAHundredThousandReportsInOneReply) {
 
 TEST_F(DiagnosticRequests, DeleteTheReportsOfAFilterInItsOrder) {
   diagnostic_report_filter const filter{{3, 1, 1, -1, lowest, highest}};
-  for (unsigned int const code : {0U, 1U, 2U, 4294967295U}) {
+  for (auto const code : every<delete_reports_result>({0U, 1U, 2U, 4294967295U})) {
     EXPECT_CALL(handler, on_delete_diagnostic_reports(filter)).WillOnce(Return(code));
     EXPECT_EQ(client.delete_diagnostic_reports(filter).value, code);
   }
 }
 
 TEST_F(DiagnosticRequests, PassAnEmptyFilterOn) {
-  EXPECT_CALL(handler, on_delete_diagnostic_reports(diagnostic_report_filter{})).WillOnce(Return(1));
-  EXPECT_EQ(client.delete_diagnostic_reports({}).value, 1U);
+  EXPECT_CALL(handler, on_delete_diagnostic_reports(diagnostic_report_filter{}))
+      .WillOnce(Return(delete_reports_result::none_matched));
+  EXPECT_EQ(client.delete_diagnostic_reports({}).value, delete_reports_result::none_matched);
 }
 
 TEST_F(DiagnosticRequests, TakeAFilterOfEightySevenThousandIds) {
-  EXPECT_CALL(handler, on_delete_diagnostic_reports(longest_filter(87'000))).WillOnce(Return(0));
-  EXPECT_EQ(client.delete_diagnostic_reports(longest_filter(87'000)).value, 0U);
+  EXPECT_CALL(handler, on_delete_diagnostic_reports(longest_filter(87'000)))
+      .WillOnce(Return(delete_reports_result::deleted));
+  EXPECT_EQ(client.delete_diagnostic_reports(longest_filter(87'000)).value, delete_reports_result::deleted);
 }
 
 TEST_F(DiagnosticRequests, RefuseAFilterThatIsTooLargeBeforeItIsSent) {
@@ -112,29 +114,30 @@ TEST_F(DiagnosticRequests, BringTheFlagOfAFailedExportAsItIs) {
 TEST_F(DiagnosticRequests, AskAStationForAReportAndBringTheRequestsNumberBack) {
   EXPECT_CALL(handler,
               on_generate_station_diagnostic_report(7, diagnostic_report_type::manual, testing::Eq(0U)))
-      .WillOnce(DoAll(SetArgReferee<2>(4294967295U), Return(0)));
+      .WillOnce(DoAll(SetArgReferee<2>(4294967295U), Return(generation_result::accepted)));
   unsigned int request = 17;
-  EXPECT_EQ(client.generate_station_diagnostic_report(7, diagnostic_report_type::manual, request).value, 0U);
+  EXPECT_EQ(client.generate_station_diagnostic_report(7, diagnostic_report_type::manual, request).value,
+            generation_result::accepted);
   EXPECT_EQ(request, 4294967295U);
 }
 
 TEST_F(DiagnosticRequests, BringEveryCodeOfAGeneration) {
   unsigned int request = 0;
-  for (unsigned int const code : {1U, 2U, 4294967295U}) {
+  for (auto const code : every<generation_result>({1U, 2U, 4294967295U})) {
     EXPECT_CALL(handler, on_generate_station_diagnostic_report).WillOnce(Return(code));
     auto const answer =
         client.generate_station_diagnostic_report(7, diagnostic_report_type::periodic, request);
     EXPECT_EQ(answer.value, code);
-    EXPECT_EQ(answer.failure, call_failure::none) << code;
+    EXPECT_EQ(answer.failure, call_failure::none);
   }
 }
 
 TEST_F(DiagnosticRequests, PassATypeOnThatIsNone) {
   auto const no_type = static_cast<diagnostic_report_type>(-1);
   EXPECT_CALL(handler, on_generate_station_diagnostic_report(7, no_type, testing::_))
-      .WillOnce(Return(4294967295U));
+      .WillOnce(Return(generation_result::failed));
   unsigned int request = 0;
-  EXPECT_EQ(client.generate_station_diagnostic_report(7, no_type, request).value, 4294967295U);
+  EXPECT_EQ(client.generate_station_diagnostic_report(7, no_type, request).value, generation_result::failed);
 }
 
 TEST_F(DiagnosticRequests, TellTheFolderOfTheReports) {

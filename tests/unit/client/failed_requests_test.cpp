@@ -123,11 +123,12 @@ TEST_F(FailedRequests, AreTheAnswerToAnExceptionAndTheServiceGoesOn) {
 }
 
 TEST_F(FailedRequests, LeaveOutParametersAsTheyWere) {
-  EXPECT_CALL(handler, on_store_firmware).WillOnce([](auto const&, auto& uri, auto& id) -> int {
-    uri = "half made";
-    id = 1;
-    throw std::runtime_error("too late");
-  });
+  EXPECT_CALL(handler, on_store_firmware)
+      .WillOnce([](auto const&, auto& uri, auto& id) -> store_firmware_result {
+        uri = "half made";
+        id = 1;
+        throw std::runtime_error("too late");
+      });
   std::string uri = "unchanged";
   unsigned int id = 17;
   EXPECT_EQ(client.store_firmware({}, uri, id).value, std::nullopt);
@@ -136,13 +137,13 @@ TEST_F(FailedRequests, LeaveOutParametersAsTheyWere) {
 }
 
 TEST_F(FailedRequests, AreNoneOnceTheServiceHasStartedAgain) {
-  EXPECT_CALL(handler, on_delete_firmware(1)).WillRepeatedly(Return(0));
-  EXPECT_EQ(client.delete_firmware(1).value, 0);
+  EXPECT_CALL(handler, on_delete_firmware(1)).WillRepeatedly(Return(delete_firmware_result::deleted));
+  EXPECT_EQ(client.delete_firmware(1).value, delete_firmware_result::deleted);
   EXPECT_TRUE(server.stop());
   req_resp_stations_maintenance_service hurried({little, little, little});
   EXPECT_EQ(hurried.delete_firmware(1).failure, call_failure::no_answer);
   EXPECT_TRUE(server.start());
-  EXPECT_EQ(client.delete_firmware(1).value, 0);
+  EXPECT_EQ(client.delete_firmware(1).value, delete_firmware_result::deleted);
 }
 
 TEST_F(FailedRequests, AreToldWhenAReplyIsOfAnotherType) {
@@ -236,13 +237,13 @@ TEST_F(ServerProcess, IsMissedWhenKilledAndFoundWhenItIsBack) {
     spawned_program server({MAINTENANCE_TEST_SERVER});
     ASSERT_EQ(server.read_until("!"), "!");
     ASSERT_TRUE(client.init());
-    EXPECT_EQ(client.delete_firmware(1).value, 1);
+    EXPECT_EQ(client.delete_firmware(1).value, delete_firmware_result::unknown_firmware);
     server.kill_hard();
   }
   EXPECT_EQ(hurried.delete_firmware(1).failure, call_failure::no_answer);
   spawned_program server({MAINTENANCE_TEST_SERVER});
   ASSERT_EQ(server.read_until("!"), "!");
-  EXPECT_EQ(client.delete_firmware(1).value, 1);
+  EXPECT_EQ(client.delete_firmware(1).value, delete_firmware_result::unknown_firmware);
 }
 
 TEST_F(ServerProcess, FailsTheClientsStartWhenItIsAway) {

@@ -77,10 +77,11 @@ TEST_F(FirmwareRequests, TellAnUnknownFirmwareFromAFailedRequest) {
 TEST_F(FirmwareRequests, AnnounceAFirmwareAndBringItsLocationBack) {
   station_firmware_desc const desc{"2.1.0", {"X7-22", awkward_text}};
   EXPECT_CALL(handler, on_store_firmware(desc, testing::Eq(""), testing::Eq(0U)))
-      .WillOnce(DoAll(SetArgReferee<1>("/upload/" + awkward_text), SetArgReferee<2>(4294967295U), Return(0)));
+      .WillOnce(DoAll(SetArgReferee<1>("/upload/" + awkward_text), SetArgReferee<2>(4294967295U),
+                      Return(store_firmware_result::announced)));
   std::string uri = "of an earlier call";
   unsigned int id = 17;
-  EXPECT_EQ(client.store_firmware(desc, uri, id).value, 0);
+  EXPECT_EQ(client.store_firmware(desc, uri, id).value, store_firmware_result::announced);
   EXPECT_EQ(uri, "/upload/" + awkward_text);
   EXPECT_EQ(id, 4294967295U);
 }
@@ -88,27 +89,29 @@ TEST_F(FirmwareRequests, AnnounceAFirmwareAndBringItsLocationBack) {
 TEST_F(FirmwareRequests, TellAnEmptyVersionFromAnAbsentOne) {
   station_firmware_desc const absent{std::nullopt, {}};
   station_firmware_desc const empty{"", {""}};
-  EXPECT_CALL(handler, on_store_firmware(absent, testing::_, testing::_)).WillOnce(Return(3));
-  EXPECT_CALL(handler, on_store_firmware(empty, testing::_, testing::_)).WillOnce(Return(1));
+  EXPECT_CALL(handler, on_store_firmware(absent, testing::_, testing::_))
+      .WillOnce(Return(store_firmware_result::model_refused));
+  EXPECT_CALL(handler, on_store_firmware(empty, testing::_, testing::_))
+      .WillOnce(Return(store_firmware_result::version_refused));
   std::string uri;
   unsigned int id = 0;
-  EXPECT_EQ(client.store_firmware(absent, uri, id).value, 3);
-  EXPECT_EQ(client.store_firmware(empty, uri, id).value, 1);
+  EXPECT_EQ(client.store_firmware(absent, uri, id).value, store_firmware_result::model_refused);
+  EXPECT_EQ(client.store_firmware(empty, uri, id).value, store_firmware_result::version_refused);
 }
 
 TEST_F(FirmwareRequests, BringEveryCodeOfAnAnnouncementThatWasRefused) {
   std::string uri;
   unsigned int id = 0;
-  for (int const code : {1, 2, 3, -1}) {
+  for (auto const code : every<store_firmware_result>({1, 2, 3, -1})) {
     EXPECT_CALL(handler, on_store_firmware).WillOnce(Return(code));
     auto const answer = client.store_firmware({}, uri, id);
     EXPECT_EQ(answer.value, code);
-    EXPECT_EQ(answer.failure, call_failure::none) << code;
+    EXPECT_EQ(answer.failure, call_failure::none);
   }
 }
 
 TEST_F(FirmwareRequests, BringEveryCodeOfADeletion) {
-  for (int const code : {0, 1, 2, -1}) {
+  for (auto const code : every<delete_firmware_result>({0, 1, 2, -1})) {
     EXPECT_CALL(handler, on_delete_firmware(4294967295U)).WillOnce(Return(code));
     EXPECT_EQ(client.delete_firmware(4294967295U).value, code);
   }
@@ -118,10 +121,10 @@ TEST_F(FirmwareRequests, ReplaceWhatIsNoUtf8) {
   station_firmware_desc const sent{"2\xff", {"X7"}};
   station_firmware_desc const received{"2\xef\xbf\xbd", {"X7"}};
   EXPECT_CALL(handler, on_store_firmware(received, testing::_, testing::_))
-      .WillOnce(DoAll(SetArgReferee<1>("/upload/\x80"), Return(0)));
+      .WillOnce(DoAll(SetArgReferee<1>("/upload/\x80"), Return(store_firmware_result::announced)));
   std::string uri;
   unsigned int id = 0;
-  EXPECT_EQ(client.store_firmware(sent, uri, id).value, 0);
+  EXPECT_EQ(client.store_firmware(sent, uri, id).value, store_firmware_result::announced);
   EXPECT_EQ(uri, "/upload/\xef\xbf\xbd");
 }
 

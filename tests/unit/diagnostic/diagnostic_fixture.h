@@ -60,7 +60,7 @@ class DiagnosticManagerTest : public testing::Test {
     EXPECT_CALL(ocpp, request_diagnostics_upload(station, testing::_, testing::_))
         .WillOnce(testing::Return(0));
     unsigned int request = 0;
-    EXPECT_EQ(manager.generate_diagnostic(station, type, "controller", request), 0U);
+    EXPECT_EQ(manager.generate_diagnostic(station, type, "controller", request), generation_result::accepted);
   }
 
   /// Files a report of so many bytes through its whole way. @return the path of the stored file

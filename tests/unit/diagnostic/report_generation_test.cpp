@@ -56,7 +56,7 @@ TEST_F(ReportGeneration, SendsAStationAFreshTokensLocationAndExpectsItsUpload) {
   EXPECT_CALL(tokens, get_upload_token("diagnostic_manager")).WillOnce(Return("fresh"));
   EXPECT_CALL(ocpp, request_diagnostics_upload(4, "http://10.0.0.1:8080/upload/fresh/", _))
       .WillOnce(DoAll(SetArgReferee<2>(77U), Return(0)));
-  EXPECT_EQ(manager.generate_diagnostic(4, manual, "10.0.0.1:8080", request), 0U);
+  EXPECT_EQ(manager.generate_diagnostic(4, manual, "10.0.0.1:8080", request), generation_result::accepted);
   EXPECT_EQ(request, 77U);
   EXPECT_TRUE(manager.is_my_token("fresh"));
   EXPECT_THAT(log.lines(),
@@ -66,7 +66,7 @@ TEST_F(ReportGeneration, SendsAStationAFreshTokensLocationAndExpectsItsUpload) {
 TEST_F(ReportGeneration, FailsWithoutAToken) {
   EXPECT_CALL(tokens, get_upload_token).WillOnce(Return(std::nullopt));
   EXPECT_CALL(ocpp, request_diagnostics_upload).Times(0);
-  EXPECT_EQ(manager.generate_diagnostic(4, manual, "a", request), 0xFFFFFFFFU);
+  EXPECT_EQ(manager.generate_diagnostic(4, manual, "a", request), generation_result::failed);
   EXPECT_THAT(
       log.lines(),
       ElementsAre(log_line{err,
@@ -77,7 +77,7 @@ TEST_F(ReportGeneration, FailsWithoutAToken) {
 struct refusal {
   char const* situation;
   int answer;
-  std::uint32_t result;
+  generation_result result;
   char const* line;
 };
 
@@ -96,19 +96,20 @@ TEST_P(Refusal, IsToldAndLeavesNothingExpected) {
 
 INSTANTIATE_TEST_SUITE_P(
     Each, Refusal,
-    testing::Values(refusal{"UnknownStation", 1, 1, "[diagnostic_manager] Unknown ID for station 4"},
-                    refusal{"NotConnected", 2, 2,
+    testing::Values(refusal{"UnknownStation", 1, generation_result::unknown_station,
+                            "[diagnostic_manager] Unknown ID for station 4"},
+                    refusal{"NotConnected", 2, generation_result::not_connected,
                             "[diagnostic_manager] Error while generating for station 4 : not connected"},
-                    refusal{"NoValidAnswer", 3, 0xFFFFFFFF,
+                    refusal{"NoValidAnswer", 3, generation_result::failed,
                             "[diagnostic_manager] IPC Error while sending generation command to station 4"},
-                    refusal{"NegativeAnswer", -1, 0xFFFFFFFF,
+                    refusal{"NegativeAnswer", -1, generation_result::failed,
                             "[diagnostic_manager] IPC Error while sending generation command to station 4"}),
     [](auto const& tested) { return std::string(tested.param.situation); });
 
 TEST_F(ReportGeneration, KeepsTheLaterStationWhenATokenComesTwice) {
   ON_CALL(ocpp, request_diagnostics_upload).WillByDefault(Return(0));
-  EXPECT_EQ(manager.generate_diagnostic(4, periodic, "a", request), 0U);
-  EXPECT_EQ(manager.generate_diagnostic(5, manual, "a", request), 0U);
+  EXPECT_EQ(manager.generate_diagnostic(4, periodic, "a", request), generation_result::accepted);
+  EXPECT_EQ(manager.generate_diagnostic(5, manual, "a", request), generation_result::accepted);
   EXPECT_TRUE(manager.save_file("token", "a", given_uploaded("a", "content")));
   auto const reports = table.get_all_diagnostics();
   ASSERT_EQ(reports.size(), 1U);
@@ -135,7 +136,7 @@ TEST_F(ReportGeneration, AsksOneStationWithTheControllersAddress) {
   EXPECT_CALL(ocpp, get_charging_station(4)).WillOnce(Return(station(4)));
   EXPECT_CALL(ocpp, request_diagnostics_upload(4, "http://10.0.0.1:8080/upload/token/", _))
       .WillOnce(Return(0));
-  EXPECT_EQ(manager.generate_single_diagnostic(4, manual, request), 0U);
+  EXPECT_EQ(manager.generate_single_diagnostic(4, manual, request), generation_result::accepted);
 }
 
 TEST_F(ReportGeneration, ContactsNobodyForAStationWhenItsTypeIsBlocked) {
@@ -143,7 +144,7 @@ TEST_F(ReportGeneration, ContactsNobodyForAStationWhenItsTypeIsBlocked) {
   EXPECT_CALL(ocpp, get_charging_station).Times(0);
   EXPECT_CALL(network, get_network_config).Times(0);
   EXPECT_CALL(tokens, get_upload_token).Times(0);
-  EXPECT_EQ(manager.generate_single_diagnostic(4, manual, request), 0xFFFFFFFFU);
+  EXPECT_EQ(manager.generate_single_diagnostic(4, manual, request), generation_result::failed);
   EXPECT_THAT(
       log.lines(),
       ElementsAre(log_line{
@@ -152,14 +153,14 @@ TEST_F(ReportGeneration, ContactsNobodyForAStationWhenItsTypeIsBlocked) {
 
 TEST_F(ReportGeneration, NamesWhatIsNoTypeUnknown) {
   EXPECT_EQ(manager.generate_single_diagnostic(4, static_cast<diagnostic_report_type>(6), request),
-            0xFFFFFFFFU);
+            generation_result::failed);
   EXPECT_TRUE(log.holds(info, "Generation of unknown diagnostic reports blocked by configuration"));
 }
 
 TEST_F(ReportGeneration, LeavesAStationAloneThatIsUploading) {
   EXPECT_CALL(ocpp, get_charging_station).WillOnce(Return(station(4, station_diagnostics_status::uploading)));
   EXPECT_CALL(tokens, get_upload_token).Times(0);
-  EXPECT_EQ(manager.generate_single_diagnostic(4, periodic, request), 0xFFFFFFFFU);
+  EXPECT_EQ(manager.generate_single_diagnostic(4, periodic, request), generation_result::failed);
   EXPECT_THAT(
       log.lines(),
       ElementsAre(log_line{err,
@@ -170,14 +171,14 @@ TEST_F(ReportGeneration, LeavesAStationAloneThatIsUploading) {
 TEST_F(ReportGeneration, AsksForAStationThatIsNotKnownSoThatTheAnswerSaysSo) {
   EXPECT_CALL(ocpp, get_charging_station(9)).WillOnce(Return(std::nullopt));
   EXPECT_CALL(ocpp, request_diagnostics_upload(9, _, _)).WillOnce(Return(1));
-  EXPECT_EQ(manager.generate_single_diagnostic(9, manual, request), 1U);
+  EXPECT_EQ(manager.generate_single_diagnostic(9, manual, request), generation_result::unknown_station);
 }
 
 TEST_F(ReportGeneration, NeedsTheNetworkConfigurationForOneStation) {
   EXPECT_CALL(ocpp, get_charging_station).WillOnce(Return(station(4)));
   EXPECT_CALL(network, get_network_config).WillOnce(Return(std::nullopt));
   EXPECT_CALL(tokens, get_upload_token).Times(0);
-  EXPECT_EQ(manager.generate_single_diagnostic(4, manual, request), 0xFFFFFFFFU);
+  EXPECT_EQ(manager.generate_single_diagnostic(4, manual, request), generation_result::failed);
   EXPECT_THAT(log.lines(),
               ElementsAre(log_line{
                   err, "Can't read network configuration. Can't generate diagnostic for station 4"}));

@@ -69,7 +69,7 @@ TEST_F(ReportRemoval, DeletesTheChosenReportsWithFilesAndRows) {
   auto const second = given_stored(2, "b", 1);
   auto const third = given_stored(1, "c", 1, manual);
   log.clear();
-  EXPECT_EQ(manager.remove_diagnostic_reports({{3, 1}}), 0U);
+  EXPECT_EQ(manager.remove_diagnostic_reports({{3, 1}}), delete_reports_result::deleted);
   EXPECT_FALSE(fs::exists(first));
   EXPECT_TRUE(fs::exists(second));
   EXPECT_FALSE(fs::exists(third));
@@ -80,7 +80,7 @@ TEST_F(ReportRemoval, DeletesTheChosenReportsWithFilesAndRows) {
 TEST_F(ReportRemoval, DeletesNothingWithAnEmptyFilter) {
   given_stored(1, "a", 1);
   log.clear();
-  EXPECT_EQ(manager.remove_diagnostic_reports({}), nothing_to_remove);
+  EXPECT_EQ(manager.remove_diagnostic_reports({}), delete_reports_result::none_matched);
   EXPECT_THAT(log.lines(),
               ElementsAre(log_line{info, "[diagnostic_table] There is no diagnostic report ID to look for"},
                           log_line{warn, "[diagnostic_manager] No diagnostic found with the given filter"}));
@@ -90,7 +90,8 @@ TEST_F(ReportRemoval, DeletesNothingWithAnEmptyFilter) {
 TEST_F(ReportRemoval, DeletesNothingWhenNoIdIsKnown) {
   given_stored(1, "a", 1);
   log.clear();
-  EXPECT_EQ(manager.remove_diagnostic_reports({{2, 0, -1, -2147483647 - 1, 2147483647}}), 1U);
+  EXPECT_EQ(manager.remove_diagnostic_reports({{2, 0, -1, -2147483647 - 1, 2147483647}}),
+            delete_reports_result::none_matched);
   EXPECT_THAT(log.lines(),
               ElementsAre(log_line{warn, "[diagnostic_manager] No diagnostic found with the given filter"}));
   EXPECT_THAT(recorded_names(), ElementsAre("a"));
@@ -100,7 +101,7 @@ TEST_F(ReportRemoval, SkipsUnknownIdsAndThoseThatStandThereTwice) {
   given_stored(1, "a", 1);
   given_stored(1, "b", 1);
   log.clear();
-  EXPECT_EQ(manager.remove_diagnostic_reports({{2, 99, 2, -5, 2}}), 0U);
+  EXPECT_EQ(manager.remove_diagnostic_reports({{2, 99, 2, -5, 2}}), delete_reports_result::deleted);
   EXPECT_THAT(recorded_names(), ElementsAre("a"));
   EXPECT_THAT(log.lines(), IsEmpty());
 }
@@ -111,7 +112,7 @@ TEST_F(ReportRemoval, DeletesTheRowsOfReportsWhoseFilesAreGoneAndSaysSo) {
   fs::remove(first);
   fs::remove(second);
   log.clear();
-  EXPECT_EQ(manager.remove_diagnostic_reports({{1, 2}}), not_all_removed);
+  EXPECT_EQ(manager.remove_diagnostic_reports({{1, 2}}), delete_reports_result::not_all_deleted);
   EXPECT_THAT(
       log.lines(),
       ElementsAre(log_line{err, "[diagnostic_manager] Error occurred while deleting diagnostic " + first},
@@ -124,7 +125,7 @@ TEST_F(ReportRemoval, GoesOnAfterAFailureAndRemembersIt) {
   auto const second = given_stored(1, "b", 1);
   fs::remove(first);
   log.clear();
-  EXPECT_EQ(manager.remove_diagnostic_reports({{1, 2}}), 2U);
+  EXPECT_EQ(manager.remove_diagnostic_reports({{1, 2}}), delete_reports_result::not_all_deleted);
   EXPECT_FALSE(fs::exists(second));
   EXPECT_THAT(
       log.lines(),
@@ -136,7 +137,7 @@ TEST_F(ReportRemoval, RemovesTheFilesOfRowsThatCannotBeDeleted) {
   auto const first = given_stored(1, "a", 1);
   faults.fail_to_execute("DELETE FROM DiagnosticReports WHERE full_path");
   log.clear();
-  EXPECT_EQ(manager.remove_diagnostic_reports({{1}}), 2U);
+  EXPECT_EQ(manager.remove_diagnostic_reports({{1}}), delete_reports_result::not_all_deleted);
   EXPECT_FALSE(fs::exists(first));
   EXPECT_THAT(recorded_names(), ElementsAre("a"));
   EXPECT_THAT(
@@ -150,7 +151,7 @@ TEST_F(ReportRemoval, DeletesEveryPlaceholderTogetherWithOne) {
   ASSERT_TRUE(table.insert_diagnostic_report(1, "never placed", periodic, 1));
   ASSERT_TRUE(table.insert_diagnostic_report(2, "nor this one", periodic, 1));
   log.clear();
-  EXPECT_EQ(manager.remove_diagnostic_reports({{1}}), 2U);
+  EXPECT_EQ(manager.remove_diagnostic_reports({{1}}), delete_reports_result::not_all_deleted);
   EXPECT_THAT(log.lines(), ElementsAre(log_line{
                                err, "[diagnostic_manager] Error occurred while deleting diagnostic tmp"}));
   EXPECT_THAT(recorded_names(), IsEmpty());
@@ -160,7 +161,7 @@ TEST_F(ReportRemoval, DeletesNothingWhenTheReportsCannotBeLookedUp) {
   auto const first = given_stored(1, "a", 1);
   for (auto const fault : {&faulty_database::refuse_to_prepare, &faulty_database::fail_to_execute}) {
     (faults.*fault)(" SELECT full_path FROM DiagnosticReports WHERE diagnostic_id IN(");
-    EXPECT_EQ(manager.remove_diagnostic_reports({{1}}), 1U);
+    EXPECT_EQ(manager.remove_diagnostic_reports({{1}}), delete_reports_result::none_matched);
     faults.heal();
   }
   EXPECT_TRUE(fs::exists(first));

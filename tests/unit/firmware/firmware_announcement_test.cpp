@@ -26,7 +26,7 @@ TEST_F(FirmwareAnnouncement, AnswersWithTheUploadUriAndTheNewId) {
 
   auto const one = run.announce("1.2", {"Y2", "X7"});
 
-  EXPECT_EQ(one.code, 0);
+  EXPECT_EQ(one.code, store_firmware_result::announced);
   EXPECT_EQ(one.uri, "/upload/abc");
   EXPECT_EQ(one.id, 1U);
   EXPECT_TRUE(manager.is_my_token("abc"));
@@ -37,7 +37,7 @@ TEST_F(FirmwareAnnouncement, AnswersWithTheUploadUriAndTheNewId) {
 
 TEST_F(FirmwareAnnouncement, TakesAFirmwareWithoutAVersion) {
   ASSERT_TRUE(run.init());
-  EXPECT_EQ(run.announce(std::nullopt).code, 0);
+  EXPECT_EQ(run.announce(std::nullopt).code, store_firmware_result::announced);
   EXPECT_EQ(run.table.get_firmware(1).value().version, "");
 }
 
@@ -45,7 +45,7 @@ TEST_F(FirmwareAnnouncement, GivesEachItsOwnTokenAndIdAndNeverAnIdTwice) {
   ASSERT_TRUE(run.init());
   EXPECT_EQ(run.announce("1").id, 1U);
   EXPECT_EQ(run.announce("2").uri, "/upload/token 2");
-  EXPECT_EQ(manager.delete_firmware(2), 0);
+  EXPECT_EQ(manager.delete_firmware(2), delete_firmware_result::deleted);
   EXPECT_EQ(run.announce("3").id, 3U);
 }
 
@@ -53,7 +53,7 @@ struct refused_case {
   char const* situation;
   std::optional<std::string> version;
   texts models;
-  int code;
+  store_firmware_result code;
   char const* line;
 };
 
@@ -79,18 +79,28 @@ TEST_P(RefusedAnnouncement, AsksForNoTokenAndAddsNoRow) {
             GetParam().code);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Each, RefusedAnnouncement,
-    testing::Values(
-        refused_case{"NoModels", "2.0", {}, 3, "[fw_storage_mgr] No models associated to firmware"},
-        refused_case{"EmptyVersion", "", {"X7"}, 1, "[fw_storage_mgr] Version cannot be an empty string"},
-        refused_case{"SameVersion", "1.0", {"X7"}, 1, "[fw_storage_mgr] Version already exists"},
-        refused_case{"SameVersionForAnotherOfItsModels",
-                     "1.0",
-                     {"Z3", "Y2"},
-                     1,
-                     "[fw_storage_mgr] Version already exists"}),
-    [](auto const& tested) { return std::string(tested.param.situation); });
+INSTANTIATE_TEST_SUITE_P(Each, RefusedAnnouncement,
+                         testing::Values(refused_case{"NoModels",
+                                                      "2.0",
+                                                      {},
+                                                      store_firmware_result::model_refused,
+                                                      "[fw_storage_mgr] No models associated to firmware"},
+                                         refused_case{"EmptyVersion",
+                                                      "",
+                                                      {"X7"},
+                                                      store_firmware_result::version_refused,
+                                                      "[fw_storage_mgr] Version cannot be an empty string"},
+                                         refused_case{"SameVersion",
+                                                      "1.0",
+                                                      {"X7"},
+                                                      store_firmware_result::version_refused,
+                                                      "[fw_storage_mgr] Version already exists"},
+                                         refused_case{"SameVersionForAnotherOfItsModels",
+                                                      "1.0",
+                                                      {"Z3", "Y2"},
+                                                      store_firmware_result::version_refused,
+                                                      "[fw_storage_mgr] Version already exists"}),
+                         [](auto const& tested) { return std::string(tested.param.situation); });
 
 struct admitted_case {
   char const* situation;
@@ -107,7 +117,7 @@ class AdmittedAnnouncement : public FirmwareManagerTest, public testing::WithPar
 TEST_P(AdmittedAnnouncement, IsNoRepetitionOfAStoredVersion) {
   ASSERT_TRUE(run.init());
   run.given_stored("1.0a");
-  EXPECT_EQ(run.announce(GetParam().version, GetParam().models).code, 0);
+  EXPECT_EQ(run.announce(GetParam().version, GetParam().models).code, store_firmware_result::announced);
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, AdmittedAnnouncement,
@@ -120,15 +130,15 @@ INSTANTIATE_TEST_SUITE_P(Each, AdmittedAnnouncement,
 
 TEST_F(FirmwareAnnouncement, AdmitsAVersionThatIsOnlyAnnouncedYet) {
   ASSERT_TRUE(run.init());
-  EXPECT_EQ(run.announce("1.0").code, 0);
-  EXPECT_EQ(run.announce("1.0").code, 0);
+  EXPECT_EQ(run.announce("1.0").code, store_firmware_result::announced);
+  EXPECT_EQ(run.announce("1.0").code, store_firmware_result::announced);
   EXPECT_FALSE(manager.firmware_exists("1.0", {"X7"}));
 }
 
 TEST_F(FirmwareAnnouncement, AdmitsAVersionWhoseUploadIsOverdueThoughNobodyHasLookedAtItYet) {
   auto const overdue = given_overdue("1.0");
   EXPECT_FALSE(manager.firmware_exists("1.0", {"X7"}));
-  EXPECT_EQ(run.announce("1.0").code, 0);
+  EXPECT_EQ(run.announce("1.0").code, store_firmware_result::announced);
   // The first one's row is still there, so nothing but its announcement told that it is not stored.
   EXPECT_THAT(run.row_ids(), ElementsAre(overdue.id, overdue.id + 1));
 }
@@ -155,10 +165,10 @@ TEST_F(FirmwareAnnouncement, FindsNoVersionWithoutModelsForUnknownOnesOrWithoutA
 TEST_F(FirmwareAnnouncement, EndsAtTheLimitOfAllFirmware) {
   ASSERT_TRUE(run.init({.max_stored = 2}));
   run.given_stored("1");
-  EXPECT_EQ(run.announce("2", {"Y2"}).code, 0);
+  EXPECT_EQ(run.announce("2", {"Y2"}).code, store_firmware_result::announced);
   run.given_stored("3", {"Y2"});
   log.clear();
-  EXPECT_EQ(run.announce("4", {"Z3"}).code, 2);
+  EXPECT_EQ(run.announce("4", {"Z3"}).code, store_firmware_result::limit_reached);
   EXPECT_THAT(log.lines(), ElementsAre(log_line{err,
                                                 "[fw_storage_mgr] Maximum number of stored firmware has been "
                                                 "reached. maximum=2, current=2"}));
@@ -167,9 +177,9 @@ TEST_F(FirmwareAnnouncement, EndsAtTheLimitOfAllFirmware) {
 TEST_F(FirmwareAnnouncement, EndsAtTheLimitOfOneOfItsModels) {
   ASSERT_TRUE(run.init({.max_by_station = 1}));
   run.given_stored("1", {"Y2"});
-  EXPECT_EQ(run.announce("2", {"X7"}).code, 0);
+  EXPECT_EQ(run.announce("2", {"X7"}).code, store_firmware_result::announced);
   log.clear();
-  EXPECT_EQ(run.announce("3", {"X7", "Y2", "Z3"}).code, 2);
+  EXPECT_EQ(run.announce("3", {"X7", "Y2", "Z3"}).code, store_firmware_result::limit_reached);
   EXPECT_THAT(log.lines(), ElementsAre(log_line{err,
                                                 "[fw_storage_mgr] Maximum number of stored firmware for "
                                                 "station model Y2 has been reached. maximum=1, current=1"}));
@@ -177,30 +187,30 @@ TEST_F(FirmwareAnnouncement, EndsAtTheLimitOfOneOfItsModels) {
 
 TEST_F(FirmwareAnnouncement, DoesNotCountWhatIsOnlyAnnounced) {
   ASSERT_TRUE(run.init({.max_stored = 1, .max_by_station = 1}));
-  EXPECT_EQ(run.announce("1").code, 0);
-  EXPECT_EQ(run.announce("2").code, 0);
+  EXPECT_EQ(run.announce("1").code, store_firmware_result::announced);
+  EXPECT_EQ(run.announce("2").code, store_firmware_result::announced);
 }
 
 TEST_F(FirmwareAnnouncement, IsNeverPossibleWithALimitOfZero) {
   ASSERT_TRUE(run.init({.max_stored = 0}));
-  EXPECT_EQ(run.announce("1").code, 2);
+  EXPECT_EQ(run.announce("1").code, store_firmware_result::limit_reached);
   EXPECT_TRUE(log.holds(err, "stored firmware has been reached. maximum=0, current=0"));
   ASSERT_TRUE(run.init({.max_by_station = 0}));
-  EXPECT_EQ(run.announce("1").code, 2);
+  EXPECT_EQ(run.announce("1").code, store_firmware_result::limit_reached);
   EXPECT_TRUE(log.holds(err, "for station model X7 has been reached. maximum=0, current=0"));
 }
 
 TEST_F(FirmwareAnnouncement, PutsTheLimitBeforeTheVersion) {
   ASSERT_TRUE(run.init({.max_stored = 1}));
   run.given_stored("1");
-  EXPECT_EQ(run.announce("1").code, 2);
-  EXPECT_EQ(run.announce("").code, 2);
+  EXPECT_EQ(run.announce("1").code, store_firmware_result::limit_reached);
+  EXPECT_EQ(run.announce("").code, store_firmware_result::limit_reached);
 }
 
 TEST_F(FirmwareAnnouncement, LogsACountThatFailedAsAReachedLimitFirst) {
   ASSERT_TRUE(run.init({.max_stored = 2, .max_by_station = 3}));
   run.faults.fail_to_execute("SELECT count() FROM FirmwareTable WHERE path");
-  EXPECT_EQ(run.announce("1").code, -1);
+  EXPECT_EQ(run.announce("1").code, store_firmware_result::failed);
   EXPECT_THAT(
       log.lines(),
       ElementsAre(
@@ -213,7 +223,7 @@ TEST_F(FirmwareAnnouncement, LogsACountThatFailedAsAReachedLimitFirst) {
   run.faults.heal();
   run.faults.fail_to_execute("SELECT count() FROM FirmwareTable INNER JOIN");
   log.clear();
-  EXPECT_EQ(run.announce("1").code, -1);
+  EXPECT_EQ(run.announce("1").code, store_firmware_result::failed);
   EXPECT_THAT(
       log.lines(),
       ElementsAre(
@@ -233,7 +243,7 @@ TEST_F(FirmwareAnnouncement, FailsWithoutATokenBeforeAnythingIsStored) {
   ASSERT_TRUE(run.init());
   EXPECT_CALL(run.tokens, get_upload_token).WillOnce(Return(std::nullopt));
   auto const one = run.announce("1");
-  EXPECT_EQ(one.code, -1);
+  EXPECT_EQ(one.code, store_firmware_result::failed);
   EXPECT_EQ(one.uri, "unchanged");
   EXPECT_THAT(run.row_ids(), IsEmpty());
   EXPECT_THAT(log.lines(), ElementsAre(log_line{err, "[fw_storage_mgr] Fail to get an upload token"}));
@@ -243,7 +253,7 @@ TEST_F(FirmwareAnnouncement, TakesTheRowBackWhenAModelIsUnknown) {
   ASSERT_TRUE(run.init());
   for (auto const& models : {texts{"nobody's"}, texts{"X7", "nobody's"}, texts{"nobody's", "X7"}}) {
     auto const one = run.announce("1", models);
-    EXPECT_EQ(one.code, 3);
+    EXPECT_EQ(one.code, store_firmware_result::model_refused);
     EXPECT_EQ(one.uri, "unchanged");
     EXPECT_THAT(run.row_ids(), IsEmpty());
     EXPECT_FALSE(manager.is_my_token("token " + std::to_string(run.last_token)));
@@ -258,7 +268,7 @@ TEST_F(FirmwareAnnouncement, ListsAFailedUploadWhenTheRowCannotBeTakenBack) {
 
   auto const one = run.announce("1", {"X7", "nobody's"});
 
-  EXPECT_EQ(one.code, 3);
+  EXPECT_EQ(one.code, store_firmware_result::model_refused);
   EXPECT_THAT(
       log.lines(),
       ElementsAre(
@@ -295,7 +305,7 @@ TEST_P(BrokenAnnouncement, FailsAndIsNeverListedAsAnnounced) {
 
   auto const one = run.announce("1");
 
-  EXPECT_EQ(one.code, -1);
+  EXPECT_EQ(one.code, store_firmware_result::failed);
   EXPECT_EQ(one.uri, "unchanged");
   EXPECT_THAT(log.lines(),
               Contains(log_line{err, "[fw_storage_mgr] Fail to add firmware informations with id=" +

@@ -30,7 +30,7 @@ TEST_F(FirmwareDeletion, TakesRowAndFileAndTellsOperators) {
                                               "Firmware deleted version: 1.2 id=1 for models: X7, Y2"))
       .WillOnce(note_in_log);
 
-  EXPECT_EQ(manager.delete_firmware(id), 0);
+  EXPECT_EQ(manager.delete_firmware(id), delete_firmware_result::deleted);
 
   EXPECT_THAT(log.lines(),
               ElementsAre(log_line{info, "[fw_storage_mgr] Deleting firmware file: " + run.stored_file(id)},
@@ -42,7 +42,7 @@ TEST_F(FirmwareDeletion, TakesRowAndFileAndTellsOperators) {
 TEST_F(FirmwareDeletion, FindsTheFileOfARelativeStore) {
   ASSERT_TRUE(run.init({}, "fw"));
   auto const id = run.given_stored("1");
-  EXPECT_EQ(manager.delete_firmware(id), 0);
+  EXPECT_EQ(manager.delete_firmware(id), delete_firmware_result::deleted);
   EXPECT_TRUE(log.holds(info, "[fw_storage_mgr] Deleting firmware file: " + in_folder("fw/1_fw.bin")));
   EXPECT_FALSE(fs::exists(in_folder("fw/1_fw.bin")));
 }
@@ -53,7 +53,7 @@ TEST_F(FirmwareDeletion, LeavesTheFileOfARelativeStoreThatWasMadeAnAbsoluteOne) 
   ASSERT_TRUE(run.init());
   EXPECT_EQ(manager.get_firmware_from_id(id).value().path, "/store/1_fw.bin");
   log.clear();
-  EXPECT_EQ(manager.delete_firmware(id), 0);
+  EXPECT_EQ(manager.delete_firmware(id), delete_firmware_result::deleted);
   EXPECT_THAT(log.lines(), IsEmpty());
   EXPECT_THAT(run.row_ids(), IsEmpty());
   EXPECT_THAT(stored_names(), ElementsAre("1_fw.bin"));
@@ -62,7 +62,7 @@ TEST_F(FirmwareDeletion, LeavesTheFileOfARelativeStoreThatWasMadeAnAbsoluteOne) 
 TEST_F(FirmwareDeletion, KnowsNoFirmwareOfAnUnknownId) {
   ASSERT_TRUE(run.init());
   EXPECT_CALL(run.logger, send_functional_log).Times(0);
-  EXPECT_EQ(manager.delete_firmware(9), 1);
+  EXPECT_EQ(manager.delete_firmware(9), delete_firmware_result::unknown_firmware);
   EXPECT_THAT(log.lines(), Contains(log_line{err, "[fw_storage_mgr] No firmware found with ID: 9"}));
 }
 
@@ -71,10 +71,10 @@ TEST_F(FirmwareDeletion, ForgetsAFailedUploadAndNothingElse) {
   ASSERT_TRUE(manager.get_firmware_from_id(one.id));
   log.clear();
   EXPECT_CALL(run.logger, send_functional_log).Times(0);
-  EXPECT_EQ(manager.delete_firmware(one.id), 0);
+  EXPECT_EQ(manager.delete_firmware(one.id), delete_firmware_result::deleted);
   EXPECT_THAT(log.lines(), IsEmpty());
   EXPECT_THAT(run.listed(), IsEmpty());
-  EXPECT_EQ(manager.delete_firmware(one.id), 1);
+  EXPECT_EQ(manager.delete_firmware(one.id), delete_firmware_result::unknown_firmware);
 }
 
 TEST_F(FirmwareDeletion, OfOneFailedUploadLeavesThoseBeforeAndAfterIt) {
@@ -84,7 +84,7 @@ TEST_F(FirmwareDeletion, OfOneFailedUploadLeavesThoseBeforeAndAfterIt) {
     ids.push_back(run.announce(version).id);
     manager.set_failed_upload(ids.back(), status::failed);
   }
-  EXPECT_EQ(manager.delete_firmware(ids[1]), 0);
+  EXPECT_EQ(manager.delete_firmware(ids[1]), delete_firmware_result::deleted);
   EXPECT_THAT(run.listed(), ElementsAre(Pair(ids[0], status::failed), Pair(ids[2], status::failed),
                                         Pair(ids[3], status::failed)));
 }
@@ -95,7 +95,7 @@ TEST_F(FirmwareDeletion, EndsAnAnnouncedUploadWhoseTokenIsUnknownFromThenOn) {
   auto const uploaded = run.given_uploaded("fw.bin", "content");
   EXPECT_CALL(run.logger, send_functional_log(13, log_subtype::firmware_deleted,
                                               "Firmware deleted version: 1 id=1 for models: X7"));
-  EXPECT_EQ(manager.delete_firmware(one.id), 0);
+  EXPECT_EQ(manager.delete_firmware(one.id), delete_firmware_result::deleted);
   EXPECT_THAT(run.row_ids(), IsEmpty());
   EXPECT_FALSE(manager.is_my_token("token 1"));
   manager.on_file_uploaded("token 1", "fw.bin", uploaded);
@@ -107,10 +107,10 @@ TEST_F(FirmwareDeletion, EndsAnAnnouncedUploadWhoseTokenIsUnknownFromThenOn) {
 TEST_F(FirmwareDeletion, LeavesAnOverdueUploadListedAsFailedUntilItIsDeletedAgain) {
   auto const one = given_overdue("1");
   EXPECT_CALL(run.logger, send_functional_log(13, log_subtype::firmware_deleted, HasSubstr("id=1"))).Times(1);
-  EXPECT_EQ(manager.delete_firmware(one.id), 0);
+  EXPECT_EQ(manager.delete_firmware(one.id), delete_firmware_result::deleted);
   EXPECT_THAT(run.row_ids(), IsEmpty());
   EXPECT_THAT(run.listed(), ElementsAre(Pair(one.id, status::failed)));
-  EXPECT_EQ(manager.delete_firmware(one.id), 0);
+  EXPECT_EQ(manager.delete_firmware(one.id), delete_firmware_result::deleted);
   EXPECT_THAT(run.listed(), IsEmpty());
 }
 
@@ -124,14 +124,14 @@ TEST_F(FirmwareDeletion, CleansUpAllTheSameWhenTheRowCannotBeRemoved) {
       .Times(2)
       .WillRepeatedly(note_in_log);
 
-  EXPECT_EQ(manager.delete_firmware(stored), 2);
+  EXPECT_EQ(manager.delete_firmware(stored), delete_firmware_result::row_not_deleted);
   EXPECT_THAT(
       log.lines(),
       ElementsAre(log_line{err, "[firmware_table] Failed to delete firmware with id: 1"},
                   log_line{err, "[fw_storage_mgr] Failed to remove firmware with id: 1 from database"},
                   log_line{info, "[fw_storage_mgr] Deleting firmware file: " + run.stored_file(1)},
                   log_line{trace, "told: Firmware deleted version: 1 id=1 for models: X7"}));
-  EXPECT_EQ(manager.delete_firmware(announced.id), 2);
+  EXPECT_EQ(manager.delete_firmware(announced.id), delete_firmware_result::row_not_deleted);
   EXPECT_FALSE(manager.is_my_token("token 2"));
   EXPECT_THAT(stored_names(), IsEmpty());
   EXPECT_THAT(run.row_ids(), ElementsAre(1U, 2U));
@@ -144,7 +144,7 @@ TEST_F(FirmwareDeletion, LeavesAFileThatCannotBeDeletedAndSaysSo) {
   auto const id = run.given_row("1", directory);
   log.clear();
   EXPECT_CALL(run.logger, send_functional_log(13, log_subtype::firmware_deleted, HasSubstr("id=1")));
-  EXPECT_EQ(manager.delete_firmware(id), 0);
+  EXPECT_EQ(manager.delete_firmware(id), delete_firmware_result::deleted);
   EXPECT_THAT(log.lines(), ElementsAre(log_line{
                                err, "[fw_storage_mgr] Error while deleting firmware file: " + directory}));
   EXPECT_THAT(run.row_ids(), IsEmpty());
@@ -156,7 +156,7 @@ TEST_F(FirmwareDeletion, OfAFirmwareWhoseFileHasVanishedFindsNoFirmware) {
   auto const id = run.given_stored("1");
   fs::remove(run.stored_file(id));
   EXPECT_CALL(run.logger, send_functional_log(13, log_subtype::firmware_deleted, HasSubstr("id=1"))).Times(1);
-  EXPECT_EQ(manager.delete_firmware(id), 1);
+  EXPECT_EQ(manager.delete_firmware(id), delete_firmware_result::unknown_firmware);
   EXPECT_THAT(run.row_ids(), IsEmpty());
 }
 
@@ -164,7 +164,7 @@ TEST_F(FirmwareDeletion, OfAFirmwareWithoutVersionNeedsNoFile) {
   ASSERT_TRUE(run.init());
   auto const id = run.given_row("", in_folder("vanished"));
   log.clear();
-  EXPECT_EQ(manager.delete_firmware(id), 0);
+  EXPECT_EQ(manager.delete_firmware(id), delete_firmware_result::deleted);
   EXPECT_THAT(log.lines(), IsEmpty());
   EXPECT_THAT(run.row_ids(), IsEmpty());
 }

@@ -28,7 +28,7 @@ class FailingUpload : public FirmwareManagerTest {
   void SetUp() override {
     ASSERT_TRUE(run.init());
     one = run.announce("1.2");
-    ASSERT_EQ(one.code, 0);
+    ASSERT_EQ(one.code, store_firmware_result::announced);
     uploaded = run.given_uploaded("fw.bin", "content");
     log.clear();
   }

@@ -35,7 +35,7 @@ class FirmwareUpload : public FirmwareManagerTest {
     uploaded = run.given_uploaded("fw.bin", "content");
     log.clear();
     one = run.announce(version, models);
-    ASSERT_EQ(one.code, 0);
+    ASSERT_EQ(one.code, store_firmware_result::announced);
   }
 
   void upload(std::string const& name = "fw.bin") {

@@ -41,7 +41,7 @@ class FirmwareLoad : public FirmwareManagerTest {
     std::vector<announcement> all;
     while (std::ssize(all) < count) {
       all.push_back(run.announce(std::nullopt));
-      EXPECT_EQ(all.back().code, 0);
+      EXPECT_EQ(all.back().code, store_firmware_result::announced);
     }
     return all;
   }
@@ -54,7 +54,7 @@ std::size_t threads_of_this_process() {
 
 TEST_F(FirmwareLoad, ThousandAnnouncedUploadsCostNoThread) {
   ASSERT_TRUE(run.init());
-  ASSERT_EQ(run.announce(std::nullopt).code, 0);
+  ASSERT_EQ(run.announce(std::nullopt).code, store_firmware_result::announced);
   auto const before = threads_of_this_process();
   announce(1000);
   EXPECT_LE(threads_of_this_process(), before);
@@ -191,7 +191,7 @@ class CrossingRequests : public FirmwareLoad {
     in_turn([&] {
       auto const uploaded = run.given_uploaded(std::to_string(number), std::to_string(number));
       auto const one = run.announce(std::to_string(number), {number % 4 < 2 ? "X7" : "Y2"});
-      ASSERT_EQ(one.code, 0);
+      ASSERT_EQ(one.code, store_firmware_result::announced);
       attempts.push_back({one, uploaded});
       if (number % 2 == 0) {
         hand_over(attempts.back());
@@ -223,7 +223,8 @@ class CrossingRequests : public FirmwareLoad {
         EXPECT_NE(one.status, status::none);
       }
       if (!listed.empty() && number % 4 == 0) {
-        EXPECT_EQ(manager.delete_firmware(listed[number % listed.size()].id), 0);
+        EXPECT_EQ(manager.delete_firmware(listed[number % listed.size()].id),
+                  delete_firmware_result::deleted);
       }
       return !listed.empty();
     });

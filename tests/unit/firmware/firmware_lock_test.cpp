@@ -70,8 +70,8 @@ TEST_F(WhileAnotherFileIsProcessed, AFirmwareIsAnnouncedAndAFailedUploadForgotte
   std::future<void> asked;
   file_mode_hook const hook(file_mode_hook::call::by_name, [&] {
     asked = std::async(std::launch::async, [&] {
-      EXPECT_EQ(run.announce("1.3").code, 0);
-      EXPECT_EQ(manager.delete_firmware(failed.id), 0);
+      EXPECT_EQ(run.announce("1.3").code, store_firmware_result::announced);
+      EXPECT_EQ(manager.delete_firmware(failed.id), delete_firmware_result::deleted);
     });
     EXPECT_EQ(asked.wait_for(patience), std::future_status::ready);
     return 0;
@@ -104,7 +104,9 @@ INSTANTIATE_TEST_SUITE_P(
                      }},
         waiting_case{"DeletionOfAnother",
                      [](manager_run& run, unsigned int other) {
-                       return run.manager.delete_firmware(other) == 0 ? status_of_first(run) : status::none;
+                       return run.manager.delete_firmware(other) == delete_firmware_result::deleted
+                                  ? status_of_first(run)
+                                  : status::none;
                      }}),
     [](auto const& tested) { return std::string(tested.param.situation); });
 
@@ -128,7 +130,7 @@ TEST_F(EndOfAnAnnouncement, KeepsOthersWaitingAndComesBeforeTheEndOfTheRow) {
   EXPECT_EQ(rows->get_uint32(0), 1U);
   gate.open();
   EXPECT_FALSE(asked.valid() && asked.get());
-  EXPECT_EQ(deletion.get(), 0);
+  EXPECT_EQ(deletion.get(), delete_firmware_result::deleted);
   EXPECT_THAT(run.row_ids(), IsEmpty());
   EXPECT_THAT(run.listed(), IsEmpty());
 }

@@ -83,7 +83,7 @@ TEST_P(UnusableStorage, FailsTheStartButTheRowsAreCleanedUp) {
                   log_line{info, "[fw_storage_mgr] Cleanup firmware " + std::to_string(placeholder) +
                                      " that has no file"}));
   EXPECT_THAT(run.row_ids(), ElementsAre(kept));
-  EXPECT_EQ(run.announce("1").code, -1);
+  EXPECT_EQ(run.announce("1").code, store_firmware_result::failed);
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, UnusableStorage,
@@ -97,7 +97,7 @@ TEST_F(FirmwareStore, RefusesAnnouncementsAndUploadsBeforeItIsInitialised) {
   EXPECT_CALL(run.tokens, get_upload_token).Times(0);
 
   auto const refused = run.announce("1");
-  EXPECT_EQ(refused.code, -1);
+  EXPECT_EQ(refused.code, store_firmware_result::failed);
   EXPECT_EQ(refused.uri, "unchanged");
   manager.on_file_uploaded("token 1", "fw.bin", uploaded);
 
@@ -111,7 +111,7 @@ TEST_F(FirmwareStore, RefusesThemAgainAfterAFailedSecondStart) {
   ASSERT_TRUE(run.init());
   folder.write("file", "in the way");
   EXPECT_FALSE(run.init({}, in_folder("file/store")));
-  EXPECT_EQ(run.announce("1").code, -1);
+  EXPECT_EQ(run.announce("1").code, store_firmware_result::failed);
 }
 
 TEST_F(FirmwareStore, DropsRowsOfUploadsThatNeverFinished) {
@@ -209,7 +209,7 @@ TEST_F(FirmwareStore, RemovesAFirmwaresModelsWithItsRow) {
 
 TEST_F(FirmwareStore, WaitsAsLongAsAnIntegerOfSecondsCanSay) {
   ASSERT_TRUE(run.init({.timeout = std::chrono::seconds::max()}));
-  ASSERT_EQ(run.announce("1").code, 0);
+  ASSERT_EQ(run.announce("1").code, store_firmware_result::announced);
   EXPECT_THAT(run.listed(), ElementsAre(std::pair(1U, status::pending_upload)));
 }
 

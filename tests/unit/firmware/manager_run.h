@@ -48,7 +48,7 @@ struct firmware_limits {
 
 /// What an announcement answers.
 struct announcement {
-  std::int32_t code = 0;
+  store_firmware_result code = store_firmware_result::announced;
   std::string uri = "unchanged";
   unsigned int id = 0;
 };

@@ -32,7 +32,7 @@ TEST_F(EmbeddedService, StoresTheFirmwareThatItsHostHandsIn) {
   ASSERT_TRUE(begin());
   std::string uri;
   unsigned int id = 0;
-  ASSERT_EQ(client.store_firmware({"2.1", {"X7-22"}}, uri, id).value, 0);
+  ASSERT_EQ(client.store_firmware({"2.1", {"X7-22"}}, uri, id).value, store_firmware_result::announced);
   hand_in("fw_storage_mgr 1", "fw.bin", "image");
   EXPECT_EQ(content_of(folder.path() / "firmware/1_fw.bin"), "image");
   EXPECT_EQ(client.get_charging_station_firmware(3).value.value().value().size(), 1U);

@@ -48,7 +48,7 @@ class ServiceFirmware : public ServiceTest {
   [[nodiscard]] unsigned int announce(std::string const& version) {
     std::string uri;
     unsigned int id = 0;
-    EXPECT_EQ(client.store_firmware({version, {"X7-22"}}, uri, id).value, 0);
+    EXPECT_EQ(client.store_firmware({version, {"X7-22"}}, uri, id).value, store_firmware_result::announced);
     EXPECT_EQ(uri, "/upload/abc");
     return id;
   }
@@ -155,7 +155,7 @@ TEST_F(ServiceFirmware, EndsTheStartWhenNobodyCanTellWhetherItsFileIsThere) {
 TEST_F(ServiceFirmware, IsRefusedForAModelThatTheSiteDoesNotSupport) {
   std::string uri;
   unsigned int id = 0;
-  EXPECT_EQ(client.store_firmware({"2.1", {"Y2"}}, uri, id).value, 3);
+  EXPECT_EQ(client.store_firmware({"2.1", {"Y2"}}, uri, id).value, store_firmware_result::model_refused);
 }
 
 TEST_F(ServiceFirmware, KeepsToTheConfiguredLimit) {
@@ -168,7 +168,7 @@ TEST_F(ServiceFirmware, KeepsToTheConfiguredLimit) {
   ASSERT_TRUE(is_taken("fw.bin", "firmware with id 1 added to DB"));
   std::string uri;
   unsigned int id = 0;
-  EXPECT_EQ(client.store_firmware({"2.2", {"X7-22"}}, uri, id).value, 2);
+  EXPECT_EQ(client.store_firmware({"2.2", {"X7-22"}}, uri, id).value, store_firmware_result::limit_reached);
   EXPECT_TRUE(
       log.holds(spdlog::level::err,
                 "[fw_storage_mgr] Maximum number of stored firmware has been reached. maximum=1, current=1"));

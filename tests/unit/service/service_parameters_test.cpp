@@ -104,7 +104,7 @@ TEST_F(ServiceParameters, PutReportsBelowTheWorkingDirectory) {
 TEST_F(ServiceParameters, LetAnnouncedFirmwareFailAfterTheConfiguredTime) {
   std::string uri;
   unsigned int id = 0;
-  ASSERT_EQ(client.store_firmware({"2.1", {"X7-22"}}, uri, id).value, 0);
+  ASSERT_EQ(client.store_firmware({"2.1", {"X7-22"}}, uri, id).value, store_firmware_result::announced);
   EXPECT_TRUE(log.wait_for(spdlog::level::err, "[fw_storage_mgr] Timeout for the upload of firmware", 60s));
 }
 

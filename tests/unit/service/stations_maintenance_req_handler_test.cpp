@@ -48,7 +48,9 @@ class RequestHandler : public DiagnosticManagerTest {
     ASSERT_TRUE(firmwares.init({.max_stored = 2}));
   }
 
-  int store(station_firmware_desc const& desc) { return handler.on_store_firmware(desc, uri, id); }
+  store_firmware_result store(station_firmware_desc const& desc) {
+    return handler.on_store_firmware(desc, uri, id);
+  }
 
   /// The id of the newest report of the station.
   [[nodiscard]] std::int32_t newest(unsigned int station) {
@@ -84,7 +86,7 @@ TEST_F(RequestHandler, LeavesTheReportsAloneWhenTheConfigurationCannotBeStored) 
 // -----------------------------------------------------------------------------------------------
 
 TEST_F(RequestHandler, AnnouncesAFirmwareAndListsIt) {
-  EXPECT_EQ(store({"2.1", {"X7", "Y2"}}), 0);
+  EXPECT_EQ(store({"2.1", {"X7", "Y2"}}), store_firmware_result::announced);
   EXPECT_EQ(uri, "/upload/token 1");
   station_firmware_info const announced{id, "2.1", "", 0, "", {"X7", "Y2"}, status::pending_upload};
   EXPECT_THAT(handler.on_get_firmwares(), Optional(ElementsAre(announced)));
@@ -93,35 +95,35 @@ TEST_F(RequestHandler, AnnouncesAFirmwareAndListsIt) {
 }
 
 TEST_F(RequestHandler, AnnouncesAFirmwareWithoutAVersion) {
-  EXPECT_EQ(store({std::nullopt, {"X7"}}), 0);
+  EXPECT_EQ(store({std::nullopt, {"X7"}}), store_firmware_result::announced);
   EXPECT_EQ(handler.on_get_firmware(id).value().version, "");
 }
 
 TEST_F(RequestHandler, TellsWhyAnAnnouncementIsRefused) {
-  EXPECT_EQ(store({"2.1", {}}), 3);
-  EXPECT_EQ(store({"2.1", {"unknown"}}), 3);
-  EXPECT_EQ(store({"", {"X7"}}), 1);
+  EXPECT_EQ(store({"2.1", {}}), store_firmware_result::model_refused);
+  EXPECT_EQ(store({"2.1", {"unknown"}}), store_firmware_result::model_refused);
+  EXPECT_EQ(store({"", {"X7"}}), store_firmware_result::version_refused);
   auto const stored = firmwares.given_stored("2.1");
-  EXPECT_EQ(store({"2.1", {"X7"}}), 1);
+  EXPECT_EQ(store({"2.1", {"X7"}}), store_firmware_result::version_refused);
   firmwares.given_stored("2.2");
-  EXPECT_EQ(store({"2.3", {"X7"}}), 2);
-  EXPECT_EQ(handler.on_delete_firmware(stored), 0);
+  EXPECT_EQ(store({"2.3", {"X7"}}), store_firmware_result::limit_reached);
+  EXPECT_EQ(handler.on_delete_firmware(stored), delete_firmware_result::deleted);
   EXPECT_CALL(firmwares.tokens, get_upload_token).WillOnce(Return(std::nullopt));
-  EXPECT_EQ(store({"2.3", {"X7"}}), -1);
+  EXPECT_EQ(store({"2.3", {"X7"}}), store_firmware_result::failed);
   EXPECT_EQ(uri, "unchanged");
 }
 
 TEST_F(RequestHandler, DeletesAFirmwareAndTellsWhenThereIsNone) {
   auto const stored = firmwares.given_stored("2.1");
-  EXPECT_EQ(handler.on_delete_firmware(stored), 0);
-  EXPECT_EQ(handler.on_delete_firmware(stored), 1);
+  EXPECT_EQ(handler.on_delete_firmware(stored), delete_firmware_result::deleted);
+  EXPECT_EQ(handler.on_delete_firmware(stored), delete_firmware_result::unknown_firmware);
   EXPECT_THAT(handler.on_get_firmwares(), Optional(IsEmpty()));
 }
 
 TEST_F(RequestHandler, TellsAFirmwareWhoseRowCannotBeDeleted) {
   auto const stored = firmwares.given_stored("2.1");
   firmwares.faults.fail_to_execute("DELETE FROM FirmwareTable");
-  EXPECT_EQ(handler.on_delete_firmware(stored), 2);
+  EXPECT_EQ(handler.on_delete_firmware(stored), delete_firmware_result::row_not_deleted);
 }
 
 TEST_F(RequestHandler, OffersAStationWhatFitsIt) {
@@ -161,10 +163,10 @@ TEST_F(RequestHandler, DeletesReportsAndTellsHowFarItCame) {
   auto const first = newest(7);
   auto const path = given_stored(7, "b.zip", 3);
   auto const second = newest(7);
-  EXPECT_EQ(handler.on_delete_diagnostic_reports({{first}}), 0U);
-  EXPECT_EQ(handler.on_delete_diagnostic_reports({{first}}), 1U);
+  EXPECT_EQ(handler.on_delete_diagnostic_reports({{first}}), delete_reports_result::deleted);
+  EXPECT_EQ(handler.on_delete_diagnostic_reports({{first}}), delete_reports_result::none_matched);
   std::filesystem::remove(path);
-  EXPECT_EQ(handler.on_delete_diagnostic_reports({{second}}), 2U);
+  EXPECT_EQ(handler.on_delete_diagnostic_reports({{second}}), delete_reports_result::not_all_deleted);
 }
 
 TEST_F(RequestHandler, AnswersAnExportThatSucceedsByFalse) {
@@ -188,19 +190,21 @@ TEST_F(RequestHandler, AsksAStationForAReport) {
       .WillOnce(Return(2))
       .WillOnce(Return(-1));
   unsigned int request = 0;
-  EXPECT_EQ(handler.on_generate_station_diagnostic_report(7, manual, request), 0U);
+  EXPECT_EQ(handler.on_generate_station_diagnostic_report(7, manual, request), generation_result::accepted);
   EXPECT_EQ(request, 41U);
   EXPECT_TRUE(manager.is_my_token("token"));
-  EXPECT_EQ(handler.on_generate_station_diagnostic_report(7, periodic, request), 1U);
-  EXPECT_EQ(handler.on_generate_station_diagnostic_report(7, manual, request), 2U);
-  EXPECT_EQ(handler.on_generate_station_diagnostic_report(7, manual, request), 4294967295U);
+  EXPECT_EQ(handler.on_generate_station_diagnostic_report(7, periodic, request),
+            generation_result::unknown_station);
+  EXPECT_EQ(handler.on_generate_station_diagnostic_report(7, manual, request),
+            generation_result::not_connected);
+  EXPECT_EQ(handler.on_generate_station_diagnostic_report(7, manual, request), generation_result::failed);
 }
 
 TEST_F(RequestHandler, AsksNoStationForAReportThatIsForbidden) {
   manager.update_max_manual_diagnostic(0);
   EXPECT_CALL(ocpp, request_diagnostics_upload).Times(0);
   unsigned int request = 17;
-  EXPECT_EQ(handler.on_generate_station_diagnostic_report(7, manual, request), 4294967295U);
+  EXPECT_EQ(handler.on_generate_station_diagnostic_report(7, manual, request), generation_result::failed);
   EXPECT_EQ(request, 17U);
 }
 

@@ -31,7 +31,7 @@ class UploadEvents : public DiagnosticManagerTest {
   /// Announces a firmware. @return its token
   [[nodiscard]] std::string given_announced() {
     auto const one = firmware.announce("2.1");
-    EXPECT_EQ(one.code, 0);
+    EXPECT_EQ(one.code, store_firmware_result::announced);
     log.clear();
     return manager_run::token_of(one);
   }

@@ -181,7 +181,8 @@ class CtlProgramUploading : public CtlProgramByASignal {
   void SetUp() override {
     CtlProgramByASignal::SetUp();
     EXPECT_CALL(handler, on_store_firmware)
-        .WillOnce(DoAll(SetArgReferee<1>("/upload/token"), SetArgReferee<2>(7U), Return(0)));
+        .WillOnce(DoAll(SetArgReferee<1>("/upload/token"), SetArgReferee<2>(7U),
+                        Return(stations_maintenance::store_firmware_result::announced)));
   }
 
   std::vector<std::string> add_words() {
@@ -200,7 +201,8 @@ class CtlProgramUploading : public CtlProgramByASignal {
 };
 
 TEST_P(CtlProgramUploading, TakesItBackAndEndsWithTheNumberOfTheSignal) {
-  EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce(Return(0));
+  EXPECT_CALL(handler, on_delete_firmware(7))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::deleted));
   let_service_see_expectations();
   ctl_process program(add_words());
   ASSERT_TRUE(uploading.pass());
@@ -216,7 +218,7 @@ TEST_P(CtlProgramUploading, SaysAtOnceThatItEndsAndEndsAtOnceByASecondSignal) {
   EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce([&](unsigned int) {
     taking_back.open();
     answer.pass();
-    return 0;
+    return stations_maintenance::delete_firmware_result::deleted;
   });
   let_service_see_expectations();
   ctl_process program(add_words());
@@ -243,7 +245,8 @@ TEST_F(CtlProgram, UploadsAFirmwareAndShowsABarMeanwhile) {
     connection.answer("201 Created");
   });
   EXPECT_CALL(handler, on_store_firmware)
-      .WillOnce(DoAll(SetArgReferee<1>("/upload/token"), SetArgReferee<2>(7U), Return(0)));
+      .WillOnce(DoAll(SetArgReferee<1>("/upload/token"), SetArgReferee<2>(7U),
+                      Return(stations_maintenance::store_firmware_result::announced)));
   EXPECT_CALL(handler, on_get_firmware(7))
       .WillOnce(Return(firmware{7, "1", "/p", 100'000, "00", {"X"}, firmware_status::failed}));
   let_service_see_expectations();
@@ -265,7 +268,8 @@ TEST_F(CtlProgram, AsksOnATerminalBeforeItDeletes) {
       .WillOnce(Return(std::vector{report_of(1, 1)}))
       .WillOnce(Return(std::vector{report_of(1, 1)}))
       .WillOnce(Return(std::vector<report>{}));
-  EXPECT_CALL(handler, on_delete_diagnostic_reports).WillOnce(Return(0U));
+  EXPECT_CALL(handler, on_delete_diagnostic_reports)
+      .WillOnce(Return(stations_maintenance::delete_reports_result::deleted));
   let_service_see_expectations();
   ctl_process careful(words({"reports", "delete", "--all"}), ctl_streams::terminal);
   careful.read_output("Delete 1 report (1000 B)? [y/N] ");

@@ -30,7 +30,8 @@ class FirmwareAdd : public ctl_test {
 
   void expect_announcement() {
     EXPECT_CALL(handler, on_store_firmware(station_firmware_desc{"2.1", {"X7", "X9"}}, _, _))
-        .WillOnce(DoAll(SetArgReferee<1>("/upload/token"), SetArgReferee<2>(7U), Return(0)));
+        .WillOnce(DoAll(SetArgReferee<1>("/upload/token"), SetArgReferee<2>(7U),
+                        Return(stations_maintenance::store_firmware_result::announced)));
   }
 
   [[nodiscard]] firmware with_status(firmware_status status) const {
@@ -144,7 +145,7 @@ TEST_F(FirmwareAdd, RefusesAFileOfMoreBytesThanTheServiceCounts) {
 
 struct announcement_case {
   char const* name;
-  int code;
+  stations_maintenance::store_firmware_result code;
   std::string told;
 };
 
@@ -159,11 +160,17 @@ TEST_P(RefusedAnnouncement, IsExplainedAndUploadsNothing) {
 
 INSTANTIATE_TEST_SUITE_P(
     EveryCode, RefusedAnnouncement,
-    testing::Values(announcement_case{"VersionKnown", 1, "version \"2.1\" is stored already"},
-                    announcement_case{"LimitReached", 2, "max_firmware_by_station in [firmware_storage]"},
-                    announcement_case{"ModelUnknown", 3, "supported_stations.json"},
-                    announcement_case{"OtherFailure", -1, "its log says why"},
-                    announcement_case{"CodeOfANewerService", 9, "its log says why"}),
+    testing::Values(
+        announcement_case{"VersionKnown", stations_maintenance::store_firmware_result::version_refused,
+                          "version \"2.1\" is stored already"},
+        announcement_case{"LimitReached", stations_maintenance::store_firmware_result::limit_reached,
+                          "max_firmware_by_station in [firmware_storage]"},
+        announcement_case{"ModelUnknown", stations_maintenance::store_firmware_result::model_refused,
+                          "supported_stations.json"},
+        announcement_case{"OtherFailure", stations_maintenance::store_firmware_result::failed,
+                          "its log says why"},
+        announcement_case{"CodeOfANewerService", static_cast<stations_maintenance::store_firmware_result>(9),
+                          "its log says why"}),
     [](auto const& row) { return std::string(row.param.name); });
 
 struct upload_case {
@@ -178,7 +185,8 @@ class FailedUpload : public FirmwareAdd, public testing::WithParamInterface<uplo
 TEST_P(FailedUpload, IsExplainedAndTakesTheAnnouncementBack) {
   uploader.outcome = GetParam().outcome;
   expect_announcement();
-  EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce(Return(0));
+  EXPECT_CALL(handler, on_delete_firmware(7))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::deleted));
   EXPECT_EQ(run_command(context, options), GetParam().code);
   EXPECT_THAT(console.complaints, ElementsAre(HasSubstr(GetParam().told)));
   EXPECT_EQ(console.output, "");
@@ -205,7 +213,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(FirmwareAdd, TellsWhenTheAnnouncementCannotBeTakenBack) {
   uploader.outcome = {upload_end::broken, 0, "reset"};
   expect_announcement();
-  EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce(Return(2));
+  EXPECT_CALL(handler, on_delete_firmware(7))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::row_not_deleted));
   EXPECT_EQ(run_command(context, options), exit_code::failed);
   EXPECT_THAT(console.complaints,
               ElementsAre(HasSubstr("broke off"), HasSubstr("firmware 7 stays announced")));
@@ -224,7 +233,8 @@ class InterruptedFirmwareAdd : public FirmwareAdd, public testing::WithParamInte
 TEST_P(InterruptedFirmwareAdd, TakesTheAnnouncementBackWhileUploading) {
   uploader.on_upload = [this] { clock.is_raised = true; };
   expect_announcement();
-  EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce(Return(0));
+  EXPECT_CALL(handler, on_delete_firmware(7))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::deleted));
   EXPECT_EQ(run_command(context, options), GetParam().code);
   EXPECT_EQ(console.output, "");
   EXPECT_THAT(console.complaints, IsEmpty());
@@ -236,9 +246,10 @@ TEST_P(InterruptedFirmwareAdd, UploadsNothingWhenItHappensWhileAnnouncing) {
         clock.is_raised = true;
         uri = "/upload/token";
         id = 7;
-        return 0;
+        return stations_maintenance::store_firmware_result::announced;
       });
-  EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce(Return(0));
+  EXPECT_CALL(handler, on_delete_firmware(7))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::deleted));
   EXPECT_EQ(run_command(context, options), GetParam().code);
   EXPECT_THAT(uploader.urls, IsEmpty());
 }
@@ -248,7 +259,8 @@ TEST_P(InterruptedFirmwareAdd, EndsAsInterruptedWhateverElseGoesWrongMeanwhile) 
   uploader.observed = false;
   uploader.outcome = {upload_end::broken, 0, "reset"};
   expect_announcement();
-  EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce(Return(0));
+  EXPECT_CALL(handler, on_delete_firmware(7))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::deleted));
   EXPECT_EQ(run_command(context, options), GetParam().code);
 }
 
@@ -278,7 +290,8 @@ class HastyFirmwareAdd : public FirmwareAdd {
 
 TEST_F(HastyFirmwareAdd, TellsThatAnUnansweredAnnouncementMayExist) {
   EXPECT_CALL(handler, on_store_firmware).WillOnce([this](auto const&, std::string&, unsigned int&) {
-    return finished.pass() ? 0 : -1;
+    return finished.pass() ? stations_maintenance::store_firmware_result::announced
+                           : stations_maintenance::store_firmware_result::failed;
   });
   EXPECT_EQ(run_command(impatient, options), exit_code::time_out);
   EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("announcing the firmware: the stations"),
@@ -289,7 +302,8 @@ TEST_F(HastyFirmwareAdd, TellsThatAnUnansweredAnnouncementMayExist) {
 TEST_F(HastyFirmwareAdd, InterruptedWhileTheServiceDoesNotAnswerEndsAsInterrupted) {
   EXPECT_CALL(handler, on_store_firmware).WillOnce([this](auto const&, std::string&, unsigned int&) {
     clock.is_raised = true;
-    return finished.pass() ? 0 : -1;
+    return finished.pass() ? stations_maintenance::store_firmware_result::announced
+                           : stations_maintenance::store_firmware_result::failed;
   });
   EXPECT_EQ(run_command(impatient, options), exit_code::interrupted);
   finished.open();
@@ -321,7 +335,8 @@ TEST_F(FirmwareAdd, EndsWhenTheTimeIsOver) {
 TEST_F(FirmwareAdd, TellsThatAFirmwareWithoutAVersionIsNotOffered) {
   options.version.reset();
   EXPECT_CALL(handler, on_store_firmware(station_firmware_desc{std::nullopt, {"X7", "X9"}}, _, _))
-      .WillOnce(DoAll(SetArgReferee<1>("/upload/token"), SetArgReferee<2>(7U), Return(0)));
+      .WillOnce(DoAll(SetArgReferee<1>("/upload/token"), SetArgReferee<2>(7U),
+                      Return(stations_maintenance::store_firmware_result::announced)));
   EXPECT_CALL(handler, on_get_firmware(7)).WillOnce(Return(with_status(firmware_status::without_version)));
   EXPECT_EQ(run_command(context, options), exit_code::failed);
   EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("add it again with --version")));

@@ -72,15 +72,18 @@ TEST_F(FirmwareCommands, AvailableTellsAnUnknownStationFromOneWithoutFirmware) {
 }
 
 TEST_F(FirmwareCommands, DeleteTakesEachOnceAndDoesNotAskWithoutATerminal) {
-  EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce(Return(0));
-  EXPECT_CALL(handler, on_delete_firmware(8)).WillOnce(Return(0));
+  EXPECT_CALL(handler, on_delete_firmware(7))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::deleted));
+  EXPECT_CALL(handler, on_delete_firmware(8))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::deleted));
   EXPECT_EQ(run_command(context, firmware_delete_options{{7, 8, 7}, false}), exit_code::done);
   EXPECT_EQ(console.output, "firmware 7, 8 deleted\n");
 }
 
 TEST_F(FirmwareCommands, DeleteAsksOnATerminal) {
   console.answer = true;
-  EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce(Return(0));
+  EXPECT_CALL(handler, on_delete_firmware(7))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::deleted));
   EXPECT_EQ(run_command(context, firmware_delete_options{{7}, false}), exit_code::done);
   EXPECT_THAT(console.questions, ElementsAre("Delete firmware 7?"));
 }
@@ -93,17 +96,22 @@ TEST_F(FirmwareCommands, DeleteThatIsDeclinedDeletesNothing) {
 
 TEST_F(FirmwareCommands, DeleteWithYesDoesNotAsk) {
   console.answer = false;
-  EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce(Return(0));
+  EXPECT_CALL(handler, on_delete_firmware(7))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::deleted));
   EXPECT_EQ(run_command(context, firmware_delete_options{{7}, true}), exit_code::done);
   EXPECT_THAT(console.questions, IsEmpty());
 }
 
 TEST_F(FirmwareCommands, DeleteGoesOnAfterOneThatFails) {
   context.is_json = true;
-  EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce(Return(1));
-  EXPECT_CALL(handler, on_delete_firmware(8)).WillOnce(Return(2));
-  EXPECT_CALL(handler, on_delete_firmware(9)).WillOnce(Return(-1));
-  EXPECT_CALL(handler, on_delete_firmware(10)).WillOnce(Return(0));
+  EXPECT_CALL(handler, on_delete_firmware(7))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::unknown_firmware));
+  EXPECT_CALL(handler, on_delete_firmware(8))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::row_not_deleted));
+  EXPECT_CALL(handler, on_delete_firmware(9))
+      .WillOnce(Return(static_cast<stations_maintenance::delete_firmware_result>(-1)));
+  EXPECT_CALL(handler, on_delete_firmware(10))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::deleted));
   EXPECT_EQ(run_command(context, firmware_delete_options{{7, 8, 9, 10}, true}), exit_code::failed);
   EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("no firmware 7"),
                                               HasSubstr("file of firmware 8 is gone"), HasSubstr("code -1")));
@@ -111,13 +119,15 @@ TEST_F(FirmwareCommands, DeleteGoesOnAfterOneThatFails) {
 }
 
 TEST_F(FirmwareCommands, DeleteThatDeletedNothingSaysSo) {
-  EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce(Return(1));
+  EXPECT_CALL(handler, on_delete_firmware(7))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::unknown_firmware));
   EXPECT_EQ(run_command(context, firmware_delete_options{{7}, true}), exit_code::failed);
   EXPECT_EQ(console.output, "no firmware deleted\n");
 }
 
 TEST_F(FirmwareCommands, DeleteEndsAtARequestThatIsAnsweredWithAnError) {
-  EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce(Return(0));
+  EXPECT_CALL(handler, on_delete_firmware(7))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::deleted));
   EXPECT_CALL(handler, on_delete_firmware(8)).WillOnce(testing::Throw(std::runtime_error("told to fail")));
   EXPECT_EQ(run_command(context, firmware_delete_options{{7, 8, 9}, true}), exit_code::failed);
   EXPECT_EQ(console.output, "firmware 7 deleted\n");

@@ -22,8 +22,8 @@ class ReportCommands : public ctl_test {
   }
 
   /// The service has `before`, is asked to delete `ids`, answers `code` and has `after` then.
-  void expect_deletion(reports const& before, std::vector<std::int32_t> const& ids, unsigned int code,
-                       reports const& after) {
+  void expect_deletion(reports const& before, std::vector<std::int32_t> const& ids,
+                       stations_maintenance::delete_reports_result code, reports const& after) {
     InSequence const order;
     expect_list(before);
     EXPECT_CALL(handler, on_delete_diagnostic_reports(diagnostic_report_filter{ids})).WillOnce(Return(code));
@@ -130,7 +130,8 @@ TEST_F(ReportCommands, FolderIsShown) {
 }
 
 TEST_F(ReportCommands, DeleteByIdsNeedsNoConfirmationWithoutATerminal) {
-  expect_deletion({report_of(1, 1), report_of(2, 1), report_of(3, 1)}, {3, 1}, 0, {report_of(2, 1)});
+  expect_deletion({report_of(1, 1), report_of(2, 1), report_of(3, 1)}, {3, 1},
+                  stations_maintenance::delete_reports_result::deleted, {report_of(2, 1)});
   EXPECT_EQ(run_command(context, delete_ids({3, 1, 3})), exit_code::done);
   EXPECT_EQ(console.output, "2 of 2 reports (2.0 KiB) deleted\n");
   EXPECT_THAT(console.complaints, IsEmpty());
@@ -138,7 +139,7 @@ TEST_F(ReportCommands, DeleteByIdsNeedsNoConfirmationWithoutATerminal) {
 
 TEST_F(ReportCommands, DeleteAsksOnATerminalAndSaysHowMuchItIs) {
   console.answer = true;
-  expect_deletion({report_of(1, 1)}, {1}, 0, {});
+  expect_deletion({report_of(1, 1)}, {1}, stations_maintenance::delete_reports_result::deleted, {});
   EXPECT_EQ(run_command(context, delete_ids({1})), exit_code::done);
   EXPECT_THAT(console.questions, ElementsAre("Delete 1 report (1000 B)?"));
 }
@@ -157,7 +158,8 @@ TEST_F(ReportCommands, DeleteByConditionsNeedsYesWithoutATerminal) {
 }
 
 TEST_F(ReportCommands, DeleteByConditionsWithYesDeletesThose) {
-  expect_deletion({report_of(1, 1, 100), report_of(2, 1, 10)}, {1}, 0, {report_of(2, 1, 10)});
+  expect_deletion({report_of(1, 1, 100), report_of(2, 1, 10)}, {1},
+                  stations_maintenance::delete_reports_result::deleted, {report_of(2, 1, 10)});
   EXPECT_EQ(run_command(context, delete_older(50s, true)), exit_code::done);
   EXPECT_THAT(console.questions, IsEmpty());
 }
@@ -171,21 +173,22 @@ TEST_F(ReportCommands, DeleteThatMatchesNothingIsDone) {
 
 TEST_F(ReportCommands, DeleteNamesUnknownIdsAndDeletesTheOthers) {
   context.is_json = true;
-  expect_deletion({report_of(1, 1)}, {1}, 0, {});
+  expect_deletion({report_of(1, 1)}, {1}, stations_maintenance::delete_reports_result::deleted, {});
   EXPECT_EQ(run_command(context, delete_ids({9, 1})), exit_code::failed);
   EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("there is no report 9")));
   EXPECT_EQ(document(), json({{"deleted", {1}}}));
 }
 
 TEST_F(ReportCommands, DeleteTellsWhatCouldNotBeDeleted) {
-  expect_deletion({report_of(1, 1), report_of(2, 1)}, {1, 2}, 2, {report_of(2, 1)});
+  expect_deletion({report_of(1, 1), report_of(2, 1)}, {1, 2},
+                  stations_maintenance::delete_reports_result::not_all_deleted, {report_of(2, 1)});
   EXPECT_EQ(run_command(context, delete_ids({1, 2})), exit_code::failed);
   EXPECT_EQ(console.output, "1 of 2 reports (2.0 KiB) deleted\n");
   EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("could not be deleted")));
 }
 
 TEST_F(ReportCommands, DeleteTellsThatTheReportsWereGoneBefore) {
-  expect_deletion({report_of(1, 1)}, {1}, 1, {});
+  expect_deletion({report_of(1, 1)}, {1}, stations_maintenance::delete_reports_result::none_matched, {});
   EXPECT_EQ(run_command(context, delete_ids({1})), exit_code::failed);
   EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("gone before")));
 }
@@ -196,12 +199,14 @@ TEST_F(ReportCommands, DeleteOfVeryManyTakesSeveralRequests) {
     many.push_back(report_of(id, 1));
   }
   EXPECT_CALL(handler, on_get_diagnostic_reports).WillOnce(Return(many)).WillOnce(Return(reports{}));
-  EXPECT_CALL(handler, on_delete_diagnostic_reports)
-      .WillOnce([](diagnostic_report_filter const& filter) {
-        return filter.diagnostic_ids.size() == 10'000 ? 0U : 2U;
-      })
-      .WillOnce(
-          [](diagnostic_report_filter const& filter) { return filter.diagnostic_ids.size() == 1 ? 0U : 2U; });
+  auto const expecting = [](std::size_t count) {
+    return [count](diagnostic_report_filter const& filter) {
+      using stations_maintenance::delete_reports_result;
+      return filter.diagnostic_ids.size() == count ? delete_reports_result::deleted
+                                                   : delete_reports_result::not_all_deleted;
+    };
+  };
+  EXPECT_CALL(handler, on_delete_diagnostic_reports).WillOnce(expecting(10'000)).WillOnce(expecting(1));
   EXPECT_EQ(run_command(context, reports_delete_options{{{}, {}, true}, true, generous}), exit_code::done);
 }
 

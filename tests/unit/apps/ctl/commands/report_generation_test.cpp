@@ -5,6 +5,7 @@ namespace tavi::ctl {
 namespace {
 
 using namespace std::chrono_literals;
+using stations_maintenance::generation_result;
 using ::testing::_;
 using ::testing::DoAll;
 using ::testing::ElementsAre;
@@ -17,7 +18,7 @@ class ReportGeneration : public ctl_test {
  protected:
   using reports = std::vector<report>;
 
-  void expect_asking(unsigned int station, unsigned int code, unsigned int request = 0,
+  void expect_asking(unsigned int station, generation_result code, unsigned int request = 0,
                      report_type type = report_type::manual) {
     EXPECT_CALL(handler, on_generate_station_diagnostic_report(station, type, _))
         .WillOnce(DoAll(SetArgReferee<2>(request), Return(code)));
@@ -30,31 +31,31 @@ class ReportGeneration : public ctl_test {
 };
 
 TEST_F(ReportGeneration, AsksOneStation) {
-  expect_asking(3, 0, 41);
+  expect_asking(3, generation_result::accepted, 41);
   EXPECT_EQ(run_command(context, ask({3})), exit_code::done);
   EXPECT_EQ(console.output, "3\taccepted\t41\t-\t-\t-\n");
   EXPECT_THAT(console.complaints, IsEmpty());
 }
 
 TEST_F(ReportGeneration, AsksForTheTypeWanted) {
-  expect_asking(3, 0, 1, report_type::periodic);
+  expect_asking(3, generation_result::accepted, 1, report_type::periodic);
   auto options = ask({3});
   options.type = report_type::periodic;
   EXPECT_EQ(run_command(context, options), exit_code::done);
 }
 
 TEST_F(ReportGeneration, AsksAStationNamedTwiceOnce) {
-  expect_asking(3, 0);
-  expect_asking(4, 0);
+  expect_asking(3, generation_result::accepted);
+  expect_asking(4, generation_result::accepted);
   EXPECT_EQ(run_command(context, ask({3, 4, 3})), exit_code::done);
 }
 
 TEST_F(ReportGeneration, ExplainsEachStationThatGivesNone) {
   context.is_json = true;
-  expect_asking(1, 0, 5);
-  expect_asking(2, 1);
-  expect_asking(3, 2);
-  expect_asking(4, 4294967295);
+  expect_asking(1, generation_result::accepted, 5);
+  expect_asking(2, generation_result::unknown_station);
+  expect_asking(3, generation_result::not_connected);
+  expect_asking(4, generation_result::failed);
   EXPECT_EQ(run_command(context, ask({1, 2, 3, 4})), exit_code::failed);
   EXPECT_THAT(console.complaints,
               ElementsAre(HasSubstr("station 2 is not known"), HasSubstr("station 3 is not connected"),
@@ -73,8 +74,8 @@ TEST_F(ReportGeneration, AsksEveryStationOfTheSite) {
   site.add({5, "CS-5", "Acme", "X7", {}, false});
   tavi::ocpp1_6::req_resp_ocpp_1_6_service_handler site_server(site);
   ASSERT_TRUE(site_server.start());
-  expect_asking(1, 0, 1);
-  expect_asking(5, 2);
+  expect_asking(1, generation_result::accepted, 1);
+  expect_asking(5, generation_result::not_connected);
   EXPECT_EQ(run_command(context, ask({})), exit_code::failed);
   EXPECT_EQ(console.output, "1\taccepted\t1\t-\t-\t-\n5\tnot_connected\t-\t-\t-\t-\n");
 }
@@ -93,7 +94,7 @@ TEST_F(ReportGeneration, OfAllStationsNeedsTheServiceThatKnowsThem) {
 }
 
 TEST_F(ReportGeneration, StopsAskingWhenTheServiceAnswersWithAnError) {
-  expect_asking(1, 0, 8);
+  expect_asking(1, generation_result::accepted, 8);
   EXPECT_CALL(handler, on_generate_station_diagnostic_report(2, _, _))
       .WillOnce(testing::Throw(std::runtime_error("told to fail")));
   EXPECT_EQ(run_command(context, ask({1, 2, 3})), exit_code::failed);
@@ -106,11 +107,11 @@ TEST_F(ReportGeneration, KeepsWhatWasAcceptedBeforeARequestWithoutAnAnswer) {
       {generous, std::chrono::milliseconds(generous), 1s});
   command_context impatient{console, clock, uploader, hasty, true};
   gate finished;
-  expect_asking(1, 0, 8);
+  expect_asking(1, generation_result::accepted, 8);
   EXPECT_CALL(handler, on_generate_station_diagnostic_report(2, _, _))
       .WillOnce([&](unsigned int, report_type, unsigned int&) {
         finished.pass();
-        return 0U;
+        return generation_result::accepted;
       });
   EXPECT_EQ(run_command(impatient, ask({1, 2, 3})), exit_code::time_out);
   finished.open();
@@ -131,8 +132,8 @@ TEST_F(ReportGeneration, WaitsUntilEveryReportIsFiled) {
       .WillOnce(Return(before))
       .WillOnce(Return(half))
       .WillOnce(Return(all));
-  expect_asking(3, 0, 1);
-  expect_asking(4, 0, 2);
+  expect_asking(3, generation_result::accepted, 1);
+  expect_asking(4, generation_result::accepted, 2);
   EXPECT_EQ(run_command(context, ask({3, 4}, true)), exit_code::done);
   EXPECT_EQ(console.output, "3\tfiled\t1\t3\t1000\tlog_3.tar.gz\n4\tfiled\t2\t2\t1000\tlog_2.tar.gz\n");
   EXPECT_EQ(clock.waits, 2);
@@ -143,14 +144,14 @@ TEST_F(ReportGeneration, TakesNoReportOfAnotherTypeForTheOneWaitedFor) {
       .WillOnce(Return(reports{}))
       .WillOnce(Return(reports{report_of(1, 3, 0, report_type::periodic)}))
       .WillOnce(Return(reports{report_of(1, 3, 0, report_type::periodic), report_of(2, 3)}));
-  expect_asking(3, 0, 1);
+  expect_asking(3, generation_result::accepted, 1);
   EXPECT_EQ(run_command(context, ask({3}, true)), exit_code::done);
   EXPECT_THAT(console.output, HasSubstr("log_2.tar.gz"));
 }
 
 TEST_F(ReportGeneration, DoesNotWaitForStationsThatGiveNone) {
   EXPECT_CALL(handler, on_get_diagnostic_reports).Times(2).WillRepeatedly(Return(reports{}));
-  expect_asking(3, 2);
+  expect_asking(3, generation_result::not_connected);
   EXPECT_EQ(run_command(context, ask({3}, true)), exit_code::failed);
   EXPECT_EQ(clock.waits, 0);
 }
@@ -160,8 +161,8 @@ TEST_F(ReportGeneration, EndsWhenTheTimeIsOver) {
   EXPECT_CALL(handler, on_get_diagnostic_reports)
       .WillOnce(Return(reports{}))
       .WillRepeatedly(Return(reports{report_of(9, 3)}));
-  expect_asking(3, 0, 1);
-  expect_asking(4, 0, 2);
+  expect_asking(3, generation_result::accepted, 1);
+  expect_asking(4, generation_result::accepted, 2);
   EXPECT_EQ(run_command(context, ask({3, 4}, true)), exit_code::time_out);
   EXPECT_EQ(clock.waits, 20);
   EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("station 4 accepted, but")));
@@ -173,15 +174,15 @@ TEST_F(ReportGeneration, EndsWhenTheTimeIsOver) {
 
 TEST_F(ReportGeneration, FailureOfAStationOutweighsTheTimeOfAnother) {
   EXPECT_CALL(handler, on_get_diagnostic_reports).WillRepeatedly(Return(reports{}));
-  expect_asking(3, 2);
-  expect_asking(4, 0, 2);
+  expect_asking(3, generation_result::not_connected);
+  expect_asking(4, generation_result::accepted, 2);
   EXPECT_EQ(run_command(context, ask({3, 4}, true)), exit_code::failed);
   EXPECT_THAT(console.output, HasSubstr("4\tnot_filed\t2"));
 }
 
 TEST_F(ReportGeneration, WritesNothingWhenInterrupted) {
   EXPECT_CALL(handler, on_get_diagnostic_reports).WillRepeatedly(Return(reports{}));
-  expect_asking(3, 0, 1);
+  expect_asking(3, generation_result::accepted, 1);
   clock.on_wait = [this](int count) { clock.is_raised = count == 3; };
   EXPECT_EQ(run_command(context, ask({3}, true)), exit_code::interrupted);
   EXPECT_EQ(console.output, "");
@@ -189,7 +190,7 @@ TEST_F(ReportGeneration, WritesNothingWhenInterrupted) {
   clock.is_raised = false;
   clock.signal_number = SIGTERM;
   clock.on_wait = [this](int) { clock.is_raised = true; };
-  expect_asking(3, 0, 1);
+  expect_asking(3, generation_result::accepted, 1);
   EXPECT_EQ(run_command(context, ask({3}, true)), exit_code::terminated);
 }
 
