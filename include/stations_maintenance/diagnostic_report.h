@@ -2,8 +2,7 @@
 
 #include <cstdint>
 #include <string>
-
-#include "stations_maintenance/export.h"
+#include <unordered_map>
 
 namespace tavi::stations_maintenance {
 
@@ -14,10 +13,20 @@ enum class diagnostic_report_type : std::int32_t {
 };
 
 /// Gives each type of report a name for log messages.
-class STATIONS_MAINTENANCE_EXPORT diagnostic_report_type_helper {
+///
+/// Defined here, so that whoever has the records can name them, whichever of the libraries he links.
+class diagnostic_report_type_helper {
  public:
   /// "periodic" or "manual"; "unknown" for any other value.
-  [[nodiscard]] static std::string const& name_of(diagnostic_report_type type);
+  [[nodiscard]] static std::string const& name_of(diagnostic_report_type type) {
+    static std::unordered_map<diagnostic_report_type, std::string> const names{
+        {diagnostic_report_type::periodic, "periodic"},
+        {diagnostic_report_type::manual, "manual"},
+    };
+    static std::string const unknown = "unknown";
+    auto const found = names.find(type);
+    return found == names.end() ? unknown : found->second;
+  }
 };
 
 /// One stored report. Its path is not part of it: that follows from the other fields and the configuration.

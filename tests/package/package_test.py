@@ -25,7 +25,7 @@ LIBRARIES = {
 }
 # The request interface and its server are there because the service holds one of each; both are public too.
 SERVICE_CLASSES = {
-    "stations_maintenance_service", "diagnostic_report_type_helper", "i_req_resp_stations_maintenance_service_handler",
+    "stations_maintenance_service", "i_req_resp_stations_maintenance_service_handler",
     "req_resp_stations_maintenance_service_handler"}
 
 
@@ -72,7 +72,10 @@ class Package(SiteCase):
         code, output, errors = run("cmake", "--build", build)
         self.assertEqual(code, 0, output + errors)
 
-        self.check_consumer(build / "consumer", {})
+        site = self.check_consumer(build / "consumer", {})
+        # Who only asks needs one library, and has the names of what he gets all the same.
+        code, output, errors = run(build / "client_consumer", environment=site.environment)
+        self.assertEqual((code, output), (0, "manual: 0 reports\n"), errors)
 
     def test_a_consumer_without_cmake_finds_the_libraries_by_pkg_config(self):
         packages = self.installed("mura_common.pc").parent
@@ -183,12 +186,13 @@ class Package(SiteCase):
         self.assertEqual(classes, SERVICE_CLASSES)
 
     def check_consumer(self, program, environment):
-        """Runs it beside a site and a service, which it asks."""
+        """Runs it beside a site and a service, which it asks and which this gives."""
         site = self.make_site()
         site.start_site()
         site.start_host()
         code, output, errors = run(program, environment={**environment, **site.environment})
         self.assertEqual((code, output), (0, "stations_maintenance_service\nanswered\n"), errors)
+        return site
 
     def shown_symbols(self, library):
         """What the library shows to others, without the words before the name of a class's own data."""
