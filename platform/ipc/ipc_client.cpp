@@ -27,12 +27,24 @@ constexpr char const* const client_class = "request_client";
 constexpr std::chrono::milliseconds attempt_time(1000);
 
 /// What an exchange of frames came to.
-enum class exchange_end { answered, several_frames, no_answer, unusable };
+enum class exchange_end { answered, several_frames, timed_out, lost, not_there, closed, unusable };
 
 struct exchange_outcome {
-  exchange_end end = exchange_end::no_answer;
-  std::string frame;
+  exchange_end end = exchange_end::not_there;
+  std::string frame = {};
 };
+
+/// Whether another attempt may be answered.
+bool is_worth_repeating(exchange_end end) {
+  return end == exchange_end::timed_out || end == exchange_end::lost || end == exchange_end::not_there;
+}
+
+exchange_outcome outcome_of(ipc::received_message const& reply) {
+  if (!reply.is_single) {
+    return {exchange_end::several_frames};
+  }
+  return {exchange_end::answered, reply.frame.to_string()};
+}
 
 }  // namespace
 
@@ -41,61 +53,68 @@ struct request_client::members {
       : service(std::move(name)), time_out(std::max(limit, std::chrono::milliseconds(1))) {}
 
   exchange_outcome exchange(std::string const& request, clock::time_point deadline) {
+    auto const file = ipc::request_socket_of(service);
+    if (!ipc::is_usable_path(file, client_class)) {
+      return {exchange_end::unusable};
+    }
     try {
       // A socket of its own for each exchange: one that was connected to a server that has just ended would
-      // lose the request, and the time-out would be over before the caller learns of it.
-      auto socket = connected_socket();
-      if (!socket) {
-        return {exchange_end::unusable, {}};
-      }
+      // lose the request. It is closed here, and with it goes a reply that comes too late.
+      auto const used = context_of_calls();
+      auto socket = socket_of(*used);
+      ipc::connection_watch watch(*used, socket);
+      socket.connect(ipc::address_of(file));
       ipc::note_sending();
       static_cast<void>(socket.send(zmq::buffer(request), zmq::send_flags::dontwait));
-      std::optional<ipc::received_message> reply;
-      while (!reply) {
-        if (ipc::wait_for_message(socket, closing, deadline) != ipc::wake_reason::message) {
-          // The socket is closed here, and with it goes a reply that comes too late.
-          return {exchange_end::no_answer, {}};
-        }
-        reply = ipc::take_message(socket);
-      }
-      if (!reply->is_single) {
-        return {exchange_end::several_frames, {}};
-      }
-      return {exchange_end::answered, reply->frame.to_string()};
+      return await_reply(socket, watch, deadline);
     } catch (zmq::error_t const& error) {
       spdlog::error("[{}] {}: cannot exchange messages: {}", client_class, service, error.what());
-      return {exchange_end::unusable, {}};
+      return {exchange_end::unusable};
     }
   }
 
-  call_failure understand(std::string const& operation, std::string const& frame,
+  exchange_outcome await_reply(zmq::socket_t& socket, ipc::connection_watch& watch,
+                               clock::time_point deadline) const {
+    while (true) {
+      auto const woken = ipc::wait_for_message(socket, closing, deadline, &watch);
+      if (woken == ipc::wake_reason::stopped) {
+        return {exchange_end::closed};
+      }
+      if (woken == ipc::wake_reason::time_out) {
+        return {watch.is_connected() ? exchange_end::timed_out : exchange_end::not_there};
+      }
+      // A reply that came before the connection ended counts.
+      if (auto const reply = ipc::take_message(socket)) {
+        return outcome_of(*reply);
+      }
+      if (watch.is_lost()) {
+        return {exchange_end::lost};
+      }
+    }
+  }
+
+  call_outcome understand(std::string const& operation, std::string const& frame,
                           nlohmann::json& reply) const {
     auto decoded = ipc::decode_reply(frame);
     if (auto const* refusal = std::get_if<ipc::refusal>(&decoded)) {
       spdlog::warn("[{}] {} refused {}: {} {}", client_class, service, operation,
                    ipc::printable(refusal->code), ipc::printable(refusal->text));
-      return call_failure::refused;
+      return {call_failure::refused, refusal->code + ": " + refusal->text};
     }
     if (auto const* problem = std::get_if<ipc::unreadable>(&decoded)) {
       spdlog::warn("[{}] {} answered {} with what is no reply: {}", client_class, service, operation,
                    problem->reason);
-      return call_failure::malformed;
+      return {call_failure::malformed};
     }
     reply = std::move(std::get<nlohmann::json>(decoded));
-    return call_failure::none;
+    return {};
   }
 
-  /// @return an empty one, with a line in the log, when none can be made
-  [[nodiscard]] zmq::socket_t connected_socket() {
-    auto const file = ipc::request_socket_of(service);
-    if (!ipc::is_usable_path(file, client_class)) {
-      return {};
-    }
-    zmq::socket_t socket(*context_of_calls(), zmq::socket_type::req);
+  static zmq::socket_t socket_of(zmq::context_t& context) {
+    zmq::socket_t socket(context, zmq::socket_type::req);
     socket.set(zmq::sockopt::linger, 0);
     socket.set(zmq::sockopt::reconnect_ivl, ipc::reconnect_milliseconds);
     socket.set(zmq::sockopt::maxmsgsize, std::int64_t{ipc::message_limit});
-    socket.connect(ipc::address_of(file));
     return socket;
   }
 
@@ -121,39 +140,52 @@ request_client::request_client(std::string service, std::chrono::milliseconds ti
 
 request_client::~request_client() = default;
 
-call_failure request_client::call(std::string const& operation, nlohmann::json const& arguments,
+call_outcome request_client::call(std::string const& operation, nlohmann::json const& arguments,
                                   nlohmann::json& reply) {
   auto const request = ipc::encode_request(operation, arguments);
   if (request.size() > ipc_request_limit) {
     spdlog::warn("[{}] {}: a request to {} may have {} bytes, this one has {}", client_class, operation,
                  own->service, ipc_request_limit, request.size());
-    return call_failure::refused;
+    return {call_failure::refused, std::string(ipc::too_large) + ": the request has " +
+                                       std::to_string(request.size()) + " bytes, at most " +
+                                       std::to_string(ipc_request_limit) + " are taken"};
   }
   auto const outcome = own->exchange(request, clock::now() + own->time_out);
+  auto const milliseconds = own->time_out.count();
   switch (outcome.end) {
     case exchange_end::answered:
       return own->understand(operation, outcome.frame, reply);
     case exchange_end::several_frames:
       spdlog::warn("[{}] {} answered {} with several frames", client_class, own->service, operation);
-      return call_failure::malformed;
-    case exchange_end::no_answer:
+      return {call_failure::malformed};
+    case exchange_end::timed_out:
       spdlog::warn("[{}] {} gave no answer to {} within {} ms", client_class, own->service, operation,
-                   own->time_out.count());
-      return call_failure::no_answer;
+                   milliseconds);
+      return {call_failure::timed_out};
+    case exchange_end::lost:
+      spdlog::warn("[{}] {} ended the connection before it answered {}", client_class, own->service,
+                   operation);
+      return {call_failure::connection_lost};
+    case exchange_end::not_there:
+      spdlog::warn("[{}] {} gave no answer to {} within {} ms: it was not there", client_class, own->service,
+                   operation, milliseconds);
+      return {call_failure::not_reached};
+    case exchange_end::closed:
+      return {call_failure::closed};
     case exchange_end::unusable:
       break;
   }
-  return call_failure::no_answer;
+  return {call_failure::not_reached};
 }
 
 bool request_client::wait_for_service(std::chrono::milliseconds patience) {
   auto const deadline = clock::now() + patience;
   auto const request = ipc::encode_request("ping", nlohmann::json::array());
-  exchange_end end = exchange_end::no_answer;
+  auto end = exchange_end::not_there;
   do {
     end = own->exchange(request, std::min(deadline, clock::now() + attempt_time)).end;
-  } while (end == exchange_end::no_answer && clock::now() < deadline && !own->closing.is_raised());
-  if (end == exchange_end::no_answer) {
+  } while (is_worth_repeating(end) && clock::now() < deadline);
+  if (is_worth_repeating(end) || end == exchange_end::closed) {
     spdlog::error("[{}] {} did not answer within {} ms", client_class, own->service, patience.count());
   }
   return end == exchange_end::answered || end == exchange_end::several_frames;

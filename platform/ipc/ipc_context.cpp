@@ -7,7 +7,9 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <mutex>
+#include <string>
 #include <system_error>
 
 #include "ipc/ipc_order.h"
@@ -65,18 +67,53 @@ void stop_signal::lower() {
   static_cast<void>(eventfd_read(event, &ignored));
 }
 
+connection_watch::connection_watch(zmq::context_t& context, zmq::socket_t& watched)
+    : socket(watched), events(context, zmq::socket_type::pair) {
+  static std::atomic<std::uint64_t> made = 0;
+  auto const address = "inproc://connection_watch_" + std::to_string(++made);
+  constexpr int watched_events = ZMQ_EVENT_CONNECTED | ZMQ_EVENT_HANDSHAKE_SUCCEEDED | ZMQ_EVENT_DISCONNECTED;
+  if (zmq_socket_monitor(socket.handle(), address.c_str(), watched_events) != 0) {
+    throw zmq::error_t();
+  }
+  events.set(zmq::sockopt::linger, 0);
+  events.connect(address);
+}
+
+connection_watch::~connection_watch() {
+  zmq_socket_monitor(socket.handle(), nullptr, 0);
+}
+
+void connection_watch::look() {
+  while (auto const message = take_message(events)) {
+    std::uint16_t event = 0;
+    std::memcpy(&event, message->frame.data(), std::min(sizeof event, message->frame.size()));
+    connected = event != ZMQ_EVENT_DISCONNECTED;
+    lost = lost || (greeted && !connected);
+    greeted = event == ZMQ_EVENT_HANDSHAKE_SUCCEEDED;
+  }
+}
+
 wake_reason wait_for_message(zmq::socket_t& socket, stop_signal const& stop,
-                             std::chrono::steady_clock::time_point deadline) {
-  std::array<zmq_pollitem_t, 2> items{
-      {{socket.handle(), 0, ZMQ_POLLIN, 0}, {nullptr, stop.descriptor(), ZMQ_POLLIN, 0}}};
+                             std::chrono::steady_clock::time_point deadline, connection_watch* watch) {
+  std::array<zmq_pollitem_t, 3> items{{{socket.handle(), 0, ZMQ_POLLIN, 0},
+                                       {nullptr, stop.descriptor(), ZMQ_POLLIN, 0},
+                                       {watch == nullptr ? nullptr : watch->handle(), 0, ZMQ_POLLIN, 0}}};
+  int const count = watch == nullptr ? 2 : 3;
   while (true) {
     auto const left = remaining_milliseconds(deadline);
-    int const ready = zmq_poll(items.data(), static_cast<int>(items.size()), left);
+    int const ready = zmq_poll(items.data(), count, left);
     if (ready < 0 && errno != EINTR) {
       throw zmq::error_t();
     }
+    if (ready > 0 && items[1].revents != 0) {
+      return wake_reason::stopped;
+    }
+    if (ready > 0 && items[0].revents != 0) {
+      return wake_reason::message;
+    }
     if (ready > 0) {
-      return items[1].revents != 0 ? wake_reason::stopped : wake_reason::message;
+      watch->look();
+      return wake_reason::connection;
     }
     if (left == 0) {
       return wake_reason::time_out;

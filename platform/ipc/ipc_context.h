@@ -43,13 +43,42 @@ class stop_signal {
 };
 
 /// Why `wait_for_message` returned.
-enum class wake_reason { message, stopped, time_out };
+enum class wake_reason { message, stopped, connection, time_out };
+
+/// Sees whether the service that a socket connects to is there. To be made before the socket connects, and to
+/// end before the socket does.
+class connection_watch {
+ public:
+  /// @throws zmq::error_t
+  connection_watch(zmq::context_t& context, zmq::socket_t& watched);
+  ~connection_watch();
+  connection_watch(connection_watch const&) = delete;
+  connection_watch& operator=(connection_watch const&) = delete;
+
+  /// Takes note of what has happened since it was last called.
+  void look();
+  /// Whether the other side has taken the connection, as the system does for a process that hangs, too.
+  [[nodiscard]] bool is_connected() const { return connected; }
+  /// Whether there was somebody who spoke ZeroMQ and has gone, with what was sent to him.
+  [[nodiscard]] bool is_lost() const { return lost; }
+  /// Readable when something has happened.
+  [[nodiscard]] void* handle() { return events.handle(); }
+
+ private:
+  zmq::socket_t& socket;
+  zmq::socket_t events;
+  bool connected = false;
+  bool greeted = false;
+  bool lost = false;
+};
 
 /// Waits for a message to read at `socket`, or for the signal, whichever comes first; the signal wins.
 /// @param deadline  when to give up; the clock's maximum waits for ever
+/// @param watch     null, or what ends the waiting too: it has been looked at then
 [[nodiscard]] wake_reason wait_for_message(
     zmq::socket_t& socket, stop_signal const& stop,
-    std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max());
+    std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max(),
+    connection_watch* watch = nullptr);
 
 /// A message as it was received: its first frame, and whether that was all of it.
 struct received_message {

@@ -76,7 +76,7 @@ struct [[gnu::visibility("hidden")]] req_resp_logger_service::members {
     auto const answer =
         mura_common::try_call(client, operation_name, &i_req_resp_logger_service_handler::on_functional_log,
                               sent.category, sent.subtype, sent.text);
-    if (answer.failure == mura_common::call_failure::no_answer) {
+    if (mura_common::has_no_answer(answer.failure)) {
       return false;
     }
     if (!answer.value.value_or(false)) {

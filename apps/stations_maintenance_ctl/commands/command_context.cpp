@@ -10,7 +10,10 @@ exit_code code_of_interruption(command_context const& context) {
 exit_code explain_failure(command_context& context, std::string const& what,
                           mura_common::call_failure failure) {
   switch (failure) {
-    case mura_common::call_failure::no_answer:
+    case mura_common::call_failure::timed_out:
+    case mura_common::call_failure::connection_lost:
+    case mura_common::call_failure::not_reached:
+    case mura_common::call_failure::closed:
       context.console.complain(
           what +
           ": the stations maintenance service gave no answer in time. It may be busy with another "

@@ -66,19 +66,40 @@ class MURA_COMMON_EXPORT request_server {
 
 /// Why a call gave no result.
 enum class call_failure {
-  none,       ///< it gave one
-  no_answer,  ///< the service did not answer in time
-  refused,    ///< the service answered with an error
-  malformed,  ///< the answer could not be understood
+  none,             ///< it gave one
+  refused,          ///< the service answered with an error; or the request is too large and was not sent
+  malformed,        ///< the service answered, but with what cannot be understood
+  timed_out,        ///< the service is there, but did not answer in time: it is busy, or hangs
+  connection_lost,  ///< the service was there and ended, or hung up, before it answered
+  not_reached,      ///< the service was not there until the time was over, or its socket cannot be used
+  closed,           ///< `request_client::close` ended the call
+};
+
+/// Whether nothing came back from the service. The request may have been carried out all the same, unless the
+/// service was not reached.
+[[nodiscard]] constexpr bool has_no_answer(call_failure failure) {
+  return failure == call_failure::timed_out || failure == call_failure::connection_lost ||
+         failure == call_failure::not_reached || failure == call_failure::closed;
+}
+
+/// How a call ended.
+struct call_outcome {
+  call_failure failure = call_failure::none;  ///< `none` when there is a result
+  /// When the service refused: its code and text, "failed: the operation failed"; as it came, so it has to be
+  /// escaped before it is shown. Empty otherwise.
+  std::string reason = {};
+
+  bool operator==(call_failure other) const { return failure == other; }
 };
 
 /// What a typed call came to.
 template <typename Result>
 struct call_result {
   /// The operation's result; absent when there was none, `failure` then says why. An operation without a
-  /// result gives std::monostate.
+  /// result gives std::monostate. A result that may itself be absent is one: the service has answered then.
   std::optional<std::conditional_t<std::is_void_v<Result>, std::monostate, Result>> value;
   call_failure failure = call_failure::none;  ///< `none` exactly when `value` is there
+  std::string reason = {};                    ///< as in `call_outcome`
 };
 
 /// Calls the operations of one service. Any number of threads may call at once.
@@ -100,7 +121,7 @@ class MURA_COMMON_EXPORT request_client {
   /// @param arguments  JSON array
   /// @param reply      receives the reply's body, an object with "result" and the array "out"
   /// @return why there is none; `reply` is unchanged then, and a line in the log names service and operation
-  [[nodiscard]] call_failure call(std::string const& operation, nlohmann::json const& arguments,
+  [[nodiscard]] call_outcome call(std::string const& operation, nlohmann::json const& arguments,
                                   nlohmann::json& reply);
 
   /// Waits until the service answers anything at all.
@@ -108,7 +129,7 @@ class MURA_COMMON_EXPORT request_client {
   /// @return whether it did; when false, one line in the log names the service
   [[nodiscard]] bool wait_for_service(std::chrono::milliseconds patience);
 
-  /// Gives up for good: every call in flight, and every later one, ends at once without an answer.
+  /// Gives up for good: every call in flight, and every later one, ends at once as `closed`.
   void close();
 
  private:

@@ -183,8 +183,8 @@ template <typename Interface, typename Result, typename... Parameters, typename.
   auto arguments = nlohmann::json::array();
   (ipc_detail::append_argument<Parameters>(arguments, given), ...);
   nlohmann::json body;
-  if (auto const failure = client.call(name, arguments, body); failure != call_failure::none) {
-    return {std::nullopt, failure};
+  if (auto outcome = client.call(name, arguments, body); outcome.failure != call_failure::none) {
+    return {std::nullopt, outcome.failure, std::move(outcome.reason)};
   }
   try {
     return {ipc_detail::result_from<Result, Parameters...>(body, given...), call_failure::none};

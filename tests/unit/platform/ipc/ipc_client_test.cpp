@@ -1,5 +1,7 @@
 #include <signal.h>
 #include <spawn.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -7,6 +9,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -102,10 +105,10 @@ TEST_F(RequestClient, GivesUpAfterItsTimeOutAndSaysOnWhat) {
   request_client client("absent", short_time);
   json reply = "unchanged";
   auto const begun = std::chrono::steady_clock::now();
-  EXPECT_EQ(client.call("anything", json::array(), reply), call_failure::no_answer);
+  EXPECT_EQ(client.call("anything", json::array(), reply), call_failure::not_reached);
   EXPECT_GE(std::chrono::steady_clock::now() - begun, short_time);
   EXPECT_EQ(reply, "unchanged");
-  EXPECT_TRUE(log.holds(warn, "absent gave no answer to anything within 100 ms"));
+  EXPECT_TRUE(log.holds(warn, "absent gave no answer to anything within 100 ms: it was not there"));
 }
 
 TEST_F(RequestClient, TellsARefusalFromSilence) {
@@ -113,7 +116,9 @@ TEST_F(RequestClient, TellsARefusalFromSilence) {
   ASSERT_TRUE(server.start());
   request_client client("echo", generous);
   json reply;
-  EXPECT_EQ(client.call("unheard of", json::array(), reply), call_failure::refused);
+  auto const outcome = client.call("unheard of", json::array(), reply);
+  EXPECT_EQ(outcome.failure, call_failure::refused);
+  EXPECT_EQ(outcome.reason, "unknown_operation: there is no operation \"unheard of\"");
   EXPECT_TRUE(log.holds(warn, "unknown_operation"));
 }
 
@@ -121,7 +126,9 @@ TEST_F(RequestClient, DoesNotSendARequestAboveTheLimit) {
   request_client client("echo", generous);
   json reply;
   std::string const large(mura_common::ipc_request_limit, 'x');
-  EXPECT_EQ(client.call("echo", {large}, reply), call_failure::refused);
+  auto const outcome = client.call("echo", {large}, reply);
+  EXPECT_EQ(outcome.failure, call_failure::refused);
+  EXPECT_THAT(outcome.reason, testing::StartsWith("too_large: the request has "));
   EXPECT_TRUE(log.holds(warn, "1048576"));
 }
 
@@ -129,7 +136,7 @@ TEST_F(RequestClient, RefusesAPathThatIsTooLong) {
   std::string const name(120, 'n');
   request_client client(name, generous);
   json reply;
-  EXPECT_EQ(client.call("echo", json::array(), reply), call_failure::no_answer);
+  EXPECT_EQ(client.call("echo", json::array(), reply), call_failure::not_reached);
   ASSERT_EQ(log.lines().size(), 1U);
   EXPECT_TRUE(log.holds(err, socket(name + ".req").string()));
   EXPECT_TRUE(log.holds(err, "107"));
@@ -149,7 +156,7 @@ TEST_F(RequestClient, IsNotDisturbedByAReplyThatComesTooLate) {
   ASSERT_TRUE(server.start());
   request_client client("slow", std::chrono::seconds(2));
   json reply;
-  EXPECT_EQ(client.call("slow", json::array(), reply), call_failure::no_answer);
+  EXPECT_EQ(client.call("slow", json::array(), reply), call_failure::timed_out);
   answer.open();
   ASSERT_TRUE(client.wait_for_service(generous));
   EXPECT_EQ(client.call("quick", json::array(), reply), call_failure::none);
@@ -188,7 +195,7 @@ TEST_F(RequestClient, RecoversAfterCallsThatFailedWhileTheServerWasDead) {
   EXPECT_EQ(process_behind(client), first.process);
   first.kill_hard();
   json reply;
-  EXPECT_EQ(client.call("process", json::array(), reply), call_failure::no_answer);
+  EXPECT_EQ(client.call("process", json::array(), reply), call_failure::not_reached);
   server_process second("process");
   ASSERT_TRUE(second.is_serving);
   ASSERT_TRUE(client.wait_for_service(generous));
@@ -233,6 +240,57 @@ TEST_F(RequestClient, WaitsForAServiceInVainAndSaysForWhich) {
   EXPECT_TRUE(log.holds(err, "absent did not answer within 100 ms"));
 }
 
+TEST_F(RequestClient, TellsAtOnceThatTheServiceEndedBeforeItAnswered) {
+  zmq::context_t context;
+  std::optional<zmq::socket_t> server(std::in_place, context, zmq::socket_type::rep);
+  server->set(zmq::sockopt::linger, 0);
+  server->bind("ipc://" + socket("mortal.req").string());
+  request_client client("mortal", std::chrono::hours(1));
+  std::thread calling([&] {
+    json reply = "unchanged";
+    EXPECT_EQ(client.call("anything", json::array(), reply), call_failure::connection_lost);
+    EXPECT_EQ(reply, "unchanged");
+  });
+  zmq::message_t request;
+  EXPECT_TRUE(server->recv(request).has_value());
+  server.reset();
+  calling.join();
+  EXPECT_TRUE(log.holds(warn, "mortal ended the connection before it answered anything"));
+}
+
+TEST_F(RequestClient, TakesTheReplyOfAServiceThatEndsRightAfterIt) {
+  request_client client("mortal", generous);
+  for (int round = 0; round < 50; ++round) {
+    zmq::context_t context;
+    std::optional<zmq::socket_t> server(std::in_place, context, zmq::socket_type::rep);
+    server->bind("ipc://" + socket("mortal.req").string());
+    std::thread calling([&] {
+      json reply;
+      EXPECT_EQ(client.call("anything", json::array(), reply), call_failure::none);
+    });
+    zmq::message_t request;
+    EXPECT_TRUE(server->recv(request).has_value());
+    server->send(zmq::str_buffer(R"({"protocol":1,"result":1,"out":[]})"), zmq::send_flags::none);
+    server.reset();
+    calling.join();
+  }
+}
+
+TEST_F(RequestClient, TellsAServiceThatHangsFromOneThatIsAway) {
+  // The system takes connections for a process that does not run any more.
+  int const hanging = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  socket("hanging.req").string().copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(hanging, reinterpret_cast<sockaddr const*>(&address), sizeof address), 0);
+  ASSERT_EQ(listen(hanging, 1), 0);
+  request_client client("hanging", std::chrono::milliseconds(500));
+  json reply;
+  EXPECT_EQ(client.call("anything", json::array(), reply), call_failure::timed_out);
+  close(hanging);
+  EXPECT_EQ(client.call("anything", json::array(), reply), call_failure::not_reached);
+}
+
 TEST_F(RequestClient, EndsACallInFlightWhenItIsClosed) {
   gate begun;
   gate finish;
@@ -246,8 +304,8 @@ TEST_F(RequestClient, EndsACallInFlightWhenItIsClosed) {
   request_client client("slow", std::chrono::hours(1));
   std::thread calling([&] {
     json reply;
-    EXPECT_EQ(client.call("slow", json::array(), reply), call_failure::no_answer);
-    EXPECT_EQ(client.call("slow", json::array(), reply), call_failure::no_answer);
+    EXPECT_EQ(client.call("slow", json::array(), reply), call_failure::closed);
+    EXPECT_EQ(client.call("slow", json::array(), reply), call_failure::closed);
   });
   EXPECT_TRUE(begun.pass());
   client.close();

@@ -80,7 +80,7 @@ TEST_F(TypedCall, TellsAnAbsentResultFromNoResult) {
   request_client hasty("shop", std::chrono::milliseconds(50));
   auto const failed = try_call(hasty, "find", &i_shop::on_find, 1U);
   EXPECT_FALSE(failed.value.has_value());
-  EXPECT_EQ(failed.failure, call_failure::no_answer);
+  EXPECT_EQ(failed.failure, call_failure::not_reached);
 }
 
 TEST_F(TypedCall, BringsOutParametersBackInTheirOrder) {
