@@ -42,7 +42,7 @@ class EmbeddedServiceTest : public ServiceTest {
   }
 
   /// Has station 3 asked for a report on request. @return the service's answer
-  unsigned int ask_for_report() {
+  generation_result ask_for_report() {
     unsigned int request = 0;
     return client.generate_station_diagnostic_report(3, diagnostic_report_type::manual, request)
         .value.value();

@@ -20,7 +20,7 @@ using EmbeddedService = EmbeddedServiceTest;
 
 TEST_F(EmbeddedService, FilesTheReportsThatItsHostHandsIn) {
   ASSERT_TRUE(begin());
-  ASSERT_EQ(ask_for_report(), 0U);
+  ASSERT_EQ(ask_for_report(), generation_result::accepted);
   EXPECT_EQ(token, "diagnostic_manager 1");
   auto const uploaded = hand_in(token, "diag.log", "content");
   EXPECT_FALSE(std::filesystem::exists(uploaded));
@@ -45,7 +45,7 @@ TEST_F(EmbeddedService, LeavesFilesThatItDoesNotExpectToItsHost) {
 
 TEST_F(EmbeddedService, LetsNoNameOutOfItsFolders) {
   ASSERT_TRUE(begin());
-  ASSERT_EQ(ask_for_report(), 0U);
+  ASSERT_EQ(ask_for_report(), generation_result::accepted);
   hand_in(token, "../../../escaped", "content");
   EXPECT_THAT(reports(), ElementsAre("escaped"));
   EXPECT_TRUE(std::filesystem::exists(folder.path() / "reports/station_3/manual_reports/1_escaped"));
