@@ -60,7 +60,7 @@ class ServiceParameters : public EmbeddedServiceTest {
   }
 
   void given_report(std::string const& name, std::size_t size) {
-    ASSERT_EQ(ask_for_report(), 0U);
+    ASSERT_EQ(ask_for_report(), generation_result::accepted);
     hand_in(token, name, std::string(size, 'x'));
   }
 };
