@@ -76,4 +76,9 @@ std::string find_nearest_word(std::string_view unknown, std::vector<std::string>
   return nearest;
 }
 
+std::string explain_unknown_word(std::string const& unknown, std::vector<std::string> const& known) {
+  auto const meant = find_nearest_word(unknown.substr(0, unknown.find('=')), known);
+  return '"' + unknown + "\" is not known here" + (meant.empty() ? "" : ": did you mean \"" + meant + "\"?");
+}
+
 }  // namespace mura_common

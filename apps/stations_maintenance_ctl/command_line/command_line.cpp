@@ -48,8 +48,7 @@ std::string explain_unknown(CLI::App const& app) {
     return {};
   }
   auto const& word = unknown.front();
-  auto const meant = mura_common::find_nearest_word(word.substr(0, word.find('=')), known_words(app, word));
-  return '"' + word + "\" is not known here" + (meant.empty() ? "" : ": did you mean \"" + meant + "\"?");
+  return mura_common::explain_unknown_word(word, known_words(app, word));
 }
 
 /// Builds the commands, each of which makes itself the one to be carried out when it is named.

@@ -32,4 +32,10 @@ namespace mura_common {
 [[nodiscard]] MURA_COMMON_EXPORT std::string find_nearest_word(std::string_view unknown,
                                                                std::vector<std::string> const& known);
 
+/// What a program answers to a word of its command line that it does not know, with the nearest known one:
+/// "--prot" is not known here: did you mean "--port"?
+/// @param unknown  what follows a "=" in it is shown, but not compared
+[[nodiscard]] MURA_COMMON_EXPORT std::string explain_unknown_word(std::string const& unknown,
+                                                                  std::vector<std::string> const& known);
+
 }  // namespace mura_common

@@ -88,5 +88,12 @@ TEST(NearestWord, MayDifferMoreTheLongerItIs) {
   EXPECT_EQ(find_nearest_word("abcXXX", {"abcdef"}), "");
 }
 
+TEST(UnknownWord, IsExplainedWithTheNearestOne) {
+  std::vector<std::string> const known = {"--port", "--config"};
+  EXPECT_EQ(explain_unknown_word("--prot=80", known),
+            "\"--prot=80\" is not known here: did you mean \"--port\"?");
+  EXPECT_EQ(explain_unknown_word("--fast", known), "\"--fast\" is not known here");
+}
+
 }  // namespace
 }  // namespace mura_common
