@@ -21,6 +21,8 @@ class option_reader {
   explicit option_reader(std::filesystem::path read_file) : file(std::move(read_file)) {}
 
   bool load() { return config.load(file); }
+  /// To be called when every key has been read.
+  void check_keys() const { config.check_keys(); }
   [[nodiscard]] bool is_valid() const { return valid; }
 
   std::string read_text(std::string const& key) {
@@ -113,6 +115,7 @@ std::optional<site_options> read_site_options(std::filesystem::path const& file)
   options.event_log_bytes = reader.read_mebibytes("event_log.max_file_size_mib");
   options.event_log_files = reader.read_number("event_log.max_older_files", 0, 1000);
   read_firmware(reader, options);
+  reader.check_keys();
   return reader.is_valid() ? std::optional(options) : std::nullopt;
 }
 

@@ -36,6 +36,7 @@ struct site_options {
 };
 
 /// Reads the configuration of a site; every key of config/site.toml must be there.
+/// A key that is not one of them is told in a warning.
 /// @param file  TOML, see config/site.toml
 /// @return empty, with one line in the log for each defect, when the file cannot be read, lacks a
 ///         key, or holds a value that its key does not take

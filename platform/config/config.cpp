@@ -1,5 +1,9 @@
 #include "mura_common/config.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <limits>
@@ -17,6 +21,7 @@
 #include "config/config_edit.h"
 #include "config/config_limits.h"
 #include "mura_common/file.h"
+#include "mura_common/text.h"
 
 namespace mura_common {
 namespace {
@@ -50,6 +55,14 @@ struct file_state {
 
 std::optional<file_state> state_of(fs::path const& file) {
   auto text = text_of(file);
+  std::error_code ignored;
+  if (!text && fs::status(file, ignored).type() == fs::file_type::not_found) {
+    spdlog::error(
+        "[toml_config] {}: there is no such file; examples are in {} of the installation, and in "
+        "config of the sources",
+        file.string(), CONFIG_EXAMPLES);
+    return std::nullopt;
+  }
   if (!text) {
     spdlog::error("[toml_config] {}: cannot be read, expected a TOML file", file.string());
     return std::nullopt;
@@ -117,6 +130,28 @@ std::optional<config_value> converted(stored_value const& value, config_value co
              : std::nullopt;
 }
 
+/// The key up to its last dot, with it; empty when it has none.
+std::string_view table_of(std::string_view key) {
+  return key.substr(0, key.rfind('.') + 1);
+}
+
+/// The key that an operator probably meant. A whole key is so long that nearly everything would be near it, so
+/// names are compared within their table where there is such a table.
+std::string find_nearest_key(std::string const& unknown, std::set<std::string> const& known) {
+  std::string const table(table_of(unknown));
+  std::vector<std::string> names;
+  for (auto const& key : known) {
+    if (table_of(key) == table) {
+      names.push_back(key.substr(table.size()));
+    }
+  }
+  if (names.empty()) {
+    return find_nearest_word(unknown, {known.begin(), known.end()});
+  }
+  auto const name = find_nearest_word(unknown.substr(table.size()), names);
+  return name.empty() ? name : table + name;
+}
+
 }  // namespace
 
 struct [[gnu::visibility("hidden")]] toml_config::content {
@@ -135,6 +170,7 @@ struct [[gnu::visibility("hidden")]] toml_config::content {
   mutable std::mutex guard;
   fs::path file;
   config_document document;       ///< as it was loaded
+  std::set<std::string> asked;    ///< keys that anybody wanted to read since loading
   values set_values;              ///< every value set since loading
   std::set<std::string> unsaved;  ///< keys among them that are not known to be in the file
 };
@@ -187,6 +223,7 @@ bool toml_config::load(std::filesystem::path const& file) {
   own->seen = is_loaded ? std::move(*state) : file_state();
 
   std::lock_guard const lock(own->guard);
+  own->asked.clear();
   own->set_values.clear();
   own->unsaved.clear();
   own->file = std::move(place);
@@ -232,9 +269,46 @@ bool toml_config::save() {
   return true;
 }
 
+void toml_config::check_keys() const {
+  std::lock_guard const lock(own->guard);
+  auto known = own->asked;
+  for (auto const& key : own->asked) {
+    known.insert({"limits." + key + ".max", "limits." + key + ".min"});
+  }
+  for (auto const& key : own->document.keys()) {
+    if (known.contains(key)) {
+      continue;
+    }
+    auto const meant = find_nearest_key(key, known);
+    spdlog::warn("[toml_config] {}: '{}' is not known here{}", own->file.string(), key,
+                 meant.empty() ? "" : ", did you mean '" + meant + "'?");
+  }
+}
+
+bool toml_config::check_saving() const {
+  std::lock_guard const lock(own->guard);
+  std::error_code error;
+  // A link stays one: the file behind it is replaced, in its own folder.
+  auto const folder = fs::canonical(own->file, error).parent_path();
+  if (!error && ::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
+    error = {errno, std::generic_category()};
+  }
+  if (error) {
+    spdlog::warn(
+        "[toml_config] {}: changes at run time will not be saved: folder {}: {}; let the user of this "
+        "process write to it, or keep the file in a folder where it may",
+        own->file.string(), folder.string(), error.message());
+  }
+  return !error;
+}
+
 std::optional<config_value> toml_config::read(std::string const& key, config_value const& wanted) {
   std::lock_guard const access(own->file_access);
   own->look_again();
+  {
+    std::lock_guard const lock(own->guard);
+    own->asked.insert(key);
+  }
   auto const complain = [&](std::string_view found) {
     spdlog::error("[toml_config] {}: '{}' is {}, expected {}", own->file.string(), key, found,
                   expectation_of(wanted));

@@ -47,6 +47,15 @@ std::vector<std::string> parts_of(std::string_view key) {
   return parts;
 }
 
+/// A name that no key can hold, because it contains the separator.
+std::string name_of_element(std::size_t index) {
+  return "." + std::to_string(index);
+}
+
+bool is_name_of_element(std::string const& name) {
+  return name.starts_with('.');
+}
+
 std::string kind_of(toml::value_t type) {
   switch (type) {
     case toml::value_t::boolean:
@@ -147,9 +156,6 @@ class entry_collector {
   }
 
  private:
-  /// A name that no key can hold, because it contains the separator.
-  static std::string name_of_element(std::size_t index) { return "." + std::to_string(index); }
-
   void collect(toml_value const& value) {
     config_entry entry;
     entry.kind = kind_of(value.type());
@@ -215,6 +221,22 @@ std::vector<std::string> config_document::names_in(std::string_view table_key) c
     }
   }
   return names;
+}
+
+std::vector<std::string> config_document::keys() const {
+  std::vector<std::string> all;
+  for (auto const& [path, entry] : entries) {
+    bool const is_in_array = std::any_of(path.begin(), path.end(), is_name_of_element);
+    if (entry.kind == "table" || is_in_array) {
+      continue;
+    }
+    std::string key = path.front();
+    for (auto name = path.begin() + 1; name != path.end(); ++name) {
+      key += '.' + *name;
+    }
+    all.push_back(std::move(key));
+  }
+  return all;
 }
 
 bool config_document::is_same_except_for(std::string_view key, config_document const& other) const {

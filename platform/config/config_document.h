@@ -44,6 +44,9 @@ class config_document {
   /// The names of what is directly in a table, sorted; empty when there is no such table.
   [[nodiscard]] std::vector<std::string> names_in(std::string_view table_key) const;
 
+  /// The keys of all entries that are no tables, sorted; what is inside an array counts with the array.
+  [[nodiscard]] std::vector<std::string> keys() const;
+
   /// Whether the other document has the same entries, written the same way, save the one under `key`, which
   /// both must have.
   [[nodiscard]] bool is_same_except_for(std::string_view key, config_document const& other) const;

@@ -166,6 +166,8 @@ bool service::init(int argc, char const** argv) {
       !is_hook_content(own->name, "do_init", [this] { return do_init(); })) {
     return false;
   }
+  own->configuration.check_keys();
+  own->configuration.check_saving();
   own->reached = progress::initialised;
   return true;
 }

@@ -114,7 +114,7 @@ class MURA_COMMON_EXPORT toml_config : public IConfigParameterProvider {
   /// Reads the file; what was set before and not saved is forgotten.
   /// @param file  a relative path is resolved against the current directory at the call
   /// @return false, with one line in the log that names file and position, when it cannot be read or is not
-  ///         TOML; the configuration is then empty
+  ///         TOML; the configuration is then empty. When there is no file, the line says where an example is.
   [[nodiscard]] bool load(std::filesystem::path const& file);
 
   /// Puts the values that were set into the file, in one step that survives power loss.
@@ -127,6 +127,14 @@ class MURA_COMMON_EXPORT toml_config : public IConfigParameterProvider {
   ///         has gone from the file or changed its type since its `getParam`; every further saving then fails
   ///         too, until the entry is put back
   [[nodiscard]] bool save() override;
+
+  /// Tells the operator of every key in the file, as it was loaded, that nobody has asked for: one warning each,
+  /// with the nearest key that was asked for, if one is near. To be called once all have asked.
+  void check_keys() const;
+
+  /// Tells the operator, with one warning that names the folder and the remedy, when `save` would not be allowed
+  /// to replace the file. @return whether it would be
+  bool check_saving() const;
 
  protected:
   [[nodiscard]] std::optional<config_value> read(std::string const& key, config_value const& wanted) override;

@@ -55,6 +55,11 @@ TEST(ConfigDocument, ListsTheNamesOfOneTable) {
   EXPECT_TRUE(document.names_in("a.z").empty());
 }
 
+TEST(ConfigDocument, ListsTheKeysOfAllButTables) {
+  auto const document = parsed("z = 1\n[a]\nb = { c = 1 }\nd = [1, { e = 2 }]\n[f]\n[g.h]\ni = 'x'\n");
+  EXPECT_EQ(document.keys(), (std::vector<std::string>{"a.b.c", "a.d", "g.h.i", "z"}));
+}
+
 TEST(ConfigDocument, NoticesEveryDifferenceButTheOneAllowed) {
   auto const document = parsed("[a]\nb = 1\nc = [1, { d = 2 }]\n");
   EXPECT_TRUE(document.is_same_except_for("a.b", parsed("[a]\nb = 9\nc = [1, { d = 2 }]\n")));

@@ -116,6 +116,14 @@ TEST_F(Configuration, RefusesAFileThatCannotBeRead) {
   EXPECT_EQ(error_count(), 2U);
 }
 
+TEST_F(Configuration, SaysWhereExamplesAreWhenThereIsNoFile) {
+  EXPECT_FALSE(config.load(folder.path() / "missing.toml"));
+  EXPECT_TRUE(log.holds(error_level, "there is no such file; examples are in "));
+  log.clear();
+  EXPECT_FALSE(config.load(folder.path())) << "there is something, though no file";
+  EXPECT_FALSE(log.holds(error_level, "examples are in "));
+}
+
 TEST_F(Configuration, IsEmptyAfterAFileThatIsNoToml) {
   load("[a]\nb = 1\n");
   auto const broken = folder.write("broken.toml", "[a]\nb = 1\nc = \n");

@@ -15,6 +15,7 @@
 #include "log_capture.h"
 #include "mura_common/delivery.h"
 #include "temporary_folder.h"
+#include "without_privileges.h"
 
 namespace mura_common {
 namespace {
@@ -98,6 +99,24 @@ TEST_F(ServiceBase, RunsItsHooksInOrder) {
   ASSERT_TRUE(service.start());
   ASSERT_TRUE(service.stop(0));
   EXPECT_EQ(service.calls, (std::vector<std::string>{"do_pre_init", "do_init", "do_start", "do_stop"}));
+}
+
+TEST_F(ServiceBase, WarnsOfKeysThatNoHookAskedForAndOfAFileThatItMayNotSave) {
+  folder.write("configs/tested.toml", "[a]\nb = 5\nbb = 6\n");
+  fs::permissions(root, fs::perms(0755));
+  fs::permissions(root / "work", fs::perms(0777));
+  fs::permissions(root / "configs", fs::perms(0555));
+  noting_service service(false);
+  service.in_hook = [&](std::string const&) {
+    return service.config().getParam<unsigned int>("a.b").has_value();
+  };
+  {
+    without_privileges const user;
+    EXPECT_TRUE(init(service, {"--working-dir", "work", "--config-dir", "configs"}));
+  }
+  EXPECT_TRUE(log.holds(spdlog::level::warn, "'a.bb' is not known here, did you mean 'a.b'?"));
+  EXPECT_TRUE(log.holds(spdlog::level::warn, "changes at run time will not be saved"));
+  EXPECT_FALSE(log.holds(spdlog::level::warn, "'a.b' is not known"));
 }
 
 TEST_F(ServiceBase, StartsAndStopsAgain) {

@@ -120,6 +120,12 @@ TEST_F(site_configuration, FoldersAreAPathEach) {
             (std::vector<std::filesystem::path>{"/var/store", "/srv/more firmware"}));
 }
 
+TEST_F(site_configuration, UnknownKeyIsNamedWithTheNearestOne) {
+  EXPECT_TRUE(read_changed("port = 8180", "port = 8180\nadress = \"::\"").has_value());
+  EXPECT_TRUE(
+      log.holds(spdlog::level::warn, "'site.adress' is not known here, did you mean 'site.address'?"));
+}
+
 TEST_F(site_configuration, MissingFileIsRefused) {
   EXPECT_FALSE(read_site_options(folder.path() / "none.toml").has_value());
   EXPECT_TRUE(log.holds(spdlog::level::err, "none.toml"));
