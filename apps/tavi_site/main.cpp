@@ -1,14 +1,15 @@
 #include <signal.h>
 
 #include <exception>
-#include <string>
+#include <iostream>
 
-#include <CLI/CLI.hpp>
 #include <spdlog/cfg/env.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
 
+#include "mura_common/program_signals.h"
 #include "site.h"
+#include "site_command_line.h"
 
 namespace {
 
@@ -22,36 +23,28 @@ void log_to_standard_output() {
 }  // namespace
 
 int main(int argc, char** argv) try {
-  CLI::App app("The services of a charging site: OCPP 1.6-J, uploads, network and event log.", "tavi_site");
-  std::string config, state_folder, address;
-  unsigned short port = 0;
-  app.add_option("--config", config, "Configuration file")->required();
-  app.add_option("--state-dir", state_folder, "Folder of everything that the site keeps")->required();
-  auto const* const port_option = app.add_option("--port", port, "Port, overrides the configuration");
-  app.add_option("--address", address, "Numeric address, overrides the configuration");
-  CLI11_PARSE(app, argc, argv);
+  auto const parsed = tavi::site::parse_site_command_line(argc, argv);
+  if (auto const* const end = std::get_if<tavi::site::site_exit>(&parsed)) {
+    (end->code == 0 ? std::cout : std::cerr) << end->text << std::flush;
+    return end->code;
+  }
+  auto const& given = std::get<tavi::site::site_arguments>(parsed);
   log_to_standard_output();
-  // Blocked before the first thread exists, so that every thread leaves them to `sigwait`.
-  sigset_t end_signals;
-  sigemptyset(&end_signals);
-  sigaddset(&end_signals, SIGINT);
-  sigaddset(&end_signals, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &end_signals, nullptr);
+  mura_common::program_signals const signals(mura_common::hangup_meaning::go_on);
   signal(SIGPIPE, SIG_IGN);
-  auto options = tavi::site::read_site_options(config);
+  auto options = tavi::site::read_site_options(given.config);
   if (!options.has_value()) {
     return 1;
   }
-  options->state_folder = state_folder;
-  options->port = *port_option ? port : options->port;
-  options->address = address.empty() ? options->address : address;
+  options->state_folder = given.state_folder;
+  options->port = given.port.value_or(options->port);
+  options->address = given.address.empty() ? options->address : given.address;
   tavi::site::site site(*options);
   if (!site.start()) {
     return 1;
   }
   spdlog::info("tavi_site is ready on {}", site.endpoint());
-  int signal_number = 0;
-  sigwait(&end_signals, &signal_number);
+  static_cast<void>(signals.wait());
   return 0;
 } catch (std::exception const& failure) {
   spdlog::error("[main] the site ends by an exception: {}", failure.what());

@@ -131,8 +131,8 @@ TEST_F(TaviSite, FailsWithALineAboutAnException) {
   if (is_sanitizer_in_need_of_descriptors) {
     GTEST_SKIP() << "the sanitizer needs the descriptors that this situation lacks";
   }
-  // Enough to read the configuration, and too few for an event loop.
-  program site(options(), 4);
+  // Enough for the signals and to read the configuration, and too few for an event loop.
+  program site(options(), 6);
   EXPECT_NE(site.read_until("").find("the site ends by an exception: "), std::string::npos);
   EXPECT_EQ(site.wait(), 1);
 }
@@ -147,7 +147,22 @@ TEST_F(TaviSite, FailsWithALineAboutAStateFolderThatCannotBeUsed) {
 TEST_F(TaviSite, FailsOnAnUnknownOption) {
   program site(options({"--fast"}));
   EXPECT_NE(site.read_until("").find("--fast"), std::string::npos);
-  EXPECT_NE(site.wait(), 0);
+  EXPECT_EQ(site.wait(), 2);
+}
+
+TEST_F(TaviSite, TellsItsVersion) {
+  program site({"--version"});
+  EXPECT_EQ(site.read_until(""), "tavi_site " SITE_VERSION "\n");
+  EXPECT_EQ(site.wait(), 0);
+}
+
+TEST_F(TaviSite, GoesOnAfterSighup) {
+  program site(options());
+  site.read_until("tavi_site is ready on");
+  site.send(SIGHUP);
+  EXPECT_NE(site.read_until("the program goes on").find("SIGHUP"), std::string::npos);
+  site.send(SIGTERM);
+  EXPECT_EQ(site.wait(), 0);
 }
 
 TEST_F(TaviSite, ExplainsItsOptions) {
