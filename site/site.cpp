@@ -25,6 +25,7 @@
 #include "network/network_service.h"
 #include "ocpp/central_system.h"
 #include "ocpp/published_station_events.h"
+#include "tavi/logger/sub_logger_service.h"
 #include "tavi/webserver_token/req_resp_webserver_token_service.h"
 #include "tavi/webserver_token/sub_webserver_token_service.h"
 #include "uploads/upload_server.h"
@@ -95,6 +96,7 @@ struct site::members {
   asio::io_context loop{1};
   asio::executor_work_guard<asio::io_context::executor_type> guard{loop.get_executor()};
   folder_lock lock;
+  tavi::logger::pub_logger_service log_events;
   event_log events;
   ocpp::published_station_events station_events;
   tavi::webserver_token::pub_webserver_token_service upload_events;
@@ -115,7 +117,10 @@ struct site::members {
 
 site::members::members(site_options chosen)
     : options(std::move(chosen)),
-      events(options.state_folder / "event_log", options.event_log_bytes, options.event_log_files),
+      events(options.state_folder / "event_log", options.event_log_bytes, options.event_log_files,
+             [this](unsigned int category, unsigned int subtype, std::string const& text) {
+               log_events.publish_functional_log(category, subtype, text);
+             }),
       firmware(delivery_options(options)),
       offers(firmware),
       stations(loop, station_options(options), station_events, offers),
@@ -205,9 +210,9 @@ bool site::start() {
   http::raise_descriptor_limit();
   // The publishers come first, because what the spool still holds is announced as soon as it is read. The
   // servers come last, because they ask all the others.
-  bool const is_ready = own->prepare_state() && own->events.start() && own->station_events.start() &&
-                        own->upload_events.start() && own->stations.add_to(own->listener) &&
-                        own->uploads.start() && own->start_network();
+  bool const is_ready = own->prepare_state() && own->log_events.start() && own->events.start() &&
+                        own->station_events.start() && own->upload_events.start() &&
+                        own->stations.add_to(own->listener) && own->uploads.start() && own->start_network();
   if (!is_ready) {
     stop();
     return false;

@@ -25,14 +25,17 @@ struct event_log::members {
   std::filesystem::path folder;
   std::size_t file_bytes;
   std::size_t files;
+  observer told;
   clock now;
   std::mutex guard;  // a failure is to be told to him whose entry it was
   std::shared_ptr<spdlog::logger> lines;
   std::string failure;
 };
 
-event_log::event_log(std::filesystem::path folder, std::size_t file_bytes, std::size_t files, clock now)
-    : own(new members{std::move(folder), file_bytes, files, std::move(now), {}, nullptr, {}}) {
+event_log::event_log(std::filesystem::path folder, std::size_t file_bytes, std::size_t files, observer told,
+                     clock now)
+    : own(new members{
+          std::move(folder), file_bytes, files, std::move(told), std::move(now), {}, nullptr, {}}) {
 }
 
 event_log::~event_log() = default;
@@ -67,6 +70,8 @@ bool event_log::on_functional_log(unsigned int const& category, unsigned int con
                   spdlog::string_view_t(format_event(own->now(), category, subtype, text)));
   if (!own->failure.empty()) {
     spdlog::error("[event_log] an entry of category {} is lost: {}", category, own->failure);
+  } else if (own->told) {
+    own->told(category, subtype, text);
   }
   return own->failure.empty();
 }

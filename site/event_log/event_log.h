@@ -25,13 +25,16 @@ class event_log : public tavi::logger::i_req_resp_logger_service_handler {
  public:
   /// Gives the time that entries bear.
   using clock = std::function<std::chrono::system_clock::time_point()>;
+  /// Told of each entry once it is written, on the thread that it came on.
+  using observer = std::function<void(unsigned int category, unsigned int subtype, std::string const& text)>;
 
   /// Only stores its arguments.
   /// @param folder      of the files; made when it is missing
   /// @param file_bytes  after how many bytes a new file is begun, above 0
   /// @param files       how many older files are kept, from 0
+  /// @param told        see `observer`; nobody when empty
   /// @param now         see `clock`
-  event_log(std::filesystem::path folder, std::size_t file_bytes, std::size_t files,
+  event_log(std::filesystem::path folder, std::size_t file_bytes, std::size_t files, observer told,
             clock now = std::chrono::system_clock::now);
   ~event_log() override;
 

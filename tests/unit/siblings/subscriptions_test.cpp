@@ -8,6 +8,7 @@
 
 #include "ipc_test.h"
 #include "mura_common/ipc.h"
+#include "tavi/logger/sub_logger_service.h"
 #include "tavi/stations/sub_charging_stations_service.h"
 #include "tavi/webserver_token/sub_webserver_token_service.h"
 
@@ -171,6 +172,37 @@ TEST_F(UploadEvents, ComeEvenWithoutTokenOrPathForTheReceiverToRefuse) {
   source.publish_file_uploaded("t2", "report.zip", "");
   EXPECT_THAT(receiver.seen.wait_for(2),
               ElementsAre(upload{"", "report.zip", "/spool/1"}, upload{"t2", "report.zip", ""}));
+}
+
+class log_events : public tavi::logger::i_sub_logger_service_handler {
+ public:
+  void on_functional_log(unsigned int const& category, unsigned int const& subtype,
+                         std::string const& text) override {
+    // Category 0 is nobody's: the test sends it until the subscription has connected.
+    if (category == 0) {
+      connected.add(true);
+    } else {
+      seen.add(fmt::format("{} {} {}", category, subtype, text));
+    }
+  }
+  collector<std::string> seen;
+  collector<bool> connected;
+};
+
+class LogEvents : public ipc_test {};
+
+TEST_F(LogEvents, ArriveWithEverythingThatTheyTell) {
+  log_events receiver;
+  tavi::logger::pub_logger_service source;
+  tavi::logger::sub_logger_service events("receiver", receiver);
+  ASSERT_TRUE(source.start());
+  EXPECT_TRUE(events.subscribe_to_functional_log());
+  for (int attempt = 0;
+       attempt < 3000 && receiver.connected.wait_for(1, std::chrono::milliseconds(10)).empty(); ++attempt) {
+    source.publish_functional_log(0, 0, "");
+  }
+  EXPECT_TRUE(source.publish_functional_log(13, 4294967295U, "firmware \"2\" is available"));
+  EXPECT_THAT(receiver.seen.wait_for(1), ElementsAre("13 4294967295 firmware \"2\" is available"));
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ class EventLog : public testing::Test {
 };
 
 TEST_F(EventLog, WritesOneLinePerEntryWithItsTimeInUtc) {
-  event_log events(folder, 1'000'000, 2, noon);
+  event_log events(folder, 1'000'000, 2, {}, noon);
   ASSERT_TRUE(events.start());
   EXPECT_TRUE(events.on_functional_log(13, 1100, "every 3600 s"));
   EXPECT_EQ(content_of(newest),
@@ -48,8 +48,21 @@ TEST_F(EventLog, WritesOneLinePerEntryWithItsTimeInUtc) {
             "s\"}\n");
 }
 
+TEST_F(EventLog, TellsOfEachEntryOnceItIsWritten) {
+  std::vector<std::string> told;
+  event_log events(folder, 1'000'000, 2,
+                   [&](unsigned int category, unsigned int subtype, std::string const& text) {
+                     told.push_back(std::to_string(category) + " " + std::to_string(subtype) + " " + text);
+                     EXPECT_EQ(entries_of(newest).size(), told.size());
+                   });
+  ASSERT_TRUE(events.start());
+  EXPECT_TRUE(events.on_functional_log(13, 1100, "every 3600 s"));
+  EXPECT_TRUE(events.on_functional_log(13, 1105, "new"));
+  EXPECT_EQ(told, (std::vector<std::string>{"13 1100 every 3600 s", "13 1105 new"}));
+}
+
 TEST_F(EventLog, KeepsALineBreakInsideItsLine) {
-  event_log events(folder, 1'000'000, 2, noon);
+  event_log events(folder, 1'000'000, 2, {}, noon);
   ASSERT_TRUE(events.start());
   EXPECT_TRUE(events.on_functional_log(13, 1103, "one\ntwo \"quoted\" {} %v"));
   auto const entries = entries_of(newest);
@@ -58,7 +71,7 @@ TEST_F(EventLog, KeepsALineBreakInsideItsLine) {
 }
 
 TEST_F(EventLog, ReplacesBytesThatAreNoText) {
-  event_log events(folder, 1'000'000, 2, noon);
+  event_log events(folder, 1'000'000, 2, {}, noon);
   ASSERT_TRUE(events.start());
   std::string const bytes{'a', '\xFF', '\0', '\xC3'};
   EXPECT_TRUE(events.on_functional_log(13, 1105, bytes));
@@ -69,7 +82,7 @@ TEST_F(EventLog, ReplacesBytesThatAreNoText) {
 }
 
 TEST_F(EventLog, BeginsANewFileWhenOneIsFullAndForgetsTheOldest) {
-  event_log events(folder, 300, 2, noon);
+  event_log events(folder, 300, 2, {}, noon);
   ASSERT_TRUE(events.start());
   for (int number = 0; number < 20; ++number) {
     EXPECT_TRUE(events.on_functional_log(13, 1106, "entry " + std::to_string(number)));
@@ -83,7 +96,7 @@ TEST_F(EventLog, BeginsANewFileWhenOneIsFullAndForgetsTheOldest) {
 
 TEST_F(EventLog, GoesOnAfterARestart) {
   for (int run = 0; run < 2; ++run) {
-    event_log events(folder, 1'000'000, 2, noon);
+    event_log events(folder, 1'000'000, 2, {}, noon);
     ASSERT_TRUE(events.start());
     EXPECT_TRUE(events.on_functional_log(13, 1100, "run"));
   }
@@ -91,7 +104,7 @@ TEST_F(EventLog, GoesOnAfterARestart) {
 }
 
 TEST_F(EventLog, KeepsEveryEntryOfSeveralThreads) {
-  event_log events(folder, 1'000'000, 2, noon);
+  event_log events(folder, 1'000'000, 2, {}, noon);
   ASSERT_TRUE(events.start());
   std::vector<std::thread> writers;
   for (unsigned int writer = 0; writer < 4; ++writer) {
@@ -109,14 +122,14 @@ TEST_F(EventLog, KeepsEveryEntryOfSeveralThreads) {
 
 TEST_F(EventLog, DoesNotStartWhereItsFolderCannotBeMade) {
   state.write("event_log", "a file, not a folder");
-  event_log events(folder, 1'000'000, 2, noon);
+  event_log events(folder, 1'000'000, 2, {}, noon);
   EXPECT_FALSE(events.start());
   EXPECT_TRUE(log.holds(spdlog::level::err, folder.string()));
 }
 
 TEST_F(EventLog, DoesNotStartWhereItsFileCannotBeOpened) {
   std::filesystem::create_directories(newest);
-  event_log events(folder, 1'000'000, 2, noon);
+  event_log events(folder, 1'000'000, 2, {}, noon);
   EXPECT_FALSE(events.start());
   EXPECT_TRUE(log.holds(spdlog::level::err, newest.string()));
 }
@@ -126,7 +139,8 @@ TEST_F(EventLog, SaysThatAnEntryIsLostWhenTheDiskIsFull) {
   std::error_code error;
   std::filesystem::create_symlink("/dev/full", newest, error);
   ASSERT_FALSE(error);
-  event_log events(folder, 1'000'000, 2, noon);
+  auto const tell = [](auto&&...) { ADD_FAILURE() << "it was told as if it were written"; };
+  event_log events(folder, 1'000'000, 2, tell, noon);
   ASSERT_TRUE(events.start());
   EXPECT_FALSE(events.on_functional_log(13, 1100, "never seen"));
   EXPECT_TRUE(log.holds(spdlog::level::err, "is lost"));
