@@ -2,7 +2,6 @@
 
 #include <exception>
 #include <iostream>
-#include <mutex>
 #include <stdexcept>
 
 #include <spdlog/sinks/stdout_sinks.h>
@@ -11,6 +10,7 @@
 #include "program.h"
 #include "program_name.h"
 #include "terminal/interruption.h"
+#include "terminal/shared_output.h"
 #include "terminal/terminal_console.h"
 
 namespace {
@@ -38,9 +38,9 @@ int main(int argc, char** argv) {
     // A reader that goes away is told by the write that fails.
     signal(SIGPIPE, SIG_IGN);
     log_to_standard_error(invoked.is_verbose);
-    std::mutex output;
+    tavi::ctl::shared_output output;
     tavi::ctl::interruption clock(output);
-    tavi::ctl::terminal_console console(output);
+    tavi::ctl::terminal_console console(output, true);
     return static_cast<int>(tavi::ctl::run(invoked, console, clock));
   } catch (std::exception const& error) {
     std::cerr << tavi::ctl::program_name << ": " << error.what() << '\n';

@@ -15,17 +15,21 @@ using stations_maintenance::diagnostic_report_info;
 using stations_maintenance::diagnostic_report_type;
 
 std::string name_of(asking_outcome outcome) {
-  constexpr std::array<char const*, 6> names = {"accepted", "unknown_station", "not_connected",
-                                                "failed",   "filed",           "not_filed"};
+  constexpr std::array<char const*, 7> names = {"accepted", "unknown_station", "not_connected", "failed",
+                                                "filed",    "not_filed",       "upload_failed"};
   return names.at(static_cast<std::size_t>(outcome));
 }
 
 bool has_accepted(asked_station const& asked) {
   return asked.outcome == asking_outcome::accepted || asked.outcome == asking_outcome::filed ||
-         asked.outcome == asking_outcome::not_filed;
+         asked.outcome == asking_outcome::not_filed || asked.outcome == asking_outcome::upload_failed;
 }
 
 }  // namespace
+
+bool is_waiting(asked_station const& asked) {
+  return asked.outcome == asking_outcome::accepted || asked.outcome == asking_outcome::upload_failed;
+}
 
 asking_outcome outcome_of(stations_maintenance::generation_result answer) {
   using stations_maintenance::generation_result;
@@ -59,6 +63,9 @@ std::string explain(asked_station const& asked) {
     case asking_outcome::not_filed:
       return fmt::format("station {} accepted, but its report has not been filed in time; it may still come",
                          asked.station_id);
+    case asking_outcome::upload_failed:
+      return fmt::format("station {} accepted, but says that its upload has failed: it may try again",
+                         asked.station_id);
     case asking_outcome::accepted:
     case asking_outcome::filed:
       break;
@@ -66,7 +73,7 @@ std::string explain(asked_station const& asked) {
   return {};
 }
 
-bool take_reports(std::vector<asked_station>& asked, std::vector<diagnostic_report_info> const& reports,
+void take_reports(std::vector<asked_station>& asked, std::vector<diagnostic_report_info> const& reports,
                   std::set<std::uint32_t>& known, diagnostic_report_type type) {
   for (auto& station : asked) {
     auto const filed =
@@ -74,15 +81,12 @@ bool take_reports(std::vector<asked_station>& asked, std::vector<diagnostic_repo
           return report.station_id == station.station_id && report.type == type &&
                  !known.contains(report.diagnostic_id);
         });
-    if (station.outcome == asking_outcome::accepted && filed != reports.end()) {
+    if (is_waiting(station) && filed != reports.end()) {
       station.outcome = asking_outcome::filed;
       station.report = *filed;
       known.insert(filed->diagnostic_id);
     }
   }
-  return std::none_of(asked.begin(), asked.end(), [](asked_station const& station) {
-    return station.outcome == asking_outcome::accepted;
-  });
 }
 
 json json_of(asked_station const& asked) {

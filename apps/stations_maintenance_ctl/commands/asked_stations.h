@@ -14,8 +14,16 @@
 namespace tavi::ctl {
 
 /// What came of asking a station for a report. Begins as one of the first four; `accepted` becomes one of the
-/// last two when the report is waited for.
-enum class asking_outcome { accepted, unknown_station, not_connected, failed, filed, not_filed };
+/// last three when the report is waited for, and `upload_failed` may still become `filed`.
+enum class asking_outcome {
+  accepted,
+  unknown_station,
+  not_connected,
+  failed,
+  filed,
+  not_filed,
+  upload_failed
+};
 
 /// One station that was asked for a report.
 struct asked_station {
@@ -26,6 +34,9 @@ struct asked_station {
   bool is_answered = true;  ///< false, and failed, when the service gave no answer about it
 };
 
+/// Whether its report may still come.
+[[nodiscard]] bool is_waiting(asked_station const& asked);
+
 /// The outcome that the service's answer stands for.
 [[nodiscard]] asking_outcome outcome_of(stations_maintenance::generation_result answer);
 
@@ -33,12 +44,11 @@ struct asked_station {
 /// and without an answer, which is told when it does not come
 [[nodiscard]] std::string explain(asked_station const& asked);
 
-/// Gives every station that accepted its report, if there is one by now.
+/// Gives every station that is waited for its report, if there is one by now.
 /// @param reports  all there are
 /// @param known    ids of those there were before; those given to a station are added
 /// @param type     that was asked for
-/// @return whether no station is left waiting
-bool take_reports(std::vector<asked_station>& asked,
+void take_reports(std::vector<asked_station>& asked,
                   std::vector<stations_maintenance::diagnostic_report_info> const& reports,
                   std::set<std::uint32_t>& known, stations_maintenance::diagnostic_report_type type);
 

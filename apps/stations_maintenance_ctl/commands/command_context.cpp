@@ -1,10 +1,24 @@
 #include "commands/command_context.h"
 
+#include "text/quantity_text.h"
+
 namespace tavi::ctl {
 
 exit_code code_of_interruption(command_context const& context) {
   constexpr int code_of_signals = 128;
   return static_cast<exit_code>(code_of_signals + context.clock.interrupting_signal());
+}
+
+exit_code code_of_end(command_context const& context, exit_code code) {
+  return context.clock.is_interrupted() ? code_of_interruption(context) : code;
+}
+
+waiting_notice tell_waiting(command_context& context, std::string const& what,
+                            std::chrono::milliseconds limit) {
+  auto const most = format_duration(std::chrono::ceil<std::chrono::seconds>(limit));
+  return waiting_notice(context.console, [what, most](std::chrono::seconds elapsed) {
+    return fmt::format("{}: waiting {} for an answer, at most {}", what, format_duration(elapsed), most);
+  });
 }
 
 exit_code explain_failure(command_context& context, std::string const& what,

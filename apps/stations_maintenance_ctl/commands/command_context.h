@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <utility>
@@ -10,6 +11,7 @@
 #include "stations_maintenance/req_resp_stations_maintenance_service.h"
 #include "terminal/clock.h"
 #include "terminal/console.h"
+#include "terminal/waiting_notice.h"
 #include "text/record_json.h"
 #include "text/record_text.h"
 #include "upload/http_upload.h"
@@ -23,10 +25,17 @@ struct command_context {
   i_uploader& uploader;                                                  ///< takes files to the web server
   stations_maintenance::req_resp_stations_maintenance_service& service;  ///< answers the requests
   bool is_json = false;                                                  ///< write JSON instead of text
+  stations_maintenance::call_limits limits = {};                         ///< of the service's operations
 };
+
+/// Said when the user wants to end a command that has to end in order.
+inline constexpr char const* notice_of_ordered_end = "ending in order; Ctrl-C again ends at once";
 
 /// How a command ends that the user wants to end.
 [[nodiscard]] exit_code code_of_interruption(command_context const& context);
+
+/// `code`, unless the user wanted to end: whatever went wrong since then is of no interest.
+[[nodiscard]] exit_code code_of_end(command_context const& context, exit_code code);
 
 /// A value of the service's, or how the command ends without it.
 template <typename T>
@@ -39,30 +48,47 @@ struct taken {
 exit_code explain_failure(command_context& context, std::string const& what,
                           mura_common::call_failure failure);
 
-/// Takes the result out of an answer; without one tells why.
-template <typename T>
-[[nodiscard]] taken<T> take(command_context& context, std::string const& what,
-                            mura_common::call_result<T> answer) {
+/// Tells at a terminal, after a while, that the answer to a request is being waited for.
+[[nodiscard]] waiting_notice tell_waiting(command_context& context, std::string const& what,
+                                          std::chrono::milliseconds limit);
+
+/// Asks the service and takes the result out of its answer; without one tells why.
+/// @param call   gives the answer
+/// @param limit  of the waiting, for telling it
+template <typename Call>
+[[nodiscard]] auto take(command_context& context, std::string const& what, Call const& call,
+                        std::chrono::milliseconds limit) {
+  auto answer = [&] {
+    auto const notice = tell_waiting(context, what, limit);
+    return call();
+  }();
+  using value = typename decltype(answer.value)::value_type;
   if (answer.value) {
-    return {std::move(answer.value), exit_code::done};
+    return taken<value>{std::move(answer.value), exit_code::done};
   }
-  return {std::nullopt, explain_failure(context, what, answer.failure)};
+  return taken<value>{std::nullopt, explain_failure(context, what, answer.failure)};
+}
+
+/// As above, for an operation that needs no station's answer.
+template <typename Call>
+[[nodiscard]] auto take(command_context& context, std::string const& what, Call const& call) {
+  return take(context, what, call, context.limits.query);
 }
 
 /// As `take`, where the service itself may have nothing to give: tells `absence` then.
-template <typename T>
-[[nodiscard]] taken<T> take_present(command_context& context, std::string const& what,
-                                    mura_common::call_result<std::optional<T>> answer,
-                                    std::string const& absence) {
-  auto given = take(context, what, std::move(answer));
+template <typename Call>
+[[nodiscard]] auto take_present(command_context& context, std::string const& what, Call const& call,
+                                std::string const& absence) {
+  auto given = take(context, what, call);
+  using value = typename decltype(given.value)::value_type::value_type;
   if (!given.value) {
-    return {std::nullopt, given.code};
+    return taken<value>{std::nullopt, given.code};
   }
   if (!*given.value) {
     context.console.complain(absence);
-    return {std::nullopt, exit_code::failed};
+    return taken<value>{std::nullopt, exit_code::failed};
   }
-  return {std::move(*given.value), exit_code::done};
+  return taken<value>{std::move(*given.value), exit_code::done};
 }
 
 /// Writes records: as JSON or as text, as the user wants. @return `code`, or `failed` when nothing could be

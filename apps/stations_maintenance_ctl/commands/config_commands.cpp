@@ -13,7 +13,7 @@ namespace {
 using stations_maintenance::stations_maintenance_configuration;
 
 taken<stations_maintenance_configuration> read_configuration(command_context& context) {
-  return take_present(context, "reading the configuration", context.service.get_configuration(),
+  return take_present(context, "reading the configuration", [&] { return context.service.get_configuration(); },
                       "the service has no configuration to show");
 }
 
@@ -90,7 +90,7 @@ void explain_refusal(command_context& context, change_step const& refused,
 taken<std::optional<change_step>> take_steps(command_context& context,
                                              std::vector<change_step> const& steps) {
   for (auto const& step : steps) {
-    auto const done = take(context, "setting " + step.name, context.service.set_configuration(step.values));
+    auto const done = take(context, "setting " + step.name, [&] { return context.service.set_configuration(step.values); });
     if (!done.value) {
       return {std::nullopt, done.code};
     }

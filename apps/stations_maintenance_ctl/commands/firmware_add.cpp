@@ -79,7 +79,7 @@ taken<announcement> announce(command_context& context, firmware_add_options cons
   station_firmware_desc const desc{options.version, each_once(options.models)};
   announcement made;
   auto const code =
-      take(context, "announcing the firmware", context.service.store_firmware(desc, made.uri, made.id));
+      take(context, "announcing the firmware", [&] { return context.service.store_firmware(desc, made.uri, made.id); });
   if (!code.value && code.code == exit_code::time_out) {
     context.console.complain(
         "the firmware may be announced all the same: \"firmware list\" shows it then as pending_upload until "
@@ -133,7 +133,7 @@ exit_code upload(command_context& context, firmware_add_options const& options, 
   progress_pace pace;
   auto const observe = [&context, &pace](upload_state const& state) {
     if (pace.is_due(state)) {
-      context.console.show_progress(progress_line(state));
+      context.console.show_progress(progress_line(state, context.console.progress_columns()));
     }
     return !context.clock.is_interrupted();
   };
@@ -162,7 +162,7 @@ taken<station_firmware_info> await_decision(command_context& context, announceme
   auto const deadline = context.clock.steady_now() + time_out;
   auto const what = fmt::format("asking about firmware {}", made.id);
   while (true) {
-    auto firmware = take_present(context, what, context.service.get_firmware(made.id),
+    auto firmware = take_present(context, what, [&] { return context.service.get_firmware(made.id); },
                                  fmt::format("firmware {} is gone: somebody deleted it", made.id));
     if (!firmware.value && firmware.code == exit_code::time_out) {
       leave_to_service(context, made);
@@ -211,11 +211,6 @@ exit_code judge(command_context& context, station_firmware_info const& firmware,
   }
 }
 
-/// `code`, unless the user wanted to end: whatever went wrong since then is of no interest.
-exit_code code_of_end(command_context const& context, exit_code code) {
-  return context.clock.is_interrupted() ? code_of_interruption(context) : code;
-}
-
 }  // namespace
 
 exit_code run_command(command_context& context, firmware_add_options const& options) {
@@ -228,7 +223,7 @@ exit_code run_command(command_context& context, firmware_add_options const& opti
   if (!address.value) {
     return address.code;
   }
-  context.clock.take_over_interruption("ending in order; Ctrl-C again ends at once");
+  context.clock.take_over_interruption(notice_of_ordered_end);
   auto const made = announce(context, options);
   if (!made.value) {
     return code_of_end(context, made.code);

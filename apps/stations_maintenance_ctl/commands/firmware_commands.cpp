@@ -31,14 +31,14 @@ std::string explain_deletion(delete_firmware_result code, std::uint32_t id) {
 }  // namespace
 
 exit_code run_command(command_context& context, firmware_list_options const& /*options*/) {
-  auto const listed = take_present(context, "listing the firmware", context.service.get_firmwares(),
+  auto const listed = take_present(context, "listing the firmware", [&] { return context.service.get_firmwares(); },
                                    "the service cannot read its firmware; its log says why");
   return listed.value ? show(context, *listed.value, exit_code::done) : listed.code;
 }
 
 exit_code run_command(command_context& context, firmware_show_options const& options) {
   auto const found = take_present(context, fmt::format("showing firmware {}", options.id),
-                                  context.service.get_firmware(options.id),
+                                  [&] { return context.service.get_firmware(options.id); },
                                   explain_deletion(delete_firmware_result::unknown_firmware, options.id));
   return found.value ? show(context, *found.value, exit_code::done) : found.code;
 }
@@ -46,7 +46,7 @@ exit_code run_command(command_context& context, firmware_show_options const& opt
 exit_code run_command(command_context& context, firmware_available_options const& options) {
   auto const available = take_present(
       context, fmt::format("looking for firmware for station {}", options.station),
-      context.service.get_charging_station_firmware(options.station),
+      [&] { return context.service.get_charging_station_firmware(options.station); },
       fmt::format("the service cannot say what fits station {}: the station is not known, or its vendor "
                   "and model are not among the supported ones (supported_stations.json)",
                   options.station));
@@ -63,7 +63,7 @@ exit_code run_command(command_context& context, firmware_delete_options const& o
   std::vector<std::uint32_t> deleted;
   for (auto const id : ids) {
     auto const result =
-        take(context, fmt::format("deleting firmware {}", id), context.service.delete_firmware(id));
+        take(context, fmt::format("deleting firmware {}", id), [&] { return context.service.delete_firmware(id); });
     if (!result.value) {
       code = result.code;
       break;

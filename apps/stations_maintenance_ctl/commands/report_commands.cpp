@@ -11,35 +11,45 @@ namespace {
 using stations_maintenance::delete_reports_result;
 using stations_maintenance::diagnostic_report_filter;
 
-/// Ids in one request; nine times as many would be too large for it.
-constexpr std::size_t ids_per_request = 10'000;
+/// Reports in one request: so many are gone in a moment, so that one sees how far it has come.
+constexpr std::size_t deletions_per_request = 100;
 
-/// Whether one portion is gone; otherwise `code` says how the command ends.
-bool delete_portion(command_context& context, diagnostic_report_filter const& filter,
-                    std::chrono::seconds time_out, exit_code& code) {
-  auto const result =
-      take(context, "deleting reports", context.service.delete_diagnostic_reports(filter, time_out));
+/// What the service has said about the portions of one deletion.
+struct told_deletion {
+  bool has_missed = false;  ///< of a portion, there was no report any more
+  bool has_failed = false;  ///< a report could not be deleted
+};
+
+/// @return done when the service answered, whatever it said
+exit_code delete_portion(command_context& context, diagnostic_report_filter const& filter,
+                         std::string const& what, std::chrono::seconds time_out, told_deletion& told) {
+  auto const result = take(
+      context, what, [&] { return context.service.delete_diagnostic_reports(filter, time_out); }, time_out);
   if (!result.value) {
-    code = result.code;
-    return false;
+    return result.code;
   }
-  if (*result.value == delete_reports_result::none_matched) {
+  told.has_missed |= *result.value == delete_reports_result::none_matched;
+  told.has_failed |= *result.value == delete_reports_result::not_all_deleted;
+  return exit_code::done;
+}
+
+/// @return `code`, or failed when not everything was deleted
+exit_code judge(command_context& context, told_deletion const& told, exit_code code) {
+  if (told.has_missed) {
     context.console.complain(
         "the reports were gone before: somebody else deleted them, or they gave way to newer ones");
-    code = exit_code::failed;
-  } else if (*result.value != delete_reports_result::deleted) {
-    context.console.complain(
-        "at least one report could not be deleted: \"reports list\" shows what is left, the "
-        "service's log says why");
-    code = exit_code::failed;
   }
-  return true;
+  if (told.has_failed) {
+    context.console.complain("at least one report could not be deleted: \"reports list\" shows what is left, "
+                             "the service's log says why");
+  }
+  return told.has_missed || told.has_failed ? exit_code::failed : code;
 }
 
 /// The reports of one station, which the site has to know. @return as `read_reports`
 taken<std::vector<diagnostic_report_info>> read_reports_of(command_context& context, std::uint32_t station) {
   return take_present(context, fmt::format("listing the reports of station {}", station),
-                      context.service.get_station_diagnostic_reports(station),
+                      [&] { return context.service.get_station_diagnostic_reports(station); },
                       fmt::format("station {} is not known to the site", station));
 }
 
@@ -69,7 +79,7 @@ exit_code run_command(command_context& context, reports_list_options const& opti
 
 exit_code run_command(command_context& context, reports_folder_options const& /*options*/) {
   auto const folder =
-      take(context, "asking for the folder of the reports", context.service.get_diagnostics_folder_path());
+      take(context, "asking for the folder of the reports", [&] { return context.service.get_diagnostics_folder_path(); });
   if (!folder.value) {
     return folder.code;
   }
@@ -91,11 +101,14 @@ exit_code run_command(command_context& context, reports_delete_options const& op
   if (!confirm(context, fmt::format("Delete {}?", count_text(chosen)), options.yes, !has_ids, code)) {
     return code;
   }
-  send_in_portions(chosen, ids_per_request, [&](diagnostic_report_filter const& filter) {
-    return delete_portion(context, filter, options.time_out, code);
-  });
-  if (code == exit_code::time_out) {
-    return code;
+  told_deletion told;
+  auto const sent = send_in_portions(context, "deleting", chosen, deletions_per_request,
+                                     [&](diagnostic_report_filter const& filter, std::string const& what) {
+                                       return delete_portion(context, filter, what, options.time_out, told);
+                                     });
+  code = judge(context, told, sent == exit_code::done ? code : sent);
+  if (sent == exit_code::time_out) {
+    return sent;
   }
   auto const left = read_reports(context);
   if (!left.value) {
@@ -103,7 +116,7 @@ exit_code run_command(command_context& context, reports_delete_options const& op
   }
   auto const gone = deleted_ids(chosen, *left.value);
   return show_text(context, fmt::format("{} of {} deleted\n", gone.size(), count_text(chosen)),
-                   {{"deleted", gone}}, code);
+                   {{"deleted", gone}}, code_of_end(context, code));
 }
 
 }  // namespace tavi::ctl

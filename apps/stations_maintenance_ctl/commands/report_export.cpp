@@ -48,26 +48,26 @@ std::optional<std::uint32_t> count_before(std::filesystem::path const& archive) 
 struct requested_export {
   std::size_t answered = 0;          ///< reports in requests that were answered
   std::size_t refused = 0;           ///< of these, reports that the service could not pack
-  exit_code code = exit_code::done;  ///< otherwise when a request got no answer, which has been told
+  exit_code code = exit_code::done;  ///< otherwise when a request got no answer, which has been told, or
+                                     ///< when the user wanted to end
 };
 
 requested_export request_export(command_context& context, reports_export_options const& options,
                                 std::filesystem::path const& archive,
                                 std::vector<diagnostic_report_info> const& reports) {
   requested_export done;
-  send_in_portions(reports, reports_per_request, [&](diagnostic_report_filter const& filter) {
-    auto const end = done.answered + filter.diagnostic_ids.size();
-    auto const what = fmt::format("exporting reports {} to {} of {}", done.answered + 1, end, reports.size());
+  auto const send = [&](diagnostic_report_filter const& filter, std::string const& what) {
     auto const is_failed = take(
-        context, what, context.service.export_diagnostic_reports(filter, archive.string(), options.time_out));
-    if (!is_failed.value) {
-      done.code = is_failed.code;
-      return false;
+        context, what,
+        [&] { return context.service.export_diagnostic_reports(filter, archive.string(), options.time_out); },
+        options.time_out);
+    if (is_failed.value) {
+      done.answered += filter.diagnostic_ids.size();
+      done.refused += *is_failed.value ? filter.diagnostic_ids.size() : 0;
     }
-    done.answered = end;
-    done.refused += *is_failed.value ? filter.diagnostic_ids.size() : 0;
-    return true;
-  });
+    return is_failed.code;
+  };
+  done.code = send_in_portions(context, "exporting", reports, reports_per_request, send);
   return done;
 }
 
@@ -106,13 +106,13 @@ exit_code judge(command_context& context, requested_export const& requested,
   return code;
 }
 
-std::string outcome_text(std::vector<diagnostic_report_info> const& chosen, std::size_t refused,
+std::string outcome_text(std::vector<diagnostic_report_info> const& chosen, requested_export const& requested,
                          std::optional<std::size_t> packed, std::string const& archive) {
   auto const all = count_text(chosen);
   if (!packed) {
     return fmt::format(
         "up to {} of {} exported to {}; the service's log names those whose files it could not pack\n",
-        chosen.size() - refused, all, archive);
+        requested.answered - requested.refused, all, archive);
   }
   return *packed == chosen.size() ? fmt::format("{} exported to {}\n", all, archive)
                                   : fmt::format("{} of {} exported to {}\n", *packed, all, archive);
@@ -138,15 +138,21 @@ exit_code run_command(command_context& context, reports_export_options const& op
   }
   auto const before = count_before(archive);
   auto const requested = request_export(context, options, archive, chosen);
-  auto const is_answered = requested.code == exit_code::done;
-  auto const is_written = is_answered && requested.refused < chosen.size();
+  auto const is_ended = context.clock.is_interrupted() && requested.code == code_of_interruption(context);
+  auto const is_answered = requested.code == exit_code::done || is_ended;
+  auto const is_written = is_answered && requested.refused < requested.answered;
   auto const packed = is_written ? count_packed(before, archive, chosen.size()) : std::nullopt;
   auto const name = escape_text(archive.string());
   code = judge(context, requested, packed, name, code);
+  if (is_ended) {
+    code = requested.code;
+    context.console.complain(fmt::format("ended before the last {} of {} were exported",
+                                         chosen.size() - requested.answered, number_text(chosen.size())));
+  }
   if (!is_written) {
     return is_answered ? code : requested.code;
   }
-  return show_text(context, outcome_text(chosen, requested.refused, packed, name),
+  return show_text(context, outcome_text(chosen, requested, packed, name),
                    {{"destination", archive.string()},
                     {"chosen", json_of(chosen)},
                     {"packed", packed ? json(*packed) : json(nullptr)}},

@@ -7,6 +7,8 @@
 #include "commands/each_once.h"
 #include "commands/report_target.h"
 #include "commands/site_access.h"
+#include "commands/upload_failures.h"
+#include "text/quantity_text.h"
 
 namespace tavi::ctl {
 
@@ -32,15 +34,27 @@ taken<std::vector<std::uint32_t>> find_stations(command_context& context,
 }
 
 /// Asks one station after the other. A request without an answer ends it: the others would wait as long.
-/// @return done, or how the command ends because of such a request
+/// @return done, or how the command ends because of such a request or because the user wants to end
 exit_code ask_stations(command_context& context, std::vector<std::uint32_t> const& stations,
-                       diagnostic_report_type type, std::vector<asked_station>& asked) {
+                       diagnostic_report_type type, upload_failures* failures,
+                       std::vector<asked_station>& asked) {
   for (auto const id : stations) {
+    if (context.clock.is_interrupted()) {
+      context.console.complain(fmt::format("ended before the last {} of {} stations were asked",
+                                           stations.size() - asked.size(), stations.size()));
+      return code_of_interruption(context);
+    }
+    if (failures != nullptr) {
+      failures->forget(id);
+    }
     context.console.show_progress(
         fmt::format("asking station {} ({} of {})", id, asked.size() + 1, stations.size()));
     asked_station station{id};
-    auto const code = take(context, fmt::format("asking station {} for a report", id),
-                           context.service.generate_station_diagnostic_report(id, type, station.request));
+    auto const ask = [&] {
+      return context.service.generate_station_diagnostic_report(id, type, station.request);
+    };
+    auto const code =
+        take(context, fmt::format("asking station {} for a report", id), ask, context.limits.station);
     station.is_answered = code.value.has_value();
     station.outcome = code.value ? outcome_of(*code.value) : asking_outcome::failed;
     asked.push_back(station);
@@ -52,42 +66,62 @@ exit_code ask_stations(command_context& context, std::vector<std::uint32_t> cons
   return exit_code::done;
 }
 
-bool is_waiting(asked_station const& station) {
-  return station.outcome == asking_outcome::accepted;
+/// Tells once of each station whose upload has failed.
+void take_failures(command_context& context, upload_failures const& failures,
+                   std::vector<asked_station>& asked) {
+  for (auto& station : asked) {
+    if (station.outcome == asking_outcome::accepted && failures.has(station.station_id)) {
+      station.outcome = asking_outcome::upload_failed;
+      context.console.complain(explain(station));
+    }
+  }
+}
+
+void show_waiting(command_context& context, std::ptrdiff_t waiting, std::chrono::nanoseconds elapsed,
+                  std::chrono::seconds most) {
+  auto const passed = std::chrono::floor<std::chrono::seconds>(elapsed);
+  context.console.show_progress(fmt::format("waiting {} for {} report{}, at most {}", format_duration(passed),
+                                            waiting, waiting == 1 ? "" : "s", format_duration(most)));
 }
 
 /// Waits until every station that accepted has its report; when the time is over, those that have none are
 /// not filed. @return how the command ends
 exit_code await_reports(command_context& context, reports_generate_options const& options,
-                        std::set<std::uint32_t>& known, std::vector<asked_station>& asked) {
-  auto const deadline = context.clock.steady_now() + options.time_out;
+                        upload_failures const& failures, std::set<std::uint32_t>& known,
+                        std::vector<asked_station>& asked) {
+  auto const begin = context.clock.steady_now();
   while (true) {
     auto const reports = read_reports(context);
     if (!reports.value) {
       return reports.code;
     }
-    if (take_reports(asked, *reports.value, known, options.type)) {
+    take_reports(asked, *reports.value, known, options.type);
+    take_failures(context, failures, asked);
+    auto const waiting = std::count_if(asked.begin(), asked.end(), is_waiting);
+    if (waiting == 0) {
       return exit_code::done;
     }
-    if (context.clock.steady_now() >= deadline) {
+    auto const elapsed = context.clock.steady_now() - begin;
+    if (elapsed >= options.time_out) {
       std::for_each(asked.begin(), asked.end(), [](asked_station& station) {
-        station.outcome = is_waiting(station) ? asking_outcome::not_filed : station.outcome;
+        auto const is_late = station.outcome == asking_outcome::accepted;
+        station.outcome = is_late ? asking_outcome::not_filed : station.outcome;
       });
       return exit_code::time_out;
     }
-    auto const waiting = std::count_if(asked.begin(), asked.end(), is_waiting);
-    context.console.show_progress(fmt::format("waiting for {} report{}", waiting, waiting == 1 ? "" : "s"));
+    show_waiting(context, waiting, elapsed, options.time_out);
     if (context.clock.wait(filing_poll_interval)) {
       return code_of_interruption(context);
     }
   }
 }
 
-/// Says of each station why it gives no report.
-/// @return `code`, or failed when a station gave no report for another reason than time
+/// Says of each station why it gives no report, unless that has been told.
+/// @return `code`, or failed when a station gave no report, and none can be waited for
 exit_code judge(command_context& context, std::vector<asked_station> const& asked, exit_code code) {
   for (auto const& station : asked) {
-    if (auto const reason = explain(station); !reason.empty()) {
+    auto const reason = station.outcome == asking_outcome::upload_failed ? "" : explain(station);
+    if (!reason.empty()) {
       context.console.complain(reason);
       code = station.outcome == asking_outcome::not_filed ? code : exit_code::failed;
     }
@@ -112,16 +146,19 @@ exit_code run_command(command_context& context, reports_generate_options const& 
       known.insert(report.diagnostic_id);
     }
   }
+  std::optional<upload_failures> failures;
+  if (options.wait) {
+    failures.emplace();
+  }
+  context.clock.take_over_interruption(notice_of_ordered_end);
   std::vector<asked_station> asked;
-  auto code = ask_stations(context, *stations.value, options.type, asked);
+  auto code = ask_stations(context, *stations.value, options.type, failures ? &*failures : nullptr, asked);
   if (code == exit_code::done && options.wait) {
-    code = await_reports(context, options, known, asked);
+    code = await_reports(context, options, *failures, known, asked);
   }
-  if (code == code_of_interruption(context)) {
-    return code;
-  }
+  context.console.show_progress({});
   code = judge(context, asked, code);
-  return show(context, asked, code);
+  return show(context, asked, code_of_end(context, code));
 }
 
 }  // namespace tavi::ctl

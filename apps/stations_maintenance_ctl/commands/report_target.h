@@ -23,11 +23,19 @@ namespace tavi::ctl {
                                                               std::vector<diagnostic_report_info> reports,
                                                               exit_code& code);
 
-/// Calls `send` with the ids of the reports, in their order and in portions.
-/// @param most  ids in one portion, above 0
-/// @param send  gives false to end it
-void send_in_portions(std::vector<diagnostic_report_info> const& reports, std::size_t most,
-                      std::function<bool(stations_maintenance::diagnostic_report_filter const&)> const& send);
+/// Sends one portion of reports in a request. @param what  that is done with them, for complaints
+/// @return done, or how the command ends without the other portions
+using portion_sender =
+    std::function<exit_code(stations_maintenance::diagnostic_report_filter const&, std::string const& what)>;
+
+/// Sends the reports in their order and in portions, and shows how far that has come. Once the user wants to
+/// end, which is taken over, no further portion is sent.
+/// @param doing  "deleting", for the progress
+/// @param most   reports in one portion, above 0
+/// @return done; how `send` ended it; or how the command ends that the user wants to end
+exit_code send_in_portions(command_context& context, char const* doing,
+                           std::vector<diagnostic_report_info> const& reports, std::size_t most,
+                           portion_sender const& send);
 
 /// "2 reports (2.0 KiB)".
 [[nodiscard]] std::string count_text(std::vector<diagnostic_report_info> const& reports);

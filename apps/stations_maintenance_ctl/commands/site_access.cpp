@@ -12,6 +12,8 @@ namespace tavi::ctl {
 namespace {
 
 constexpr std::chrono::seconds patience(5);
+/// Longer than a request to a station can keep the service from answering.
+constexpr std::chrono::seconds stations_patience(25);
 constexpr char const* const site_advice = "Start the site's services (tavi_site --help)";
 
 }  // namespace
@@ -26,6 +28,7 @@ taken<std::string> read_upload_address(command_context& context) {
     context.console.complain("--address HOST:PORT names the web server without the network service's help");
     return {std::nullopt, exit_code::not_reachable};
   }
+  auto const notice = tell_waiting(context, "asking for the address of the web server", patience);
   network::req_resp_network_service network(patience);
   auto const configuration = network.get_network_config();
   if (!configuration) {
@@ -46,7 +49,8 @@ taken<std::vector<stations::charging_station>> read_stations(command_context& co
   if (!is_reachable(context, "ocpp_1_6_service", ".req", site_advice)) {
     return {std::nullopt, exit_code::not_reachable};
   }
-  ocpp1_6::req_resp_ocpp_1_6_service stations;
+  ocpp1_6::req_resp_ocpp_1_6_service stations(stations_patience);
+  auto const notice = tell_waiting(context, "asking for the stations of the site", stations_patience);
   if (!stations.init()) {
     context.console.complain("ocpp_1_6_service does not give the list of stations: look at its log");
     return {std::nullopt, exit_code::time_out};

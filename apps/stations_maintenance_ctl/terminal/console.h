@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -20,8 +21,11 @@ class i_console {
   /// Writes one line to the standard error, after the program's name. @param line  harmless to a terminal
   virtual void complain(std::string_view line) = 0;
   /// Shows how far something has come, on a line of its own that the next call writes over; an empty text
-  /// takes it away. Nothing is shown where nobody would see it move.
+  /// takes it away. Nothing is shown where nobody would see it move. May be called from any thread.
+  /// @param line  one column a character; what the terminal has no columns for is cut off
   virtual void show_progress(std::string_view line) = 0;
+  /// Columns that such a line may have now; 0 where nothing is shown.
+  [[nodiscard]] virtual std::size_t progress_columns() const = 0;
   /// How records are laid out on the standard output.
   [[nodiscard]] virtual table_style style() const = 0;
   /// Whether somebody sits there who can be asked.

@@ -16,6 +16,7 @@
 #include <fmt/format.h>
 
 #include "program_name.h"
+#include "terminal/write_all.h"
 
 namespace tavi::ctl {
 
@@ -36,19 +37,22 @@ void make_readable(int event) {
   [[maybe_unused]] auto const written = ::write(event, &one, sizeof one);
 }
 
-/// Writes below what the terminal shows: the keys that were typed, or how far something has come.
-void tell(std::string const& text) {
-  auto const shown = (::isatty(STDERR_FILENO) == 1 ? "\n" : "") + text;
-  [[maybe_unused]] auto const written = ::write(STDERR_FILENO, shown.data(), shown.size());
+/// Who started the program so wants it to outlive its terminal.
+bool is_hang_up_ignored() {
+  struct sigaction current {};
+  return ::sigaction(SIGHUP, nullptr, &current) == 0 && current.sa_handler == SIG_IGN;
 }
 
 }  // namespace
 
-interruption::interruption(std::mutex& output) : writing(output) {
+interruption::interruption(shared_output& output) : shared(output) {
   sigset_t ends;
   sigemptyset(&ends);
   sigaddset(&ends, SIGINT);
   sigaddset(&ends, SIGTERM);
+  if (!is_hang_up_ignored()) {
+    sigaddset(&ends, SIGHUP);
+  }
   pthread_sigmask(SIG_BLOCK, &ends, nullptr);
   signals = checked(signalfd(-1, &ends, SFD_CLOEXEC), "signalfd");
   raised = checked(eventfd(0, EFD_CLOEXEC), "eventfd");
@@ -108,27 +112,40 @@ void interruption::watch() {
 }
 
 void interruption::on_signal(int number) {
+  if (number == SIGINT && shared.is_paging) {
+    return;
+  }
   int none = 0;
   auto const is_first = raised_by.compare_exchange_strong(none, number);
   if (is_first && is_taken_over) {
     make_readable(raised);
     if (char const* const notice = notice_of_end) {
+      auto const whole = await_end_of_output();
       tell(fmt::format("{}: {}\n", program_name, notice));
     }
     return;
   }
+  std::unique_lock<std::mutex> whole;
   if (is_first) {
-    await_end_of_output();
+    whole = await_end_of_output();
   }
   tell({});
   ::_exit(code_of_signals + number);
 }
 
 /// A reader who does not read may hold the output up for ever; whoever insists ends the program all the same.
-void interruption::await_end_of_output() {
+std::unique_lock<std::mutex> interruption::await_end_of_output() {
+  std::unique_lock whole(shared.writing, std::defer_lock);
   pollfd again{signals, POLLIN, 0};
-  while (!writing.try_lock() && ::poll(&again, 1, output_poll_milliseconds) == 0) {
+  while (!whole.try_lock() && ::poll(&again, 1, output_poll_milliseconds) == 0) {
   }
+  return whole;
+}
+
+/// Writes in the place of the progress, or below the keys that were typed.
+void interruption::tell(std::string const& text) {
+  char const* const line_end = ::isatty(STDERR_FILENO) == 1 ? "\n" : "";
+  write_all(STDERR_FILENO, (shared.is_showing_progress.exchange(false) ? clear_line : line_end) + text);
 }
 
 }  // namespace tavi::ctl

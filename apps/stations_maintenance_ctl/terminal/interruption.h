@@ -3,22 +3,25 @@
 #include <atomic>
 #include <chrono>
 #include <mutex>
+#include <string>
 #include <thread>
 
 #include "terminal/clock.h"
+#include "terminal/shared_output.h"
 
 namespace tavi::ctl {
 
-/// The clock of the program, and what Ctrl-C (SIGINT) and SIGTERM do to it.
+/// The clock of the program, and what ends it: Ctrl-C (SIGINT), SIGTERM, and SIGHUP when its terminal goes,
+/// unless that is ignored from the start.
 ///
 /// Unless a command took the interruption over, the first signal ends the process at once with exit code 128
 /// and the signal's number, though not between the bytes of an output. Otherwise it wakes `wait`, and only a
-/// second one ends the process. To be made before any other thread, because it takes the signals away from
-/// all of them.
+/// second one ends the process. Either way no progress stays on the terminal. To be made before any other
+/// thread, because it takes the signals away from all of them.
 class interruption : public i_clock {
  public:
-  /// @param output  held by whoever writes to the standard output; must outlive this object
-  explicit interruption(std::mutex& output);
+  /// @param output  of the program; must outlive this object
+  explicit interruption(shared_output& output);
   ~interruption() override;
   interruption(interruption const&) = delete;
   interruption& operator=(interruption const&) = delete;
@@ -32,9 +35,10 @@ class interruption : public i_clock {
  private:
   void watch();
   void on_signal(int number);
-  void await_end_of_output();
+  [[nodiscard]] std::unique_lock<std::mutex> await_end_of_output();
+  void tell(std::string const& text);
 
-  std::mutex& writing;
+  shared_output& shared;
   int signals = -1;  ///< descriptor from which signals are read
   int raised = -1;   ///< descriptor that can be read once the flag is up
   int ending = -1;   ///< descriptor that ends the thread

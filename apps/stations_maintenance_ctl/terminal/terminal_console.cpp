@@ -1,6 +1,7 @@
 #include "terminal/terminal_console.h"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,12 +14,15 @@
 #include <fmt/format.h>
 
 #include "program_name.h"
+#include "terminal/pager.h"
+#include "terminal/write_all.h"
+#include "text/plain_text.h"
 
 namespace tavi::ctl {
 
 namespace {
 
-constexpr char const* const clear_line = "\r\x1b[K";
+constexpr std::size_t usual_columns = 80;
 
 bool has_value(char const* variable) {
   char const* const value = std::getenv(variable);
@@ -30,23 +34,18 @@ bool is_dumb_terminal() {
   return terminal == nullptr || std::string_view(terminal) == "dumb";
 }
 
-/// @return 0, or the error that ended it
-int write_all(int descriptor, std::string_view text) {
-  while (!text.empty()) {
-    auto const count = ::write(descriptor, text.data(), text.size());
-    if (count < 0 && errno != EINTR) {
-      return errno;
-    }
-    text.remove_prefix(count < 0 ? 0 : static_cast<std::size_t>(count));
-  }
-  return 0;
+/// Of the terminal at a descriptor; zeros when that is none, or does not know.
+winsize size_of(int descriptor) {
+  winsize size{};
+  return ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 ? size : winsize{};
 }
 
 }  // namespace
 
-terminal_console::terminal_console(std::mutex& output) : writing(output) {
+terminal_console::terminal_console(shared_output& output, bool may_page) : shared(output) {
   layout.is_aligned = ::isatty(STDOUT_FILENO) == 1;
   layout.is_coloured = layout.is_aligned && !has_value("NO_COLOR") && !is_dumb_terminal();
+  has_pager = may_page && layout.is_aligned && !is_dumb_terminal();
   has_progress = ::isatty(STDERR_FILENO) == 1 && !is_dumb_terminal();
 }
 
@@ -55,10 +54,13 @@ terminal_console::~terminal_console() {
 }
 
 bool terminal_console::write(std::string_view text) {
-  show_progress({});
+  if (is_to_be_paged(text) && page(text)) {
+    return true;
+  }
   int error = 0;
   {
-    std::lock_guard const whole(writing);
+    std::lock_guard const whole(shared.writing);
+    hide_progress();
     error = write_all(STDOUT_FILENO, text);
   }
   if (error != 0 && error != EPIPE) {
@@ -67,22 +69,61 @@ bool terminal_console::write(std::string_view text) {
   return error == 0;
 }
 
+/// A screen has its last line for the prompt.
+bool terminal_console::is_to_be_paged(std::string_view text) const {
+  auto const lines = std::count(text.begin(), text.end(), '\n');
+  auto const rows = has_pager ? size_of(STDOUT_FILENO).ws_row : 0;
+  return rows != 0 && lines >= rows;
+}
+
+/// Whether somebody read it in a pager. Nobody waits for the end of that as for the end of a writing.
+bool terminal_console::page(std::string_view text) {
+  auto const command = pager_command();
+  if (command.empty()) {
+    return false;
+  }
+  show_progress({});
+  shared.is_paging = true;
+  auto const is_shown = show_in_pager(command, text);
+  shared.is_paging = false;
+  return is_shown;
+}
+
 bool terminal_console::has_reader() const {
   pollfd output{STDOUT_FILENO, 0, 0};
   return ::poll(&output, 1, 0) <= 0 || (output.revents & (POLLERR | POLLHUP)) == 0;
 }
 
 void terminal_console::complain(std::string_view line) {
-  show_progress({});
+  std::lock_guard const whole(shared.writing);
+  hide_progress();
   write_all(STDERR_FILENO, fmt::format("{}: {}\n", program_name, line));
 }
 
 void terminal_console::show_progress(std::string_view line) {
-  if (!has_progress || (line.empty() && !is_showing_progress)) {
-    return;
+  std::lock_guard const whole(shared.writing);
+  if (line.empty()) {
+    hide_progress();
+  } else if (has_progress) {
+    write_all(STDERR_FILENO, fmt::format("{}{}", clear_line, fit_to_width(line, progress_columns())));
+    shared.is_showing_progress = true;
   }
-  write_all(STDERR_FILENO, fmt::format("{}{}", clear_line, line));
-  is_showing_progress = !line.empty();
+}
+
+std::size_t terminal_console::progress_columns() const {
+  if (!has_progress) {
+    return 0;
+  }
+  auto const columns = size_of(STDERR_FILENO).ws_col;
+  // With the last column filled, some terminals begin a new line.
+  return columns == 0 ? usual_columns - 1 : std::max<std::size_t>(columns, 2) - 1;
+}
+
+/// The lock is held.
+void terminal_console::hide_progress() {
+  if (shared.is_showing_progress.exchange(false)) {
+    write_all(STDERR_FILENO, clear_line);
+  }
 }
 
 bool terminal_console::can_ask() const {

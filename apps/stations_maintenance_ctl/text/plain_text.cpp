@@ -109,4 +109,14 @@ std::string wrap_text(std::string_view paragraph, std::size_t width) {
   return text;
 }
 
+std::string_view fit_to_width(std::string_view text, std::size_t columns) {
+  std::size_t end = 0;
+  for (std::size_t taken = 0; end < text.size(); ++end) {
+    if (!is_continuation(text[end]) && taken++ == columns) {
+      break;
+    }
+  }
+  return text.substr(0, end);
+}
+
 }  // namespace tavi::ctl

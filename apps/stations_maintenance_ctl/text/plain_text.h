@@ -21,4 +21,7 @@ namespace tavi::ctl {
 /// Breaks a paragraph between its words, so that no line takes more columns than `width`, unless a word alone does.
 [[nodiscard]] std::string wrap_text(std::string_view paragraph, std::size_t width);
 
+/// As much of a text, from its beginning, as has room in so many columns. @param text  as for `width_of`
+[[nodiscard]] std::string_view fit_to_width(std::string_view text, std::size_t columns);
+
 }  // namespace tavi::ctl

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -72,9 +73,10 @@ class http_uploader : public i_uploader {
 /// What an answer other than success means and what to do about it. @param status  HTTP code
 [[nodiscard]] std::string explain_upload_status(long status);
 
-/// One line that shows a bar, bytes, rate and what is left of the time; at most 79 columns. Rate and time are
-/// left out of the first half second, which tells little about them.
-[[nodiscard]] std::string progress_line(upload_state const& state);
+/// One line that shows a bar, bytes, rate and what is left of the time. Rate and time are left out of the
+/// first half second, which tells little about them.
+/// @param columns  there are; the bar, at most 28 wide, takes what the figures leave of them, or is left out
+[[nodiscard]] std::string progress_line(upload_state const& state, std::size_t columns);
 
 /// Decides when an upload is shown anew, so that nothing flickers: at once, every 100 ms and at its end.
 class progress_pace {

@@ -9,7 +9,10 @@ namespace tavi::ctl {
 
 namespace {
 
-constexpr std::size_t bar_width = 26;
+constexpr std::size_t widest_bar = 26;
+constexpr std::size_t narrowest_bar = 6;
+/// Both ends of the bar and the blank behind it.
+constexpr std::size_t bar_frame = 3;
 constexpr std::uint64_t most_port = 65535;
 constexpr std::chrono::milliseconds least_time_for_rate(500);
 constexpr std::chrono::milliseconds pace(100);
@@ -84,13 +87,18 @@ std::string explain_upload_status(long status) {
   }
 }
 
-std::string progress_line(upload_state const& state) {
+std::string progress_line(upload_state const& state, std::size_t columns) {
   auto const part =
       state.total == 0 ? 1.0 : static_cast<double>(state.sent) / static_cast<double>(state.total);
-  auto const filled = std::min(static_cast<std::size_t>(part * bar_width), bar_width);
-  return fmt::format("[{}{}] {:3}%  {} of {}{}", std::string(filled, '#'),
-                     std::string(bar_width - filled, ' '), static_cast<int>(std::min(part, 1.0) * 100),
-                     format_size(state.sent), format_size(state.total), rate_text(state));
+  auto const figures = fmt::format("{:3}%  {} of {}{}", static_cast<int>(std::min(part, 1.0) * 100),
+                                   format_size(state.sent), format_size(state.total), rate_text(state));
+  auto const room = columns > figures.size() + bar_frame ? columns - figures.size() - bar_frame : 0;
+  auto const width = std::min(room, widest_bar);
+  if (width < narrowest_bar) {
+    return figures;
+  }
+  auto const filled = std::min(static_cast<std::size_t>(part * static_cast<double>(width)), width);
+  return fmt::format("[{}{}] {}", std::string(filled, '#'), std::string(width - filled, ' '), figures);
 }
 
 bool progress_pace::is_due(upload_state const& state) {

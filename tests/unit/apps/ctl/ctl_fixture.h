@@ -27,6 +27,7 @@ class fake_console : public tavi::ctl::i_console {
   [[nodiscard]] bool has_reader() const override { return is_read; }
   void complain(std::string_view line) override { complaints.emplace_back(line); }
   void show_progress(std::string_view line) override { progress.emplace_back(line); }
+  [[nodiscard]] std::size_t progress_columns() const override { return columns; }
   [[nodiscard]] tavi::ctl::table_style style() const override { return layout; }
   [[nodiscard]] bool can_ask() const override { return answer.has_value(); }
   [[nodiscard]] bool ask(std::string_view question) override {
@@ -39,6 +40,7 @@ class fake_console : public tavi::ctl::i_console {
   std::vector<std::string> progress;
   std::vector<std::string> questions;
   tavi::ctl::table_style layout;
+  std::size_t columns = 79;    ///< of the progress
   std::optional<bool> answer;  ///< to every question; nobody is there to be asked when empty
   bool is_writable = true;
   bool is_read = true;

@@ -23,14 +23,15 @@ class ctl_process {
  public:
   /// @param words   program and arguments
   /// @param output  path of a file that takes the output; a pipe when empty
+  /// @param screen  size of the terminal, which does not know any unless it is given
   explicit ctl_process(std::vector<std::string> words, ctl_streams streams = ctl_streams::pipes,
-                       std::string const& output = "") {
+                       std::string const& output = "", winsize const& screen = {}) {
     std::vector<char*> pointers;
     for (auto& word : words) {
       pointers.push_back(word.data());
     }
     pointers.push_back(nullptr);
-    auto const ends = streams == ctl_streams::pipes ? make_pipes(output) : make_terminal();
+    auto const ends = streams == ctl_streams::pipes ? make_pipes(output) : make_terminal(screen);
     child = ::fork();
     if (child == 0) {
       ::dup2(ends[0], STDIN_FILENO);
@@ -101,10 +102,10 @@ class ctl_process {
     return {::open("/dev/null", O_RDONLY | O_CLOEXEC),
             output.empty() ? out_write : ::open(output.c_str(), O_WRONLY | O_CLOEXEC), err_write};
   }
-  std::array<int, 3> make_terminal() {
+  std::array<int, 3> make_terminal(winsize const& screen) {
     int controller = -1;
     int terminal = -1;
-    if (::openpty(&controller, &terminal, nullptr, nullptr, nullptr) != 0) {
+    if (::openpty(&controller, &terminal, nullptr, nullptr, &screen) != 0) {
       throw std::runtime_error("no terminal");
     }
     output_end = controller;

@@ -6,6 +6,7 @@
 #include "ctl_fixture.h"
 #include "ctl_process.h"
 #include "scripted_web_server.h"
+#include "terminal/shared_output.h"
 
 namespace tavi::ctl {
 namespace {
@@ -171,9 +172,32 @@ TEST_P(CtlProgramByASignal, EndsWatchingWithSuccess) {
   EXPECT_EQ(program.wait(), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Signals, CtlProgramByASignal,
-                         testing::Values(ending_signal{SIGINT, 130}, ending_signal{SIGTERM, 143}),
-                         [](auto const& row) { return row.param.number == SIGINT ? "Sigint" : "Sigterm"; });
+auto const ending_signals =
+    testing::Values(ending_signal{SIGINT, 130}, ending_signal{SIGTERM, 143}, ending_signal{SIGHUP, 129});
+
+std::string signal_name(testing::TestParamInfo<ending_signal> const& row) {
+  return row.param.number == SIGINT ? "Sigint" : row.param.number == SIGTERM ? "Sigterm" : "Sighup";
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, CtlProgramByASignal, ending_signals, signal_name);
+
+TEST_F(CtlProgram, OutlivesItsTerminalWhenThatIsWanted) {
+  gate asked;
+  gate answer;
+  EXPECT_CALL(handler, on_get_configuration).WillOnce([&]() -> std::optional<configuration> {
+    asked.open();
+    answer.pass();
+    return configuration{};
+  });
+  let_service_see_expectations();
+  auto* const before = signal(SIGHUP, SIG_IGN);
+  ctl_process program(words({"config", "get"}));
+  signal(SIGHUP, before);
+  ASSERT_TRUE(asked.pass());
+  program.send(SIGHUP);
+  answer.open();
+  EXPECT_EQ(program.wait(), 0);
+}
 
 /// A firmware under way to a server that takes the file and does not answer.
 class CtlProgramUploading : public CtlProgramByASignal {
@@ -231,9 +255,7 @@ TEST_P(CtlProgramUploading, SaysAtOnceThatItEndsAndEndsAtOnceByASecondSignal) {
   answer.open();
 }
 
-INSTANTIATE_TEST_SUITE_P(Signals, CtlProgramUploading,
-                         testing::Values(ending_signal{SIGINT, 130}, ending_signal{SIGTERM, 143}),
-                         [](auto const& row) { return row.param.number == SIGINT ? "Sigint" : "Sigterm"; });
+INSTANTIATE_TEST_SUITE_P(Signals, CtlProgramUploading, ending_signals, signal_name);
 
 TEST_F(CtlProgram, UploadsAFirmwareAndShowsABarMeanwhile) {
   std::string const content(100'000, 'f');
@@ -261,6 +283,103 @@ TEST_F(CtlProgram, UploadsAFirmwareAndShowsABarMeanwhile) {
   EXPECT_EQ(program.wait(), 1);
   web.reset();  // what it received is whole, and none of its threads writes any more
   EXPECT_EQ(body, content);
+}
+
+TEST_F(CtlProgramUploading, KeepsItsProgressWithinTheTerminalAndTakesItAwayWhenItEnds) {
+  EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce(Return(0));
+  let_service_see_expectations();
+  ctl_process program(add_words(), ctl_streams::terminal, "", {24, 20, 0, 0});
+  program.read_output("100%");
+  ASSERT_TRUE(uploading.pass());
+  program.send(SIGINT);
+  EXPECT_EQ(program.wait(), 130);
+  auto text = program.read_output();
+  EXPECT_THAT(text, EndsWith("\r\x1b[Kstations_maintenance_ctl: ending in order; Ctrl-C again ends at once\r\n"));
+  auto const notice = text.rfind(clear_line);
+  std::size_t shown = 0;
+  for (auto begin = text.find(clear_line); begin < notice; begin = text.find(clear_line, begin + 1), ++shown) {
+    auto const line = text.substr(begin + 4, text.find('\r', begin + 1) - begin - 4);
+    EXPECT_LT(line.size(), 20U) << line;
+  }
+  EXPECT_GE(shown, 1U);
+}
+
+TEST_F(CtlProgram, TellsOnATerminalThatItWaitsAndLeavesNothingOfThatBehind) {
+  gate answer;
+  EXPECT_CALL(handler, on_get_diagnostic_reports).WillOnce([&]() -> std::optional<std::vector<report>> {
+    answer.pass();
+    return std::vector<report>{};
+  });
+  let_service_see_expectations();
+  ctl_process program(words({"reports", "list"}), ctl_streams::terminal);
+  EXPECT_THAT(program.read_output("at most"), HasSubstr("listing the reports: waiting 2s for an answer, at most"));
+  program.send(SIGINT);
+  EXPECT_EQ(program.wait(), 130);
+  EXPECT_THAT(program.read_output(), EndsWith("\r\x1b[K"));
+  answer.open();
+}
+
+/// A terminal of ten lines, and a pager that marks what it shows.
+class CtlProgramPaging : public CtlProgram {
+ protected:
+  void SetUp() override {
+    CtlProgram::SetUp();
+    setenv("PAGER", "sed 's/^/paged: /'", 1);
+  }
+  void TearDown() override {
+    unsetenv("PAGER");
+    CtlProgram::TearDown();
+  }
+
+  /// What the list of so many reports looks like.
+  std::string list(std::uint32_t count, int code = 0, ctl_streams streams = ctl_streams::terminal) {
+    std::vector<report> reports;
+    for (std::uint32_t id = 1; id <= count; ++id) {
+      reports.push_back(report_of(id, 1));
+    }
+    EXPECT_CALL(handler, on_get_diagnostic_reports).WillOnce(Return(reports));
+    let_service_see_expectations();
+    ctl_process program(words({"reports", "list"}), streams, "", {10, 80, 0, 0});
+    auto const text = program.read_output();
+    EXPECT_EQ(program.wait(), code);
+    return text;
+  }
+};
+
+TEST_F(CtlProgramPaging, ShowsInThePagerWhatIsLongerThanTheScreen) {
+  auto const text = list(9);
+  EXPECT_THAT(text, HasSubstr("paged: \x1b[1mID"));
+  EXPECT_THAT(text, HasSubstr("paged:  9        1  manual"));
+}
+
+TEST_F(CtlProgramPaging, ShowsWithoutAPagerWhatTheScreenHasRoomFor) {
+  EXPECT_THAT(list(8), Not(HasSubstr("paged")));
+}
+
+TEST_F(CtlProgramPaging, WritesIntoAPipeWithoutAPager) {
+  EXPECT_THAT(list(50, 0, ctl_streams::pipes), Not(HasSubstr("paged")));
+}
+
+TEST_F(CtlProgramPaging, ShowsEverythingWhereThePagerIsNotThereOrNotWanted) {
+  for (auto const* const pager : {"/nowhere/pager", "", "cat"}) {
+    setenv("PAGER", pager, 1);
+    auto const text = list(12);
+    EXPECT_THAT(text, HasSubstr("\n 1        1  manual")) << pager;
+    EXPECT_THAT(text, HasSubstr("\n12        1  manual")) << pager;
+  }
+}
+
+TEST_F(CtlProgramPaging, LeavesCtrlCToThePager) {
+  // It waits until the signal was taken before it ends.
+  setenv("PAGER", "kill -INT $PPID; until grep -q '^ShdPnd:.0*$' /proc/$PPID/status; do :; done; cat", 1);
+  EXPECT_THAT(list(12), HasSubstr("\n12        1  manual"));
+}
+
+TEST_F(CtlProgramPaging, EndsWellWhenThePagerHasReadEnough) {
+  setenv("PAGER", "head -n 1", 1);
+  auto const text = list(20'000);
+  EXPECT_THAT(text, HasSubstr("STATION"));
+  EXPECT_THAT(text, Not(HasSubstr("manual")));
 }
 
 TEST_F(CtlProgram, AsksOnATerminalBeforeItDeletes) {

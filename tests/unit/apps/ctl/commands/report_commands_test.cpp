@@ -1,3 +1,5 @@
+#include <numeric>
+
 #include "ctl_fixture.h"
 
 namespace tavi::ctl {
@@ -193,21 +195,60 @@ TEST_F(ReportCommands, DeleteTellsThatTheReportsWereGoneBefore) {
   EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("gone before")));
 }
 
-TEST_F(ReportCommands, DeleteOfVeryManyTakesSeveralRequests) {
-  reports many;
-  for (std::uint32_t id = 1; id <= 10'001; ++id) {
-    many.push_back(report_of(id, 1));
+class DeletionInPortions : public ReportCommands {
+ protected:
+  DeletionInPortions() {
+    for (std::uint32_t id = 1; id <= 250; ++id) {
+      many.push_back(report_of(id, 1));
+    }
   }
-  EXPECT_CALL(handler, on_get_diagnostic_reports).WillOnce(Return(many)).WillOnce(Return(reports{}));
-  auto const expecting = [](std::size_t count) {
-    return [count](diagnostic_report_filter const& filter) {
-      using stations_maintenance::delete_reports_result;
-      return filter.diagnostic_ids.size() == count ? delete_reports_result::deleted
-                                                   : delete_reports_result::not_all_deleted;
-    };
-  };
-  EXPECT_CALL(handler, on_delete_diagnostic_reports).WillOnce(expecting(10'000)).WillOnce(expecting(1));
-  EXPECT_EQ(run_command(context, reports_delete_options{{{}, {}, true}, true, generous}), exit_code::done);
+
+  /// A request to delete so many, from this id on.
+  auto& expect_request(std::int32_t first, std::int32_t count) {
+    std::vector<std::int32_t> ids(static_cast<std::size_t>(count));
+    std::iota(ids.begin(), ids.end(), first);
+    return EXPECT_CALL(handler, on_delete_diagnostic_reports(diagnostic_report_filter{ids}));
+  }
+
+  reports many;
+  reports_delete_options const all{{{}, {}, true}, true, 60s};
+};
+
+TEST_F(DeletionInPortions, ShowsHowFarItHasCome) {
+  InSequence const order;
+  expect_list(many);
+  expect_request(1, 100).WillOnce(Return(delete_reports_result::deleted));
+  expect_request(101, 100).WillOnce(Return(delete_reports_result::deleted));
+  expect_request(201, 50).WillOnce(Return(delete_reports_result::deleted));
+  expect_list({});
+  EXPECT_EQ(run_command(context, all), exit_code::done);
+  EXPECT_THAT(console.progress,
+              ElementsAre("deleting reports 1 to 100 of 250", "", "deleting reports 101 to 200 of 250", "",
+                          "deleting reports 201 to 250 of 250", ""));
+}
+
+TEST_F(DeletionInPortions, GoesOnAfterOneThatFailsAndTellsItOnce) {
+  InSequence const order;
+  expect_list(many);
+  expect_request(1, 100).WillOnce(Return(delete_reports_result::not_all_deleted));
+  expect_request(101, 100).WillOnce(Return(delete_reports_result::not_all_deleted));
+  expect_request(201, 50).WillOnce(Return(delete_reports_result::none_matched));
+  expect_list({report_of(1, 1)});
+  EXPECT_EQ(run_command(context, all), exit_code::failed);
+  EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("gone before"), HasSubstr("could not be deleted")));
+}
+
+TEST_F(DeletionInPortions, EndsWithThePortionUnderWayAndTellsWhatIsGone) {
+  InSequence const order;
+  expect_list(many);
+  expect_request(1, 100).WillOnce([this](auto const&) {
+    EXPECT_TRUE(clock.is_taken_over);
+    clock.is_raised = true;
+    return delete_reports_result::deleted;
+  });
+  expect_list({many.begin() + 100, many.end()});
+  EXPECT_EQ(run_command(context, all), exit_code::interrupted);
+  EXPECT_THAT(console.output, testing::StartsWith("100 of 250 reports"));
 }
 
 }  // namespace

@@ -141,6 +141,34 @@ TEST_F(ReportExport, AsksForAsManyReportsAtOnceAsTheServicePacksAtOnce) {
   expect_packing({101}, 101);
   EXPECT_EQ(run_command(context, export_all()), exit_code::done);
   EXPECT_THAT(console.output, StartsWith("101 reports ("));
+  EXPECT_THAT(console.progress,
+              ElementsAre("exporting reports 1 to 50 of 101", "", "exporting reports 51 to 100 of 101", "",
+                          "exporting reports 101 to 101 of 101", ""));
+}
+
+TEST_F(ReportExport, ThatIsInterruptedTellsWhatTheArchiveHolds) {
+  InSequence const order;
+  expect_list(reports_up_to(101));
+  EXPECT_CALL(handler, on_export_diagnostic_reports(diagnostic_report_filter{ids_from(1, 50)}, _))
+      .WillOnce([this](auto const&, auto const&) {
+        EXPECT_TRUE(clock.is_taken_over);
+        clock.is_raised = true;
+        write_archive(49);
+        return false;
+      });
+  EXPECT_EQ(run_command(context, export_all()), exit_code::interrupted);
+  EXPECT_THAT(console.output, StartsWith("49 of 101 reports ("));
+  EXPECT_THAT(console.complaints, ElementsAre(HasSubstr(": 1 report; the service's log"),
+                                              "ended before the last 51 of 101 reports were exported"));
+}
+
+TEST_F(ReportExport, ThatIsInterruptedAtOnceWritesNothing) {
+  EXPECT_CALL(handler, on_get_diagnostic_reports).WillOnce([this]() {
+    clock.is_raised = true;
+    return std::optional(reports_up_to(2));
+  });
+  EXPECT_EQ(run_command(context, export_all()), exit_code::interrupted);
+  EXPECT_EQ(console.output, "");
 }
 
 TEST_F(ReportExport, OfFiftyTakesOneRequest) {

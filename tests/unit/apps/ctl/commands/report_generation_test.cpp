@@ -1,3 +1,4 @@
+#include "commands/upload_failures.h"
 #include "ctl_fixture.h"
 #include "fake_ocpp_1_6_service.h"
 
@@ -180,18 +181,112 @@ TEST_F(ReportGeneration, FailureOfAStationOutweighsTheTimeOfAnother) {
   EXPECT_THAT(console.output, HasSubstr("4\tnot_filed\t2"));
 }
 
-TEST_F(ReportGeneration, WritesNothingWhenInterrupted) {
+TEST_F(ReportGeneration, WritesWhatItHasWhenInterrupted) {
+  EXPECT_CALL(handler, on_get_diagnostic_reports)
+      .WillOnce(Return(reports{}))
+      .WillRepeatedly(Return(reports{report_of(7, 4)}));
+  expect_asking(3, generation_result::accepted, 1);
+  expect_asking(4, generation_result::accepted, 2);
+  clock.on_wait = [this](int count) { clock.is_raised = count == 3; };
+  EXPECT_EQ(run_command(context, ask({3, 4}, true)), exit_code::interrupted);
+  EXPECT_TRUE(clock.is_taken_over);
+  EXPECT_EQ(console.output, "3\taccepted\t1\t-\t-\t-\n4\tfiled\t2\t7\t1000\tlog_7.tar.gz\n");
+  EXPECT_THAT(console.complaints, IsEmpty());
+  EXPECT_THAT(console.progress, testing::Contains("waiting 1s for 1 report, at most 10s"));
+  EXPECT_EQ(console.progress.back(), "");
+}
+
+TEST_F(ReportGeneration, EndsWithTheNumberOfTheSignal) {
   EXPECT_CALL(handler, on_get_diagnostic_reports).WillRepeatedly(Return(reports{}));
   expect_asking(3, generation_result::accepted, 1);
-  clock.on_wait = [this](int count) { clock.is_raised = count == 3; };
-  EXPECT_EQ(run_command(context, ask({3}, true)), exit_code::interrupted);
-  EXPECT_EQ(console.output, "");
-  EXPECT_THAT(console.progress, testing::Contains("waiting for 1 report"));
-  clock.is_raised = false;
   clock.signal_number = SIGTERM;
   clock.on_wait = [this](int) { clock.is_raised = true; };
-  expect_asking(3, generation_result::accepted, 1);
   EXPECT_EQ(run_command(context, ask({3}, true)), exit_code::terminated);
+}
+
+TEST_F(ReportGeneration, AsksNoFurtherStationWhenInterrupted) {
+  EXPECT_CALL(handler, on_generate_station_diagnostic_report(3, _, _))
+      .WillOnce([this](unsigned int, report_type, unsigned int& request) {
+        clock.is_raised = true;
+        request = 8;
+        return generation_result::accepted;
+      });
+  EXPECT_EQ(run_command(context, ask({3, 4, 5})), exit_code::interrupted);
+  EXPECT_EQ(console.output, "3\taccepted\t8\t-\t-\t-\n");
+  EXPECT_THAT(console.complaints, ElementsAre("ended before the last 2 of 3 stations were asked"));
+}
+
+class ReportGenerationWithEvents : public ReportGeneration {
+ protected:
+  using status = stations::station_diagnostics_status;
+
+  /// Publishes a status of stations again and again, from their being asked on: the first may come before the
+  /// subscription stands.
+  void publish_while_waiting(std::vector<unsigned int> const& stations, status told) {
+    clock.on_wait = [this, stations, told](int) {
+      for (auto const station : stations) {
+        events.publish_station_status({station, true, told});
+      }
+      std::this_thread::yield();
+    };
+  }
+
+  static reports_generate_options ask_patiently(std::vector<std::uint32_t> stations) {
+    return {std::move(stations), false, report_type::manual, true, 1000h};
+  }
+
+  stations::pub_charging_stations_service events;
+};
+
+TEST_F(ReportGenerationWithEvents, TellsAFailedUploadOnceAndAsItComesAndWaitsOn) {
+  ASSERT_TRUE(events.start());
+  int lists_since = 0;
+  EXPECT_CALL(handler, on_get_diagnostic_reports).WillRepeatedly([&]() -> std::optional<reports> {
+    lists_since += console.complaints.empty() ? 0 : 1;
+    return lists_since < 3 ? reports{} : reports{report_of(7, 3)};
+  });
+  expect_asking(3, generation_result::accepted, 1);
+  publish_while_waiting({3}, status::upload_failed);
+  EXPECT_EQ(run_command(context, ask_patiently({3})), exit_code::done);
+  EXPECT_EQ(console.output, "3\tfiled\t1\t7\t1000\tlog_7.tar.gz\n");
+  EXPECT_THAT(console.complaints,
+              ElementsAre("station 3 accepted, but says that its upload has failed: it may try again"));
+}
+
+TEST_F(ReportGenerationWithEvents, ShowsInTheEndWhoseUploadFailed) {
+  ASSERT_TRUE(events.start());
+  EXPECT_CALL(handler, on_get_diagnostic_reports).WillRepeatedly(Return(reports{}));
+  expect_asking(3, generation_result::accepted, 1);
+  expect_asking(4, generation_result::accepted, 2);
+  publish_while_waiting({3}, status::upload_failed);
+  auto const publish = clock.on_wait;
+  clock.on_wait = [&](int count) {
+    publish(count);
+    if (!console.complaints.empty()) {
+      clock.passed = std::chrono::milliseconds(1000h);
+    }
+  };
+  EXPECT_EQ(run_command(context, ask_patiently({3, 4})), exit_code::time_out);
+  EXPECT_EQ(console.output, "3\tupload_failed\t1\t-\t-\t-\n4\tnot_filed\t2\t-\t-\t-\n");
+  EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("station 3 accepted, but says"),
+                                              HasSubstr("station 4 accepted, but its report")));
+}
+
+TEST_F(ReportGenerationWithEvents, OfAStationLastsUntilItSaysSomethingElse) {
+  ASSERT_TRUE(events.start());
+  upload_failures failures;
+  auto const deadline = std::chrono::steady_clock::now() + generous;
+  while (!failures.has(3) && std::chrono::steady_clock::now() < deadline) {
+    events.publish_station_status({3, true, status::upload_failed});
+    std::this_thread::yield();
+  }
+  ASSERT_TRUE(failures.has(3));
+  EXPECT_FALSE(failures.has(4));
+  while (failures.has(3) && std::chrono::steady_clock::now() < deadline) {
+    events.publish_station_status({3, true, status::uploading});
+    std::this_thread::yield();
+  }
+  EXPECT_FALSE(failures.has(3));
 }
 
 }  // namespace

@@ -93,5 +93,14 @@ TEST(WrapText, BreaksBetweenWordsAtTheWidth) {
   EXPECT_EQ(wrap_text("\u00e4\u00f6\u00fc x", 5), "\u00e4\u00f6\u00fc x");
 }
 
+TEST(FitToWidth, TakesWholeCharactersFromTheBeginning) {
+  EXPECT_EQ(fit_to_width("abc", 3), "abc");
+  EXPECT_EQ(fit_to_width("abc", 2), "ab");
+  EXPECT_EQ(fit_to_width("abc", 0), "");
+  EXPECT_EQ(fit_to_width("", 2), "");
+  EXPECT_EQ(fit_to_width("B\xc3\xa4r", 2), "B\xc3\xa4");
+  EXPECT_EQ(fit_to_width("B\xc3\xa4", 2), "B\xc3\xa4");
+}
+
 }  // namespace
 }  // namespace tavi::ctl

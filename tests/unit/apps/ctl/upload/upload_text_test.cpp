@@ -60,20 +60,30 @@ TEST(UploadStatus, EachOneThatTheServerGivesHasItsOwnExplanation) {
 }
 
 TEST(ProgressLine, ShowsBarBytesRateAndTimeLeft) {
-  EXPECT_EQ(progress_line({5 << 20, 10 << 20, 5s}),
+  EXPECT_EQ(progress_line({5 << 20, 10 << 20, 5s}, 79),
             "[#############             ]  50%  5.0 MiB of 10 MiB  1.0 MiB/s  6s left");
 }
 
 TEST(ProgressLine, BeginsEmptyAndEndsFull) {
-  EXPECT_EQ(progress_line({0, 100, 0ms}), "[" + std::string(26, ' ') + "]   0%  0 B of 100 B");
-  EXPECT_EQ(progress_line({100, 100, 1s}), "[" + std::string(26, '#') + "] 100%  100 B of 100 B  100 B/s");
+  EXPECT_EQ(progress_line({0, 100, 0ms}, 79), "[" + std::string(26, ' ') + "]   0%  0 B of 100 B");
+  EXPECT_EQ(progress_line({100, 100, 1s}, 79),
+            "[" + std::string(26, '#') + "] 100%  100 B of 100 B  100 B/s");
 }
 
 TEST(ProgressLine, TellsNoRateFromTooShortATime) {
-  EXPECT_EQ(progress_line({50, 100, 499ms}),
+  EXPECT_EQ(progress_line({50, 100, 499ms}, 79),
             "[" + std::string(13, '#') + std::string(13, ' ') + "]  50%  50 B of 100 B");
-  EXPECT_EQ(progress_line({50, 100, 500ms}),
+  EXPECT_EQ(progress_line({50, 100, 500ms}, 79),
             "[" + std::string(13, '#') + std::string(13, ' ') + "]  50%  50 B of 100 B  100 B/s  1s left");
+}
+
+TEST(ProgressLine, LeavesToTheBarWhatTheFiguresLeave) {
+  upload_state const half{5 << 20, 10 << 20, 5s};
+  std::string const figures = " 50%  5.0 MiB of 10 MiB  1.0 MiB/s  6s left";
+  EXPECT_EQ(progress_line(half, 59), "[######       ] " + figures);
+  EXPECT_EQ(progress_line(half, figures.size() + 9), "[###   ] " + figures);
+  EXPECT_EQ(progress_line(half, figures.size() + 8), figures);
+  EXPECT_EQ(progress_line(half, 0), figures);
 }
 
 TEST(ProgressPace, ShowsTheBeginningThenEveryTenthOfASecond) {
@@ -95,11 +105,12 @@ TEST(ProgressPace, ShowsTheEndAtOnceAndOnce) {
 }
 
 TEST(ProgressLine, HoldsWhateverTheNumbersAre) {
-  EXPECT_EQ(progress_line({0, 0, 0ms}), "[" + std::string(26, '#') + "] 100%  0 B of 0 B");
-  EXPECT_EQ(progress_line({200, 100, 1s}), "[" + std::string(26, '#') + "] 100%  200 B of 100 B  200 B/s");
+  EXPECT_EQ(progress_line({0, 0, 0ms}, 79), "[" + std::string(26, '#') + "] 100%  0 B of 0 B");
+  EXPECT_EQ(progress_line({200, 100, 1s}, 79),
+            "[" + std::string(26, '#') + "] 100%  200 B of 100 B  200 B/s");
   for (std::uint64_t sent = 1; sent < 0xFFFFFFFE; sent = sent * 3 + 1) {
-    EXPECT_LE(width_of(progress_line({sent, 0xFFFFFFFE, 100h})), 79U);
-    EXPECT_LE(width_of(progress_line({sent, 0xFFFFFFFE, 500ms})), 79U);
+    EXPECT_LE(width_of(progress_line({sent, 0xFFFFFFFE, 100h}, 79)), 79U);
+    EXPECT_LE(width_of(progress_line({sent, 0xFFFFFFFE, 500ms}, 79)), 79U);
   }
 }
 
