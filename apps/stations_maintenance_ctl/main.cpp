@@ -40,7 +40,7 @@ int main(int argc, char** argv) {
     log_to_standard_error(invoked.is_verbose);
     tavi::ctl::shared_output output;
     tavi::ctl::interruption clock(output);
-    tavi::ctl::terminal_console console(output, true);
+    tavi::ctl::terminal_console console(output, !invoked.no_pager);
     return static_cast<int>(tavi::ctl::run(invoked, console, clock));
   } catch (std::exception const& error) {
     std::cerr << tavi::ctl::program_name << ": " << error.what() << '\n';

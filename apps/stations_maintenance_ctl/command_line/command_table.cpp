@@ -7,11 +7,23 @@ namespace tavi::ctl {
 namespace {
 
 command_record make_watch() {
-  auto made = make_command<watch_options>("", "watch", "Shows events as they come");
+  using options = watch_options;
+  auto made = make_command<options>("", "watch", "Shows events as they come");
   made.details = {
-      "Shows the events of the stations and of the upload server, a line each, until Ctrl-C or SIGTERM (exit "
-      "code 0), or until its reader goes away (1). Upload tokens are cut short."};
-  made.examples = {{"", "stations_maintenance_ctl watch --json"}};
+      "Shows the events of the stations and of the upload server, and what is written to the functional log, a "
+      "line each, until Ctrl-C, SIGTERM or SIGHUP (exit code 0), or until its reader goes away (1). A station's "
+      "identity stands behind its number. Upload tokens are cut short.",
+      std::string("Events: ") + event_names + "."};
+  made.options = {
+      make_option<options>("--event", value::event, &options::events,
+                           "Only events of this name; may be repeated"),
+      make_option<options>("--station", value::station, &options::stations,
+                           "Only what this station tells; may be repeated"),
+  };
+  made.examples = {
+      {"", "stations_maintenance_ctl watch --json"},
+      {"", "stations_maintenance_ctl watch --event functional_log --event firmware_status"},
+  };
   return made;
 }
 
@@ -32,6 +44,12 @@ std::vector<option_record> make_common_options() {
                          "Show the log of the communication on standard error"),
       make_option<options>("--runtime-dir", value::folder, &options::runtime_folder,
                            "Folder of the services' sockets"),
+      make_option<options>(
+          "--timeout", value::patience, &options::time_out,
+          "Longest wait for each answer of the service (default 30s, 1m for a station's); before "
+          "the command's name where the command has one of its own"),
+      make_flag<options>("--no-pager", &options::no_pager,
+                         "Do not show what is longer than the screen in a pager"),
   };
 }
 
@@ -67,17 +85,19 @@ program_record make_program() {
       {"SIZE", "a number of bytes, or one with the unit k, M, G or T, powers of 1024: 10M"},
   };
   made.exit_codes = {
-      {"0", "done; watch was ended by Ctrl-C or SIGTERM"},
+      {"0", "done; watch was ended by a signal"},
       {"1", "the service refused or failed, in whole or in part, or the result could not be written"},
       {"2", "the command line is wrong, or a confirmation is missing"},
       {"3", "a service does not run or cannot be reached"},
       {"4", "the time was over before it was done; the service may do it all the same"},
+      {"129", "as 130, but ended because the terminal has gone (SIGHUP)"},
       {"130", "ended by Ctrl-C; nothing, or all, of the result was written"},
       {"143", "as 130, but ended by SIGTERM"},
   };
   made.environment = {
       {"TAVI_RUNTIME_DIR", "folder of the services' sockets (default /run/tavi)"},
       {"NO_COLOR", "when not empty: no colours"},
+      {"PAGER", "shows on a terminal what is longer than the screen (default less); none when empty or cat"},
   };
   made.examples = {
       {"The reports of station 3 of the last two days:",

@@ -11,6 +11,8 @@ command_record make_firmware_list() {
   made.details = {
       "Stored and announced firmware come first, then those whose upload failed. Their status is available, "
       "pending_upload, being_processed, without_version or failed."};
+  made.options = {make_option<firmware_list_options>("--limit", value::limit, &firmware_list_options::limit,
+                                                     "List the first only")};
   made.examples = {{"", "stations_maintenance_ctl firmware list"}};
   return made;
 }
@@ -70,7 +72,8 @@ command_record make_firmware_available() {
   auto made =
       make_command<options>("firmware", "available", "Lists the complete firmware that fits a station");
   made.options = {
-      make_required<options>("--station", value::station, &options::station, "Number of the station")};
+      make_required<options>("--station", value::station, &options::station, "Number of the station"),
+      make_option<options>("--limit", value::limit, &options::limit, "List the first only")};
   made.examples = {{"", "stations_maintenance_ctl firmware available --station 3"}};
   return made;
 }

@@ -1,8 +1,10 @@
 #include "command_line/option_values.h"
 
 #include <algorithm>
-#include <array>
+#include <initializer_list>
+#include <iterator>
 #include <limits>
+#include <sstream>
 
 #include "text/plain_text.h"
 #include "text/quantity_text.h"
@@ -21,6 +23,13 @@ std::optional<std::uint32_t> parse_number_up_to(std::string const& text, std::ui
   return number ? std::optional(static_cast<std::uint32_t>(*number)) : std::nullopt;
 }
 
+/// The enumerator of this name. @param names  of all, in the order of their values
+template <typename Enumeration>
+std::optional<Enumeration> parse_name(std::initializer_list<char const*> names, std::string const& text) {
+  auto const* const found = std::find(names.begin(), names.end(), text);
+  return found != names.end() ? std::optional(static_cast<Enumeration>(found - names.begin())) : std::nullopt;
+}
+
 }  // namespace
 
 std::optional<std::uint32_t> parse_id(std::string const& text) {
@@ -29,6 +38,11 @@ std::optional<std::uint32_t> parse_id(std::string const& text) {
 
 std::optional<std::uint32_t> parse_count(std::string const& text) {
   return parse_number_up_to(text, std::numeric_limits<std::uint32_t>::max());
+}
+
+std::optional<std::uint32_t> parse_positive(std::string const& text) {
+  auto const number = parse_count(text);
+  return number && *number > 0 ? number : std::nullopt;
 }
 
 std::optional<std::chrono::seconds> parse_time(std::string const& text) {
@@ -46,14 +60,21 @@ std::optional<std::uint64_t> parse_bytes(std::string const& text) {
 }
 
 std::optional<report_order> parse_order(std::string const& text) {
-  constexpr std::array<char const*, 6> names = {"id", "station", "name", "time", "type", "size"};
-  auto const found = std::find(names.begin(), names.end(), text);
-  return found != names.end() ? std::optional(static_cast<report_order>(found - names.begin()))
-                              : std::nullopt;
+  return parse_name<report_order>({"id", "station", "name", "time", "type", "size"}, text);
+}
+
+std::optional<time_form> parse_time_form(std::string const& text) {
+  return parse_name<time_form>({"age", "local", "utc"}, text);
 }
 
 std::optional<diagnostic_report_type> parse_type(std::string const& text) {
   return find_report_type(text);
+}
+
+std::optional<std::string> parse_event_name(std::string const& text) {
+  std::istringstream names(event_names);
+  using name = std::istream_iterator<std::string>;
+  return std::find(name(names), name(), text) != name() ? std::optional(text) : std::nullopt;
 }
 
 std::optional<std::string> parse_present(std::string const& text) {

@@ -8,6 +8,8 @@
 
 #include "command_line/command_record.h"
 #include "commands/report_choice.h"
+#include "text/record_text.h"
+#include "text/site_events.h"
 
 namespace tavi::ctl {
 
@@ -25,6 +27,10 @@ struct value_kind {
 [[nodiscard]] std::optional<std::uint32_t> parse_id(std::string const& text);
 /// Number of a station, or a count of reports: 0 to 4294967295.
 [[nodiscard]] std::optional<std::uint32_t> parse_count(std::string const& text);
+/// As `parse_count`, from 1.
+[[nodiscard]] std::optional<std::uint32_t> parse_positive(std::string const& text);
+/// "age", "local" or "utc".
+[[nodiscard]] std::optional<time_form> parse_time_form(std::string const& text);
 /// See `parse_duration`; at most a hundred years.
 [[nodiscard]] std::optional<std::chrono::seconds> parse_time(std::string const& text);
 /// As `parse_time`, above 0.
@@ -35,6 +41,8 @@ struct value_kind {
 [[nodiscard]] std::optional<report_order> parse_order(std::string const& text);
 /// "periodic" or "manual".
 [[nodiscard]] std::optional<diagnostic_report_type> parse_type(std::string const& text);
+/// One of `event_names`.
+[[nodiscard]] std::optional<std::string> parse_event_name(std::string const& text);
 /// Anything but an empty text.
 [[nodiscard]] std::optional<std::string> parse_present(std::string const& text);
 /// As `parse_present`, a path.
@@ -49,6 +57,10 @@ namespace value {
 inline constexpr value_kind<std::uint32_t> firmware_id{parse_id, "ID", "the id of a firmware"};
 inline constexpr value_kind<std::uint32_t> report_id{parse_id, "ID", "the id of a report"};
 inline constexpr value_kind<std::uint32_t> station{parse_count, "NUMBER", "the number of a station"};
+inline constexpr value_kind<std::string> event{parse_event_name, "EVENT", "the name of an event",
+                                               event_names};
+inline constexpr value_kind<std::uint32_t> limit{parse_positive, "COUNT", "a number from 1 to 4294967295"};
+inline constexpr value_kind<time_form> time{parse_time_form, "FORM", "age, local or utc", "age local utc"};
 inline constexpr value_kind<std::uint32_t> count{parse_count, "COUNT", "a number from 0 to 4294967295"};
 inline constexpr value_kind<std::chrono::seconds> duration{
     parse_time, "DURATION", "a duration from 0 to 100 years, like 24h or 3600", "1h 1d 7d 30d"};

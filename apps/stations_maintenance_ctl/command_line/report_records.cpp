@@ -50,11 +50,16 @@ command_record make_reports_list() {
   made.options.push_back(make_option<options>("--sort", value::order, &options::order,
                                               "Order: id (default), station, name, time, type or size"));
   made.options.push_back(make_flag<options>("--reverse", &options::reverse, "Largest first"));
+  made.options.push_back(
+      make_option<options>("--limit", value::limit, &options::limit, "List the first of this order only"));
+  made.options.push_back(
+      make_option<options>("--time", value::time, &options::time,
+                           "How moments are told: age (default on a terminal), local or utc"));
   made.examples = {
       {"", "stations_maintenance_ctl reports list --station 3 --type manual"},
       {"", "stations_maintenance_ctl reports list --older-than 7d --sort size --reverse"},
       {"Ids of the largest reports:",
-       "stations_maintenance_ctl reports list --sort size --reverse --json | jq '.[:3][].diagnostic_id'"},
+       "stations_maintenance_ctl reports list --sort size --reverse --limit 3 --json | jq '.[].diagnostic_id'"},
   };
   return made;
 }
@@ -65,9 +70,10 @@ command_record make_reports_generate() {
   made.details = {
       "Asks the stations one after the other. With --wait it ends when every station that accepted has its "
       "report filed, with exit code 4 when --timeout is over before. A station that tells of a failed upload "
-      "is waited for like the others, because it may try again.",
-      "The outcome of each station is accepted, unknown_station, not_connected, failed, filed or not_filed. A "
-      "request without an answer counts as failed and ends the asking."};
+      "is named at once, and waited for like the others, because it may try again. Ctrl-C ends the asking and "
+      "the waiting, and shows how far it has come.",
+      "The outcome of each station is accepted, unknown_station, not_connected, failed, filed, not_filed or "
+      "upload_failed. A request without an answer counts as failed and ends the asking."};
   made.options = {
       make_option<options>("--station", value::station, &options::stations,
                            "Number of the station; may be repeated"),
@@ -92,7 +98,9 @@ command_record make_reports_delete() {
   auto made = make_command<options>("reports", "delete", "Deletes reports");
   made.details = {
       "Takes ids, or the conditions of \"reports list\", or --all. Asks first on a terminal, unless --yes is "
-      "given; without a terminal, conditions and --all need --yes."};
+      "given; without a terminal, conditions and --all need --yes.",
+      "Many are deleted a hundred at a time. Ctrl-C ends after those under way, and the result tells how many are "
+      "gone; a second one ends at once."};
   add_target<options>(made);
   made.options.push_back(make_flag<options>("--yes", &options::yes, "Do not ask"));
   made.options.push_back(make_option<options>("--timeout", value::patience, &options::time_out,
@@ -115,7 +123,10 @@ command_record make_reports_export() {
       "missing or could not be packed, the command says so and fails. Where the count does not tell, because "
       "this user may not read the archive or it may have held some of the reports before, the result says "
       "\"up to\", and the service's log names the reports that it could not pack. With --json the reports "
-      "asked for are \"chosen\" and the number in the archive is \"packed\", null where it is not known."};
+      "asked for are \"chosen\" and the number in the archive is \"packed\", null where it is not known.",
+      "Many are exported fifty at a time, so that the archive is whole at any moment. Ctrl-C ends after those "
+      "under way and leaves the archive with what it holds then; a second one ends at once, and the service "
+      "still packs what it was asked for."};
   made.options = {make_required<options>("DESTINATION", value::archive, &options::destination,
                                          "Archive, ending in .zip")};
   add_target<options>(made);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <concepts>
 #include <optional>
 #include <string>
 #include <utility>
@@ -52,34 +53,41 @@ exit_code explain_failure(command_context& context, std::string const& what,
 [[nodiscard]] waiting_notice tell_waiting(command_context& context, std::string const& what,
                                           std::chrono::milliseconds limit);
 
-/// Asks the service and takes the result out of its answer; without one tells why.
+/// Takes the result out of an answer; without one tells why.
+template <typename T>
+[[nodiscard]] taken<T> take(command_context& context, std::string const& what,
+                            mura_common::call_result<T> answer) {
+  if (answer.value) {
+    return {std::move(answer.value), exit_code::done};
+  }
+  return {std::nullopt, explain_failure(context, what, answer.failure)};
+}
+
+/// Asks the service and takes the result out of its answer. Who waits for it at a terminal is told so.
 /// @param call   gives the answer
 /// @param limit  of the waiting, for telling it
-template <typename Call>
+template <std::invocable Call>
 [[nodiscard]] auto take(command_context& context, std::string const& what, Call const& call,
                         std::chrono::milliseconds limit) {
-  auto answer = [&] {
+  auto const ask = [&] {
     auto const notice = tell_waiting(context, what, limit);
     return call();
-  }();
-  using value = typename decltype(answer.value)::value_type;
-  if (answer.value) {
-    return taken<value>{std::move(answer.value), exit_code::done};
-  }
-  return taken<value>{std::nullopt, explain_failure(context, what, answer.failure)};
+  };
+  return take(context, what, ask());
 }
 
 /// As above, for an operation that needs no station's answer.
-template <typename Call>
+template <std::invocable Call>
 [[nodiscard]] auto take(command_context& context, std::string const& what, Call const& call) {
   return take(context, what, call, context.limits.query);
 }
 
 /// As `take`, where the service itself may have nothing to give: tells `absence` then.
-template <typename Call>
-[[nodiscard]] auto take_present(command_context& context, std::string const& what, Call const& call,
+/// @param answer  or what gives it
+template <typename Answer>
+[[nodiscard]] auto take_present(command_context& context, std::string const& what, Answer answer,
                                 std::string const& absence) {
-  auto given = take(context, what, call);
+  auto given = take(context, what, std::move(answer));
   using value = typename decltype(given.value)::value_type::value_type;
   if (!given.value) {
     return taken<value>{std::nullopt, given.code};

@@ -13,8 +13,9 @@ namespace {
 using stations_maintenance::stations_maintenance_configuration;
 
 taken<stations_maintenance_configuration> read_configuration(command_context& context) {
-  return take_present(context, "reading the configuration", [&] { return context.service.get_configuration(); },
-                      "the service has no configuration to show");
+  return take_present(
+      context, "reading the configuration", [&] { return context.service.get_configuration(); },
+      "the service has no configuration to show");
 }
 
 /// The configuration to be set. What is given applies as it stands: the flag says nothing else than that the
@@ -90,7 +91,8 @@ void explain_refusal(command_context& context, change_step const& refused,
 taken<std::optional<change_step>> take_steps(command_context& context,
                                              std::vector<change_step> const& steps) {
   for (auto const& step : steps) {
-    auto const done = take(context, "setting " + step.name, [&] { return context.service.set_configuration(step.values); });
+    auto const done =
+        take(context, "setting " + step.name, [&] { return context.service.set_configuration(step.values); });
     if (!done.value) {
       return {std::nullopt, done.code};
     }

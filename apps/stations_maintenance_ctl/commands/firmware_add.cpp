@@ -78,8 +78,8 @@ std::string explain_announcement(store_firmware_result code, station_firmware_de
 taken<announcement> announce(command_context& context, firmware_add_options const& options) {
   station_firmware_desc const desc{options.version, each_once(options.models)};
   announcement made;
-  auto const code =
-      take(context, "announcing the firmware", [&] { return context.service.store_firmware(desc, made.uri, made.id); });
+  auto const code = take(context, "announcing the firmware",
+                         [&] { return context.service.store_firmware(desc, made.uri, made.id); });
   if (!code.value && code.code == exit_code::time_out) {
     context.console.complain(
         "the firmware may be announced all the same: \"firmware list\" shows it then as pending_upload until "
@@ -162,8 +162,9 @@ taken<station_firmware_info> await_decision(command_context& context, announceme
   auto const deadline = context.clock.steady_now() + time_out;
   auto const what = fmt::format("asking about firmware {}", made.id);
   while (true) {
-    auto firmware = take_present(context, what, [&] { return context.service.get_firmware(made.id); },
-                                 fmt::format("firmware {} is gone: somebody deleted it", made.id));
+    auto firmware = take_present(
+        context, what, [&] { return context.service.get_firmware(made.id); },
+        fmt::format("firmware {} is gone: somebody deleted it", made.id));
     if (!firmware.value && firmware.code == exit_code::time_out) {
       leave_to_service(context, made);
     }

@@ -3,6 +3,7 @@
 
 #include "commands/commands.h"
 #include "commands/each_once.h"
+#include "commands/limit_to.h"
 
 namespace tavi::ctl {
 
@@ -28,29 +29,41 @@ std::string explain_deletion(delete_firmware_result code, std::uint32_t id) {
   }
 }
 
+exit_code show_first(command_context& context,
+                     taken<std::vector<stations_maintenance::station_firmware_info>> listed,
+                     std::optional<std::uint32_t> limit) {
+  if (!listed.value) {
+    return listed.code;
+  }
+  limit_to(*listed.value, limit);
+  return show(context, *listed.value, exit_code::done);
+}
+
 }  // namespace
 
-exit_code run_command(command_context& context, firmware_list_options const& /*options*/) {
-  auto const listed = take_present(context, "listing the firmware", [&] { return context.service.get_firmwares(); },
-                                   "the service cannot read its firmware; its log says why");
-  return listed.value ? show(context, *listed.value, exit_code::done) : listed.code;
+exit_code run_command(command_context& context, firmware_list_options const& options) {
+  auto listed = take_present(
+      context, "listing the firmware", [&] { return context.service.get_firmwares(); },
+      "the service cannot read its firmware; its log says why");
+  return show_first(context, std::move(listed), options.limit);
 }
 
 exit_code run_command(command_context& context, firmware_show_options const& options) {
-  auto const found = take_present(context, fmt::format("showing firmware {}", options.id),
-                                  [&] { return context.service.get_firmware(options.id); },
-                                  explain_deletion(delete_firmware_result::unknown_firmware, options.id));
+  auto const found = take_present(
+      context, fmt::format("showing firmware {}", options.id),
+      [&] { return context.service.get_firmware(options.id); },
+      explain_deletion(delete_firmware_result::unknown_firmware, options.id));
   return found.value ? show(context, *found.value, exit_code::done) : found.code;
 }
 
 exit_code run_command(command_context& context, firmware_available_options const& options) {
-  auto const available = take_present(
+  auto available = take_present(
       context, fmt::format("looking for firmware for station {}", options.station),
       [&] { return context.service.get_charging_station_firmware(options.station); },
       fmt::format("the service cannot say what fits station {}: the station is not known, or its vendor "
                   "and model are not among the supported ones (supported_stations.json)",
                   options.station));
-  return available.value ? show(context, *available.value, exit_code::done) : available.code;
+  return show_first(context, std::move(available), options.limit);
 }
 
 exit_code run_command(command_context& context, firmware_delete_options const& options) {
@@ -62,8 +75,8 @@ exit_code run_command(command_context& context, firmware_delete_options const& o
   }
   std::vector<std::uint32_t> deleted;
   for (auto const id : ids) {
-    auto const result =
-        take(context, fmt::format("deleting firmware {}", id), [&] { return context.service.delete_firmware(id); });
+    auto const result = take(context, fmt::format("deleting firmware {}", id),
+                             [&] { return context.service.delete_firmware(id); });
     if (!result.value) {
       code = result.code;
       break;

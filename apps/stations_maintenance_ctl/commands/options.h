@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "commands/report_choice.h"
+#include "text/record_text.h"
 
 namespace tavi::ctl {
 
@@ -24,7 +25,9 @@ struct config_set_options {
 };
 
 /// `firmware list`
-struct firmware_list_options {};
+struct firmware_list_options {
+  std::optional<std::uint32_t> limit = {};  ///< most that are listed
+};
 
 /// `firmware show`
 struct firmware_show_options {
@@ -48,14 +51,17 @@ struct firmware_delete_options {
 
 /// `firmware available`
 struct firmware_available_options {
-  std::uint32_t station = 0;  ///< that is to be updated
+  std::uint32_t station = 0;                ///< that is to be updated
+  std::optional<std::uint32_t> limit = {};  ///< most that are listed
 };
 
 /// `reports list`
 struct reports_list_options {
-  report_choice choice;                   ///< which are listed
-  report_order order = report_order::id;  ///< what they are sorted by
-  bool reverse = false;                   ///< largest first
+  report_choice choice;                     ///< which are listed
+  report_order order = report_order::id;    ///< what they are sorted by
+  bool reverse = false;                     ///< largest first
+  std::optional<std::uint32_t> limit = {};  ///< most that are listed, the first of this order
+  std::optional<time_form> time = {};       ///< how moments are told; as suits people or programs when absent
 };
 
 /// `reports generate`
@@ -93,7 +99,10 @@ struct reports_export_options {
 struct reports_folder_options {};
 
 /// `watch`
-struct watch_options {};
+struct watch_options {
+  std::vector<std::string> events;      ///< names of those to be shown; all when empty
+  std::vector<std::uint32_t> stations;  ///< only what these stations tell; everything when empty
+};
 
 /// What the user asked for.
 using command_options =

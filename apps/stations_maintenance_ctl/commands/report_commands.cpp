@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include "commands/commands.h"
+#include "commands/limit_to.h"
 #include "commands/report_target.h"
 #include "text/plain_text.h"
 
@@ -28,8 +29,9 @@ exit_code delete_portion(command_context& context, diagnostic_report_filter cons
   if (!result.value) {
     return result.code;
   }
-  told.has_missed |= *result.value == delete_reports_result::none_matched;
-  told.has_failed |= *result.value == delete_reports_result::not_all_deleted;
+  auto const has_missed = *result.value == delete_reports_result::none_matched;
+  told.has_missed |= has_missed;
+  told.has_failed |= !has_missed && *result.value != delete_reports_result::deleted;
   return exit_code::done;
 }
 
@@ -40,17 +42,19 @@ exit_code judge(command_context& context, told_deletion const& told, exit_code c
         "the reports were gone before: somebody else deleted them, or they gave way to newer ones");
   }
   if (told.has_failed) {
-    context.console.complain("at least one report could not be deleted: \"reports list\" shows what is left, "
-                             "the service's log says why");
+    context.console.complain(
+        "at least one report could not be deleted: \"reports list\" shows what is left, "
+        "the service's log says why");
   }
   return told.has_missed || told.has_failed ? exit_code::failed : code;
 }
 
 /// The reports of one station, which the site has to know. @return as `read_reports`
 taken<std::vector<diagnostic_report_info>> read_reports_of(command_context& context, std::uint32_t station) {
-  return take_present(context, fmt::format("listing the reports of station {}", station),
-                      [&] { return context.service.get_station_diagnostic_reports(station); },
-                      fmt::format("station {} is not known to the site", station));
+  return take_present(
+      context, fmt::format("listing the reports of station {}", station),
+      [&] { return context.service.get_station_diagnostic_reports(station); },
+      fmt::format("station {} is not known to the site", station));
 }
 
 /// Ids of those that were asked to be deleted and are not there any more.
@@ -74,12 +78,13 @@ exit_code run_command(command_context& context, reports_list_options const& opti
   auto const now = context.clock.now();
   auto chosen = choose_reports(std::move(*reports.value), options.choice, now);
   sort_reports(chosen, options.order, options.reverse);
-  return show(context, chosen, exit_code::done, now);
+  limit_to(chosen, options.limit);
+  return show(context, chosen, exit_code::done, now, options.time);
 }
 
 exit_code run_command(command_context& context, reports_folder_options const& /*options*/) {
-  auto const folder =
-      take(context, "asking for the folder of the reports", [&] { return context.service.get_diagnostics_folder_path(); });
+  auto const folder = take(context, "asking for the folder of the reports",
+                           [&] { return context.service.get_diagnostics_folder_path(); });
   if (!folder.value) {
     return folder.code;
   }

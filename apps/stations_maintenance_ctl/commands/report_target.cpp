@@ -11,8 +11,9 @@ namespace tavi::ctl {
 using stations_maintenance::diagnostic_report_filter;
 
 taken<std::vector<diagnostic_report_info>> read_reports(command_context& context) {
-  return take_present(context, "listing the reports", [&] { return context.service.get_diagnostic_reports(); },
-                      "the service cannot read its reports; its log says why");
+  return take_present(
+      context, "listing the reports", [&] { return context.service.get_diagnostic_reports(); },
+      "the service cannot read its reports; its log says why");
 }
 
 std::vector<diagnostic_report_info> find_target(command_context& context, report_target const& target,

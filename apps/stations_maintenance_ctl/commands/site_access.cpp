@@ -14,7 +14,6 @@ namespace {
 constexpr std::chrono::seconds patience(5);
 /// Longer than a request to a station can keep the service from answering.
 constexpr std::chrono::seconds stations_patience(25);
-constexpr char const* const site_advice = "Start the site's services (tavi_site --help)";
 
 }  // namespace
 

@@ -8,6 +8,9 @@
 
 namespace tavi::ctl {
 
+/// What to do where a service of the site does not run.
+inline constexpr char const* site_advice = "Start the site's services (tavi_site --help)";
+
 /// Whether the maintenance service listens; tells how to start it when it does not.
 [[nodiscard]] bool is_service_reachable(command_context& context);
 

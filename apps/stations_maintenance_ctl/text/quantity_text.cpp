@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <cstdlib>
 #include <ctime>
 #include <limits>
 
@@ -45,6 +46,11 @@ bool add_units(std::int64_t& total, std::int64_t count, std::int64_t unit) {
   }
   total += count * unit;
   return true;
+}
+
+std::string format_calendar(std::tm const& parts) {
+  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", std::int64_t{parts.tm_year} + 1900,
+                     parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
 }
 
 }  // namespace
@@ -148,11 +154,20 @@ std::string format_size(std::uint64_t bytes) {
 std::string format_utc(std::int64_t seconds_since_epoch) {
   std::time_t const moment = seconds_since_epoch;
   std::tm parts{};
-  if (gmtime_r(&moment, &parts) == nullptr) {
+  return gmtime_r(&moment, &parts) == nullptr ? "" : format_calendar(parts) + 'Z';
+}
+
+std::string format_local(std::int64_t seconds_since_epoch) {
+  std::time_t const moment = seconds_since_epoch;
+  std::tm parts{};
+  // Otherwise it goes by the time zone of the first use in the process.
+  ::tzset();
+  if (localtime_r(&moment, &parts) == nullptr) {
     return {};
   }
-  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", std::int64_t{parts.tm_year} + 1900,
-                     parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
+  auto const minutes = std::abs(parts.tm_gmtoff) / 60;
+  return fmt::format("{}{}{:02}:{:02}", format_calendar(parts), parts.tm_gmtoff < 0 ? '-' : '+', minutes / 60,
+                     minutes % 60);
 }
 
 }  // namespace tavi::ctl

@@ -38,4 +38,7 @@ namespace tavi::ctl {
 /// @param seconds_since_epoch  seconds since 1970-01-01T00:00:00Z
 [[nodiscard]] std::string format_utc(std::int64_t seconds_since_epoch);
 
+/// As `format_utc`, by the clock of this machine's time zone: "2026-11-20T14:05:09+01:00".
+[[nodiscard]] std::string format_local(std::int64_t seconds_since_epoch);
+
 }  // namespace tavi::ctl

@@ -17,8 +17,16 @@ table_cell size_cell(std::uint32_t bytes) {
   return {format_size(bytes), std::to_string(bytes)};
 }
 
-table_cell time_cell(diagnostic_report_info const& report, std::chrono::system_clock::time_point now) {
-  return {format_age(age_of(report, now)), format_utc(report.timestamp_creation)};
+table_cell time_cell(diagnostic_report_info const& report, std::chrono::system_clock::time_point now,
+                     std::optional<time_form> form) {
+  auto const age = format_age(age_of(report, now));
+  auto const utc = format_utc(report.timestamp_creation);
+  if (!form) {
+    return {age, utc};
+  }
+  return *form == time_form::age   ? age
+         : *form == time_form::utc ? utc
+                                   : format_local(report.timestamp_creation);
 }
 
 std::string models_text(station_firmware_info const& firmware) {
@@ -28,14 +36,16 @@ std::string models_text(station_firmware_info const& firmware) {
 }  // namespace
 
 std::string text_of(std::vector<diagnostic_report_info> const& reports,
-                    std::chrono::system_clock::time_point now, table_style const& style) {
+                    std::chrono::system_clock::time_point now, std::optional<time_form> form,
+                    table_style const& style) {
   if (reports.empty() && style.is_aligned) {
     return "no reports\n";
   }
-  table lines({{"ID", true}, {"STATION", true}, {"TYPE"}, {"AGE"}, {"SIZE", true}, {"NAME"}});
+  auto const title = form.value_or(time_form::age) == time_form::age ? "AGE" : "TIME";
+  table lines({{"ID", true}, {"STATION", true}, {"TYPE"}, {title}, {"SIZE", true}, {"NAME"}});
   for (auto const& report : reports) {
     lines.add({std::to_string(report.diagnostic_id), std::to_string(report.station_id), name_of(report.type),
-               time_cell(report, now), size_cell(report.size), report.diagnostic_name});
+               time_cell(report, now, form), size_cell(report.size), report.diagnostic_name});
   }
   return lines.text(style);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,10 +12,14 @@
 
 namespace tavi::ctl {
 
-/// Reports as a table. For people the time of reception is an age, for programs a moment in UTC. People are
-/// told when there are none.
+/// How a moment is told: how long ago it was, or by the clock of this machine's time zone or of UTC.
+enum class time_form { age, local, utc };
+
+/// Reports as a table; people are told when there are none.
+/// @param form  of the time of reception; when absent an age for people and a moment in UTC for programs
 [[nodiscard]] std::string text_of(std::vector<stations_maintenance::diagnostic_report_info> const& reports,
-                                  std::chrono::system_clock::time_point now, table_style const& style);
+                                  std::chrono::system_clock::time_point now, std::optional<time_form> form,
+                                  table_style const& style);
 
 /// Firmware as a table; people are told when there is none.
 [[nodiscard]] std::string text_of(std::vector<stations_maintenance::station_firmware_info> const& firmwares,

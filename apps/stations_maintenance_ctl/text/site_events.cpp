@@ -24,7 +24,8 @@ shown_event event_of(stations::charging_station_status const& status) {
           {{"event", "station_status"},
            {"station_id", status.station_id},
            {"connected", status.connected},
-           {"diagnostics_status", name_of(status.diagnostics_status)}}};
+           {"diagnostics_status", name_of(status.diagnostics_status)}},
+          status.station_id};
 }
 
 shown_event event_of(unsigned int station_id, unsigned int connector_id,
@@ -35,7 +36,8 @@ shown_event event_of(unsigned int station_id, unsigned int connector_id,
            {"station_id", station_id},
            {"connector_id", connector_id},
            {"status", status.status},
-           {"error_code", status.error_code}}};
+           {"error_code", status.error_code}},
+          station_id};
 }
 
 shown_event event_of(unsigned int station_id, unsigned int request_id, stations::cs_request_status status) {
@@ -43,17 +45,20 @@ shown_event event_of(unsigned int station_id, unsigned int request_id, stations:
           {{"event", "command_status"},
            {"station_id", station_id},
            {"request_id", request_id},
-           {"status", name_of(status)}}};
+           {"status", name_of(status)}},
+          station_id};
 }
 
 shown_event event_of(unsigned int station_id, std::string const& status) {
   return {fmt::format("station {} firmware update: {}", station_id, escape_text(status)),
-          {{"event", "firmware_status"}, {"station_id", station_id}, {"status", status}}};
+          {{"event", "firmware_status"}, {"station_id", station_id}, {"status", status}},
+          station_id};
 }
 
 shown_event event_of(std::string const& name, unsigned int station_id) {
   return {fmt::format("station {} {}", station_id, name == "station_created" ? "created" : "deleted"),
-          {{"event", name}, {"station_id", station_id}}};
+          {{"event", name}, {"station_id", station_id}},
+          station_id};
 }
 
 shown_event event_of(std::string const& token, std::string const& file_name, std::string const& file_path) {
@@ -63,6 +68,18 @@ shown_event event_of(std::string const& token, std::string const& file_name, std
            {"token", shorten(token)},
            {"file_name", file_name},
            {"file_path", file_path}}};
+}
+
+shown_event event_of_log(unsigned int category, unsigned int subtype, std::string const& text) {
+  return {fmt::format("log {}/{}: {}", category, subtype, escape_text(text)),
+          {{"event", "functional_log"}, {"category", category}, {"subtype", subtype}, {"text", text}}};
+}
+
+void add_identity(shown_event& event, std::string const& identity) {
+  if (event.station && !identity.empty()) {
+    event.text.insert(fmt::format("station {}", *event.station).size(), " (" + escape_text(identity) + ")");
+    event.document["identity"] = identity;
+  }
 }
 
 std::string line_of(shown_event const& event, std::int64_t seconds_since_epoch, bool is_json) {

@@ -77,7 +77,7 @@ TEST_P(PackagedCommand, HasItsOptionsCompletedAndInTheManual) {
     EXPECT_THAT(manual(), HasSubstr(option));
   }
   EXPECT_THAT(manual(), HasSubstr(GetParam()));
-  expected.insert({"--json", "--verbose", "--runtime-dir"});
+  expected.insert({"--json", "--verbose", "--runtime-dir", "--timeout", "--no-pager"});
   words.emplace_back("--");
   EXPECT_EQ(completions_of(words), expected);
 }

@@ -286,18 +286,22 @@ TEST_F(CtlProgram, UploadsAFirmwareAndShowsABarMeanwhile) {
 }
 
 TEST_F(CtlProgramUploading, KeepsItsProgressWithinTheTerminalAndTakesItAwayWhenItEnds) {
-  EXPECT_CALL(handler, on_delete_firmware(7)).WillOnce(Return(0));
+  EXPECT_CALL(handler, on_delete_firmware(7))
+      .WillOnce(Return(stations_maintenance::delete_firmware_result::deleted));
   let_service_see_expectations();
   ctl_process program(add_words(), ctl_streams::terminal, "", {24, 20, 0, 0});
   program.read_output("100%");
   ASSERT_TRUE(uploading.pass());
   program.send(SIGINT);
   EXPECT_EQ(program.wait(), 130);
-  auto text = program.read_output();
-  EXPECT_THAT(text, EndsWith("\r\x1b[Kstations_maintenance_ctl: ending in order; Ctrl-C again ends at once\r\n"));
+  auto const text = program.read_output();
   auto const notice = text.rfind(clear_line);
+  EXPECT_THAT(text.substr(notice),
+              EndsWith("stations_maintenance_ctl: ending in order; Ctrl-C again ends at once\r\n"));
+  EXPECT_THAT(text.substr(notice), Not(HasSubstr("%")));
   std::size_t shown = 0;
-  for (auto begin = text.find(clear_line); begin < notice; begin = text.find(clear_line, begin + 1), ++shown) {
+  for (auto begin = text.find(clear_line); begin < notice;
+       begin = text.find(clear_line, begin + 1), ++shown) {
     auto const line = text.substr(begin + 4, text.find('\r', begin + 1) - begin - 4);
     EXPECT_LT(line.size(), 20U) << line;
   }
@@ -312,10 +316,43 @@ TEST_F(CtlProgram, TellsOnATerminalThatItWaitsAndLeavesNothingOfThatBehind) {
   });
   let_service_see_expectations();
   ctl_process program(words({"reports", "list"}), ctl_streams::terminal);
-  EXPECT_THAT(program.read_output("at most"), HasSubstr("listing the reports: waiting 2s for an answer, at most"));
+  EXPECT_THAT(program.read_output("at most"),
+              HasSubstr("listing the reports: waiting 2s for an answer, at most"));
   program.send(SIGINT);
   EXPECT_EQ(program.wait(), 130);
   EXPECT_THAT(program.read_output(), EndsWith("\r\x1b[K"));
+  answer.open();
+}
+
+TEST_F(CtlProgram, CutsOffWhatATerminalHasNoRoomFor) {
+  gate answer;
+  EXPECT_CALL(handler, on_get_diagnostic_reports).WillOnce([&]() -> std::optional<std::vector<report>> {
+    answer.pass();
+    return std::vector<report>{};
+  });
+  let_service_see_expectations();
+  ctl_process program(words({"reports", "list"}), ctl_streams::terminal, "", {24, 30, 0, 0});
+  program.read_output("waiting");
+  program.send(SIGTERM);
+  EXPECT_EQ(program.wait(), 143);
+  EXPECT_THAT(program.read_output(), StartsWith("\r\x1b[Klisting the reports: waiting \r\x1b[K"));
+  answer.open();
+}
+
+TEST_F(CtlProgram, WaitsForTheServiceAsLongAsItIsTold) {
+  gate answer;
+  EXPECT_CALL(handler, on_get_diagnostic_reports).WillOnce([&]() -> std::optional<std::vector<report>> {
+    answer.pass();
+    return std::vector<report>{};
+  });
+  let_service_see_expectations();
+  auto const begin = std::chrono::steady_clock::now();
+  ctl_process program(words({"--timeout", "1s", "reports", "list"}));
+  EXPECT_THAT(program.read_errors(),
+              HasSubstr("listing the reports: the stations maintenance service gave no answer"));
+  EXPECT_EQ(program.wait(), 4);
+  // Without the option it waits for thirty seconds.
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 20s);
   answer.open();
 }
 
@@ -367,6 +404,14 @@ TEST_F(CtlProgramPaging, ShowsEverythingWhereThePagerIsNotThereOrNotWanted) {
     EXPECT_THAT(text, HasSubstr("\n 1        1  manual")) << pager;
     EXPECT_THAT(text, HasSubstr("\n12        1  manual")) << pager;
   }
+}
+
+TEST_F(CtlProgramPaging, UsesNoPagerWhenToldSo) {
+  EXPECT_CALL(handler, on_get_diagnostic_reports).WillOnce(Return(std::vector<report>(20, report_of(1, 1))));
+  let_service_see_expectations();
+  ctl_process program(words({"--no-pager", "reports", "list"}), ctl_streams::terminal, "", {10, 80, 0, 0});
+  EXPECT_THAT(program.read_output(), Not(HasSubstr("paged")));
+  EXPECT_EQ(program.wait(), 0);
 }
 
 TEST_F(CtlProgramPaging, LeavesCtrlCToThePager) {

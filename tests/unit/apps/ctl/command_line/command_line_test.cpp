@@ -43,6 +43,40 @@ TEST(CommandLine, KnowsTheCommandsWithoutOptions) {
   options_of<watch_options>({"watch"});
 }
 
+TEST(CommandLine, TakesTheTimeOfTheServiceWhereTheCommandHasNoneOfItsOwn) {
+  auto const time_of = [](std::vector<std::string> const& arguments) {
+    return std::get<invocation>(parse(arguments)).time_out;
+  };
+  EXPECT_EQ(time_of({"reports", "list"}), std::nullopt);
+  EXPECT_EQ(time_of({"reports", "list", "--timeout", "5"}), 5s);
+  EXPECT_EQ(time_of({"--timeout", "2m", "reports", "list"}), 2min);
+  EXPECT_EQ(time_of({"reports", "delete", "1", "--timeout", "5"}), std::nullopt);
+  EXPECT_EQ(time_of({"--timeout", "7", "reports", "delete", "1", "--timeout", "5"}), 7s);
+  EXPECT_FALSE(std::get<invocation>(parse({"watch"})).no_pager);
+  EXPECT_TRUE(std::get<invocation>(parse({"watch", "--no-pager"})).no_pager);
+}
+
+TEST(CommandLine, TakesHowMuchAndHowAListShows) {
+  auto const list = options_of<reports_list_options>({"reports", "list", "--limit", "3", "--time", "local"});
+  EXPECT_EQ(list.limit, 3U);
+  EXPECT_EQ(list.time, time_form::local);
+  EXPECT_EQ(options_of<reports_list_options>({"reports", "list", "--time", "age"}).time, time_form::age);
+  EXPECT_EQ(options_of<reports_list_options>({"reports", "list", "--time", "utc"}).time, time_form::utc);
+  EXPECT_EQ(options_of<reports_list_options>({"reports", "list"}).time, std::nullopt);
+  EXPECT_EQ(options_of<firmware_list_options>({"firmware", "list", "--limit", "1"}).limit, 1U);
+  EXPECT_EQ(
+      options_of<firmware_available_options>({"firmware", "available", "--station", "3", "--limit", "2"})
+          .limit,
+      2U);
+}
+
+TEST(CommandLine, TakesWhatIsWatched) {
+  auto const watched = options_of<watch_options>({"watch", "--event", "functional_log", "--station", "3",
+                                                  "--event", "station_status", "--station", "4"});
+  EXPECT_EQ(watched.events, (std::vector<std::string>{"functional_log", "station_status"}));
+  EXPECT_EQ(watched.stations, (std::vector<std::uint32_t>{3, 4}));
+}
+
 TEST(CommandLine, TakesCommonOptionsBeforeAndBehindTheCommand) {
   for (auto const& arguments : std::vector<std::vector<std::string>>{
            {"--json", "--verbose", "--runtime-dir", "/d", "reports", "list"},
@@ -227,6 +261,11 @@ INSTANTIATE_TEST_SUITE_P(
         refusal_case{"IdTooLarge", {"firmware", "delete", "2147483648"}, "2147483648"},
         refusal_case{"NoStation", {"firmware", "available"}, "--station"},
         refusal_case{"UnknownType", {"reports", "list", "--type", "weekly"}, "periodic or manual"},
+        refusal_case{"NoReportAtAll", {"reports", "list", "--limit", "0"}, "\"0\" is not a number from 1"},
+        refusal_case{"UnknownFormOfTime", {"reports", "list", "--time", "noon"}, "age, local or utc"},
+        refusal_case{
+            "UnknownEvent", {"watch", "--event", "thunder"}, "\"thunder\" is not the name of an event"},
+        refusal_case{"NoTimeForTheService", {"watch", "--timeout", "0"}, "a duration above 0"},
         refusal_case{"UnknownOrder", {"reports", "list", "--sort", "colour"}, "id, station, name"},
         refusal_case{"BadSize", {"reports", "list", "--larger-than", "5MB"}, "\"5MB\" is not a size"},
         refusal_case{"ControlCharacters", {"reports", "list", "--type", "\x1b[2J"}, "\\x1b[2J"},

@@ -63,6 +63,18 @@ TEST_F(FirmwareCommands, AvailableListsWhatFitsTheStation) {
   EXPECT_THAT(console.output, HasSubstr("1\t2.1\t"));
 }
 
+TEST_F(FirmwareCommands, ListsShowAsManyAsWanted) {
+  std::vector const three{firmware_of(1), firmware_of(2), firmware_of(3)};
+  context.is_json = true;
+  EXPECT_CALL(handler, on_get_firmwares).WillOnce(Return(three));
+  EXPECT_EQ(run_command(context, firmware_list_options{2}), exit_code::done);
+  EXPECT_EQ(document().size(), 2U);
+  console.output.clear();
+  EXPECT_CALL(handler, on_get_charging_station_firmware(3)).WillOnce(Return(three));
+  EXPECT_EQ(run_command(context, firmware_available_options{3, 1}), exit_code::done);
+  EXPECT_EQ(document().size(), 1U);
+}
+
 TEST_F(FirmwareCommands, AvailableTellsAnUnknownStationFromOneWithoutFirmware) {
   EXPECT_CALL(handler, on_get_charging_station_firmware(3)).WillOnce(Return(std::vector<firmware>{}));
   EXPECT_EQ(run_command(context, firmware_available_options{3}), exit_code::done);

@@ -6,6 +6,7 @@ namespace tavi::ctl {
 namespace {
 
 using namespace std::chrono_literals;
+using stations_maintenance::delete_reports_result;
 using stations_maintenance::diagnostic_report_filter;
 using ::testing::_;
 using ::testing::ElementsAre;
@@ -25,7 +26,7 @@ class ReportCommands : public ctl_test {
 
   /// The service has `before`, is asked to delete `ids`, answers `code` and has `after` then.
   void expect_deletion(reports const& before, std::vector<std::int32_t> const& ids,
-                       stations_maintenance::delete_reports_result code, reports const& after) {
+                       delete_reports_result code, reports const& after) {
     InSequence const order;
     expect_list(before);
     EXPECT_CALL(handler, on_delete_diagnostic_reports(diagnostic_report_filter{ids})).WillOnce(Return(code));
@@ -53,6 +54,29 @@ TEST_F(ReportCommands, ListShowsThoseThatAreChosenInTheOrderWanted) {
   EXPECT_EQ(console.output,
             "4\t1\tmanual\t2026-11-20T12:05:09Z\t1000\tlog_4.tar.gz\n"
             "1\t1\tmanual\t2026-11-20T13:04:09Z\t1000\tlog_1.tar.gz\n");
+}
+
+TEST_F(ReportCommands, ListShowsTheFirstOfItsOrderOnly) {
+  reports_list_options options;
+  options.reverse = true;
+  for (auto const& [limit, lines] :
+       {std::pair{1U, 1}, std::pair{2U, 2}, std::pair{3U, 3}, std::pair{9U, 3}}) {
+    expect_list({report_of(1, 1), report_of(2, 1), report_of(3, 1)});
+    options.limit = limit;
+    console.output.clear();
+    EXPECT_EQ(run_command(context, options), exit_code::done);
+    EXPECT_THAT(console.output, testing::StartsWith("3\t"));
+    EXPECT_EQ(std::count(console.output.begin(), console.output.end(), '\n'), lines);
+  }
+}
+
+TEST_F(ReportCommands, ListShowsMomentsOnATerminalWhereWanted) {
+  console.layout.is_aligned = true;
+  expect_list({report_of(1, 1, 60)});
+  reports_list_options options;
+  options.time = time_form::utc;
+  EXPECT_EQ(run_command(context, options), exit_code::done);
+  EXPECT_THAT(console.output, HasSubstr("2026-11-20T13:04:09Z"));
 }
 
 TEST_F(ReportCommands, ListShowsAgesOnATerminal) {
@@ -132,8 +156,8 @@ TEST_F(ReportCommands, FolderIsShown) {
 }
 
 TEST_F(ReportCommands, DeleteByIdsNeedsNoConfirmationWithoutATerminal) {
-  expect_deletion({report_of(1, 1), report_of(2, 1), report_of(3, 1)}, {3, 1},
-                  stations_maintenance::delete_reports_result::deleted, {report_of(2, 1)});
+  expect_deletion({report_of(1, 1), report_of(2, 1), report_of(3, 1)}, {3, 1}, delete_reports_result::deleted,
+                  {report_of(2, 1)});
   EXPECT_EQ(run_command(context, delete_ids({3, 1, 3})), exit_code::done);
   EXPECT_EQ(console.output, "2 of 2 reports (2.0 KiB) deleted\n");
   EXPECT_THAT(console.complaints, IsEmpty());
@@ -141,7 +165,7 @@ TEST_F(ReportCommands, DeleteByIdsNeedsNoConfirmationWithoutATerminal) {
 
 TEST_F(ReportCommands, DeleteAsksOnATerminalAndSaysHowMuchItIs) {
   console.answer = true;
-  expect_deletion({report_of(1, 1)}, {1}, stations_maintenance::delete_reports_result::deleted, {});
+  expect_deletion({report_of(1, 1)}, {1}, delete_reports_result::deleted, {});
   EXPECT_EQ(run_command(context, delete_ids({1})), exit_code::done);
   EXPECT_THAT(console.questions, ElementsAre("Delete 1 report (1000 B)?"));
 }
@@ -160,8 +184,8 @@ TEST_F(ReportCommands, DeleteByConditionsNeedsYesWithoutATerminal) {
 }
 
 TEST_F(ReportCommands, DeleteByConditionsWithYesDeletesThose) {
-  expect_deletion({report_of(1, 1, 100), report_of(2, 1, 10)}, {1},
-                  stations_maintenance::delete_reports_result::deleted, {report_of(2, 1, 10)});
+  expect_deletion({report_of(1, 1, 100), report_of(2, 1, 10)}, {1}, delete_reports_result::deleted,
+                  {report_of(2, 1, 10)});
   EXPECT_EQ(run_command(context, delete_older(50s, true)), exit_code::done);
   EXPECT_THAT(console.questions, IsEmpty());
 }
@@ -175,22 +199,22 @@ TEST_F(ReportCommands, DeleteThatMatchesNothingIsDone) {
 
 TEST_F(ReportCommands, DeleteNamesUnknownIdsAndDeletesTheOthers) {
   context.is_json = true;
-  expect_deletion({report_of(1, 1)}, {1}, stations_maintenance::delete_reports_result::deleted, {});
+  expect_deletion({report_of(1, 1)}, {1}, delete_reports_result::deleted, {});
   EXPECT_EQ(run_command(context, delete_ids({9, 1})), exit_code::failed);
   EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("there is no report 9")));
   EXPECT_EQ(document(), json({{"deleted", {1}}}));
 }
 
 TEST_F(ReportCommands, DeleteTellsWhatCouldNotBeDeleted) {
-  expect_deletion({report_of(1, 1), report_of(2, 1)}, {1, 2},
-                  stations_maintenance::delete_reports_result::not_all_deleted, {report_of(2, 1)});
+  expect_deletion({report_of(1, 1), report_of(2, 1)}, {1, 2}, delete_reports_result::not_all_deleted,
+                  {report_of(2, 1)});
   EXPECT_EQ(run_command(context, delete_ids({1, 2})), exit_code::failed);
   EXPECT_EQ(console.output, "1 of 2 reports (2.0 KiB) deleted\n");
   EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("could not be deleted")));
 }
 
 TEST_F(ReportCommands, DeleteTellsThatTheReportsWereGoneBefore) {
-  expect_deletion({report_of(1, 1)}, {1}, stations_maintenance::delete_reports_result::none_matched, {});
+  expect_deletion({report_of(1, 1)}, {1}, delete_reports_result::none_matched, {});
   EXPECT_EQ(run_command(context, delete_ids({1})), exit_code::failed);
   EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("gone before")));
 }

@@ -289,5 +289,22 @@ TEST_F(ReportGenerationWithEvents, OfAStationLastsUntilItSaysSomethingElse) {
   EXPECT_FALSE(failures.has(3));
 }
 
+TEST_F(ReportGenerationWithEvents, OfAStationCountsAnewOnceItIsForgotten) {
+  ASSERT_TRUE(events.start());
+  upload_failures failures;
+  auto const deadline = std::chrono::steady_clock::now() + generous;
+  for (unsigned int const station : {3U, 5U}) {
+    while (!failures.has(station) && std::chrono::steady_clock::now() < deadline) {
+      events.publish_station_status({station, true, status::upload_failed});
+      std::this_thread::yield();
+    }
+  }
+  // What was told of station 3 came before what was told of station 5.
+  ASSERT_TRUE(failures.has(3) && failures.has(5));
+  failures.forget(3);
+  EXPECT_FALSE(failures.has(3));
+  EXPECT_TRUE(failures.has(5));
+}
+
 }  // namespace
 }  // namespace tavi::ctl

@@ -144,7 +144,16 @@ TEST(FormattedMoment, IsIso8601InUtc) {
   EXPECT_EQ(format_utc(-1), "1969-12-31T23:59:59Z");
 }
 
+TEST(FormattedMoment, HasItsDistanceFromUtcByTheClockOfTheMachine) {
+  setenv("TZ", "UTC+3:30", 1);
+  EXPECT_EQ(format_local(1795179909), "2026-11-20T09:35:09-03:30");
+  setenv("TZ", "UTC-1", 1);
+  EXPECT_EQ(format_local(0), "1970-01-01T01:00:00+01:00");
+  unsetenv("TZ");
+}
+
 TEST(FormattedMoment, BeyondTheCalendarIsEmpty) {
+  EXPECT_EQ(format_local(most_seconds), "");
   EXPECT_EQ(format_utc(most_seconds), "");
   EXPECT_EQ(format_utc(std::numeric_limits<std::int64_t>::min()), "");
 }

@@ -77,14 +77,31 @@ TEST(RecordName, OfAValueWithoutOneIsUnknown) {
 }
 
 TEST(RecordAsText, ReportsShowAgesAndRoundedSizesToPeople) {
-  EXPECT_EQ(text_of({listed_report}, time_of_list, aligned_style),
+  EXPECT_EQ(text_of({listed_report}, time_of_list, {}, aligned_style),
             "ID  STATION  TYPE    AGE       SIZE  NAME\n"
             " 5        3  manual  2h 1m  2.0 KiB  log.tar.gz\n");
 }
 
 TEST(RecordAsText, ReportsShowMomentsAndBytesToPrograms) {
-  EXPECT_EQ(text_of({listed_report}, time_of_list, plain_style),
+  EXPECT_EQ(text_of({listed_report}, time_of_list, {}, plain_style),
             "5\t3\tmanual\t2026-11-20T11:04:09Z\t2048\tlog.tar.gz\n");
+}
+
+TEST(RecordAsText, ReportsShowTheirTimesAsWanted) {
+  setenv("TZ", "UTC-5:30", 1);
+  for (auto const& [form, aligned, plain] :
+       {std::tuple{time_form::age, "AGE       SIZE  NAME\n 5        3  manual  2h 1m  ", "manual\t2h 1m\t"},
+        std::tuple{time_form::utc,
+                   "TIME                     SIZE  NAME\n 5        3  manual  2026-11-20T11:04:09Z  ",
+                   "manual\t2026-11-20T11:04:09Z\t"},
+        std::tuple{
+            time_form::local,
+            "TIME                          SIZE  NAME\n 5        3  manual  2026-11-20T16:34:09+05:30  ",
+            "manual\t2026-11-20T16:34:09+05:30\t"}}) {
+    EXPECT_THAT(text_of({listed_report}, time_of_list, form, aligned_style), testing::HasSubstr(aligned));
+    EXPECT_THAT(text_of({listed_report}, time_of_list, form, plain_style), testing::HasSubstr(plain));
+  }
+  unsetenv("TZ");
 }
 
 TEST(RecordAsText, FirmwareListHasALineEach) {
