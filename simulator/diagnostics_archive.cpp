@@ -1,15 +1,22 @@
 #include "diagnostics_archive.h"
 
+#include <chrono>
 #include <fstream>
+#include <functional>
 #include <system_error>
 #include <utility>
-#include <vector>
+
+#include "blocking_work.h"
+#include "loop_workers.h"
+#include "mura_common/program_run.h"
 
 namespace tavi::simulator {
 
 namespace asio = boost::asio;
 
 namespace {
+
+constexpr auto longest_making = std::chrono::minutes(1);
 
 bool is_written(std::filesystem::path const& file, std::string const& text) {
   std::ofstream stream(file, std::ios::binary | std::ios::trunc);
@@ -25,7 +32,7 @@ diagnostics_archive::diagnostics_archive(asio::any_io_executor loop, std::filesy
     : folder(work_folder / "diagnostics"),
       content(folder / "content"),
       archive(folder / file_name),
-      tar(std::move(loop)) {
+      executor(std::move(loop)) {
 }
 
 diagnostics_archive::~diagnostics_archive() {
@@ -34,25 +41,19 @@ diagnostics_archive::~diagnostics_archive() {
 
 asio::awaitable<std::string> diagnostics_archive::make(diagnostics_material material) {
   discard();
-  if (auto failure = gather(material); !failure.empty()) {
+  auto failure = gather(material);
+  if (!failure.empty()) {
     co_return failure;
   }
-  // The archive goes to standard output, because tar takes a name with a colon for that of another host.
-  std::vector<std::string> arguments;
-  for (auto const* argument : {"tar", "-c", "-z", "-f", "-", "-C"}) {
-    arguments.emplace_back(argument);
-  }
-  arguments.push_back(content.string());
-  for (auto const* name : {"station.log", "configuration.json", "status.json"}) {
-    arguments.emplace_back(name);
-  }
-  auto const errors = folder / "tar_errors.txt";
-  auto failure = co_await tar.run(std::move(arguments), archive, errors);
+  std::function<std::error_code()> job = [this, &failure] {
+    // By a path with a slash, because tar takes a name with a colon for that of another host.
+    failure = mura_common::run_program({"tar", "-c", "-z", "-f", "../" + archive.filename().string(),
+                                        "station.log", "configuration.json", "status.json"},
+                                       content, longest_making);
+    return std::error_code();
+  };
+  co_await http::run_blocking(find_workers(executor), std::move(job));
   co_return failure;
-}
-
-void diagnostics_archive::cancel() {
-  tar.kill();
 }
 
 void diagnostics_archive::discard() {

@@ -6,8 +6,6 @@
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/awaitable.hpp>
 
-#include "child_program.h"
-
 namespace tavi::simulator {
 
 /// What a station puts into its diagnostics.
@@ -32,11 +30,8 @@ class diagnostics_archive {
   diagnostics_archive(diagnostics_archive const&) = delete;
   diagnostics_archive& operator=(diagnostics_archive const&) = delete;
 
-  /// Makes the archive. @return empty when it is there; otherwise why not, for the log
+  /// Makes the archive, which may take a minute. @return empty when it is there; otherwise why not, for the log
   [[nodiscard]] boost::asio::awaitable<std::string> make(diagnostics_material material);
-
-  /// Ends `make` early, which then fails.
-  void cancel();
 
   /// Removes the archive and everything it was made of; not while `make` runs.
   void discard();
@@ -50,7 +45,7 @@ class diagnostics_archive {
   std::filesystem::path folder;
   std::filesystem::path content;
   std::filesystem::path archive;
-  child_program tar;
+  boost::asio::any_io_executor executor;
 };
 
 }  // namespace tavi::simulator

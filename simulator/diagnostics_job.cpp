@@ -51,7 +51,6 @@ asio::awaitable<upload_outcome> diagnostics_job::upload() {
 
 void diagnostics_job::cancel() {
   is_cancelled = true;
-  archive.cancel();
   transfer.cancel();
   pause.cancel();
 }

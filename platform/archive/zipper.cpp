@@ -8,7 +8,7 @@
 #include <spdlog/spdlog.h>
 
 #include "archive/archive_draft.h"
-#include "programs/program_run.h"
+#include "mura_common/program_run.h"
 
 namespace mura_common {
 

@@ -1,4 +1,4 @@
-#include "programs/program_run.h"
+#include "mura_common/program_run.h"
 
 #include <errno.h>
 #include <fcntl.h>

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "mura_common/export.h"
+
 namespace mura_common {
 
 /// Runs a program to its end, without a shell, with empty standard input and no other open file; signals act
@@ -16,7 +18,8 @@ namespace mura_common {
 /// @return empty when it ended with 0; otherwise why it could not be started, or how it ended, the limit
 ///         included, and the end of what it printed. Ended means too that nobody can print for it any more:
 ///         what it leaves running with its output is waited for.
-[[nodiscard]] std::string run_program(std::vector<std::string> arguments, std::filesystem::path const& folder,
-                                      std::chrono::milliseconds limit);
+[[nodiscard]] MURA_COMMON_EXPORT std::string run_program(std::vector<std::string> arguments,
+                                                         std::filesystem::path const& folder,
+                                                         std::chrono::milliseconds limit);
 
 }  // namespace mura_common
