@@ -54,7 +54,10 @@ asio::awaitable<upload_outcome> file_upload::put(web_location server, std::files
   std::ifstream stream(file, std::ios::binary);
   if (error || !stream.is_open()) {
     auto const why = error ? error : std::error_code(errno, std::generic_category());
-    co_return upload_outcome{false, false, 0, "cannot open " + file.string() + ": " + why.message()};
+    outcome.bytes = 0;
+    outcome.may_retry = false;
+    outcome.reason = "cannot open " + file.string() + ": " + why.message();
+    co_return outcome;
   }
   auto const request = make_request(stream, outcome.bytes);
   outcome.reason = co_await self->transfer.run(std::move(server), request);

@@ -144,14 +144,16 @@ asio::awaitable<std::string> web_transfer::run(web_location server, web_request 
   if (own->is_cancelled) {
     co_return std::string("the station was stopped");
   }
-  if (*own->end == CURLE_OK) {
+  if (*own->end == CURLE_OK && own->has_head) {
     co_return std::string();
   }
+  // The library is content with a header that is cut short.
+  auto const failure = *own->end == CURLE_OK ? CURLE_GOT_NOTHING : *own->end;
   curl_off_t connected = 0;
   curl_easy_getinfo(curl, CURLINFO_CONNECT_TIME_T, &connected);
   auto const what =
       connected > 0 ? "the transfer broke off: " : "cannot connect to " + host_field(server) + ": ";
-  co_return what + curl_easy_strerror(*own->end);
+  co_return what + curl_easy_strerror(failure);
 }
 
 void web_transfer::cancel() {
