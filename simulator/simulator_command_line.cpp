@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "mura_common/text.h"
 #include "station_fleet.h"
 #include "web_location.h"
 
@@ -11,19 +12,14 @@ namespace {
 constexpr unsigned int most_stations = 1000;
 
 constexpr auto notes =
-    "Firmware: a station that is asked to update its firmware keeps it in the folder \"firmware\" of its "
-    "own\n"
-    "folder, logs its SHA-256 and boots anew. What it then calls its version is taken from the file name "
-    "that\n"
-    "the location ends with: of its parts between \"_\", \"-\" and blanks, extensions left out, the last one "
-    "like\n"
-    "2.1.0 or v2.1.0; without one, the name without extensions; without an extension, \"fw-\" and the first "
-    "8\n"
+    "Firmware: a station that is asked to update its firmware keeps it in the folder \"firmware\" of its own\n"
+    "folder, logs its SHA-256 and boots anew. What it then calls its version is taken from the file name that\n"
+    "the location ends with: of its parts between \"_\", \"-\" and blanks, extensions left out, the last one like\n"
+    "2.1.0 or v2.1.0; without one, the name without extensions; without an extension, \"fw-\" and the first 8\n"
     "digits of the SHA-256. A restart of the simulator brings the old version back.\n"
     "\n"
     "Example:\n"
-    "  charging_station_simulator --url ws://127.0.0.1:8080/ocpp --identity CS-001 --count 3 --work-dir "
-    "stations\n"
+    "  charging_station_simulator --url ws://127.0.0.1:8080/ocpp --identity CS-001 --count 3 --work-dir stations\n"
     "runs CS-001, CS-002 and CS-003, each with a folder of its own below \"stations\".";
 
 /// What is wrong with a text that OCPP limits to `most` characters; empty when nothing is.
@@ -53,6 +49,21 @@ std::string find_fault(simulator_settings const& settings, std::string const& fi
   return fault.empty() ? find_length_fault("--firmware-version", station.firmware_version, 50) : fault;
 }
 
+/// A line about the first option that nobody knows. @return empty when all are known
+std::string explain_unknown(CLI::App const& app) {
+  auto const unknown = app.remaining();
+  if (unknown.empty()) {
+    return {};
+  }
+  std::vector<std::string> known;
+  for (auto const* const option : app.get_options()) {
+    known.push_back("--" + option->get_lnames().front());
+  }
+  auto const& word = unknown.front();
+  auto const meant = mura_common::find_nearest_word(word.substr(0, word.find('=')), known);
+  return "\"" + word + "\" is not known" + (meant.empty() ? "" : ": did you mean " + meant + "?");
+}
+
 simulator_exit make_refusal(std::string const& fault) {
   return {2, "charging_station_simulator: " + fault + " (see --help)"};
 }
@@ -69,6 +80,8 @@ std::variant<simulator_settings, simulator_exit> parse_simulator_command_line(in
   CLI::App app("Charging stations that speak OCPP 1.6-J, upload diagnostics and fetch firmware",
                "charging_station_simulator");
   app.footer(notes);
+  app.set_version_flag("--version", "charging_station_simulator " STATIONS_MAINTENANCE_VERSION,
+                       "Show the program's version");
   app.add_option("--url", station.url, "Central system, as ws://host:port/path")->required();
   app.add_option("--identity", first, "Identity of the station, or of the first one")->required();
   app.add_option("--vendor", station.vendor, "Vendor, 20 characters at most")->capture_default_str();
@@ -87,8 +100,12 @@ std::variant<simulator_settings, simulator_exit> parse_simulator_command_line(in
     app.parse(argc, argv);
   } catch (CLI::CallForHelp const&) {
     return simulator_exit{0, app.help()};
+  } catch (CLI::CallForVersion const&) {
+    return simulator_exit{0, app.version()};
   } catch (CLI::ParseError const& error) {
-    return make_refusal(error.what());
+    // Said first: an option that was mistyped is missing as well.
+    auto const unknown = explain_unknown(app);
+    return make_refusal(unknown.empty() ? error.what() : unknown);
   }
   station.work_folder = work_dir;
   settings.identities = count_identities(first, count);

@@ -16,8 +16,8 @@ struct simulator_settings {
 
 /// Why the program ends instead of running.
 struct simulator_exit {
-  int code = 0;      ///< 0 after --help, otherwise 2
-  std::string text;  ///< to be printed: the help, or one line that says what is wrong
+  int code = 0;      ///< 0 after --help and --version, otherwise 2
+  std::string text;  ///< to be printed: the help, the version, or one line that says what is wrong
 };
 
 /// Reads the command line. Prints nothing. @return the settings, or why the program ends

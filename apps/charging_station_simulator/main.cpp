@@ -1,12 +1,12 @@
-#include <csignal>
 #include <exception>
 #include <iostream>
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/signal_set.hpp>
+#include <boost/asio/post.hpp>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
 
+#include "mura_common/program_signals.h"
 #include "simulator_command_line.h"
 #include "station_fleet.h"
 
@@ -22,11 +22,12 @@ void log_to_standard_output() {
 int run_stations(tavi::simulator::simulator_settings const& settings) {
   boost::asio::io_context loop(1);
   tavi::simulator::station_fleet fleet(loop, settings.station, settings.identities);
+  // The stations say goodbye when the terminal goes, too.
+  mura_common::program_signals const signals(
+      mura_common::hangup_meaning::end, [&](int) { boost::asio::post(loop, [&fleet] { fleet.stop(); }); });
   if (!fleet.start()) {
     return 1;
   }
-  boost::asio::signal_set signals(loop, SIGINT, SIGTERM);
-  signals.async_wait([&fleet](boost::system::error_code, int) { fleet.stop(); });
   loop.run();
   return 0;
 }

@@ -55,7 +55,7 @@ class SimulatorProgram : public station_fixture {
 };
 
 TEST_F(SimulatorProgram, RunsSeveralStationsAndStopsCleanlyOnSignals) {
-  for (auto const signal_number : {SIGTERM, SIGINT}) {
+  for (auto const signal_number : {SIGTERM, SIGINT, SIGHUP}) {
     SCOPED_TRACE(signal_number);
     server->trace.clear();
     launch({"--url", server->station_url(), "--identity", "CS-001", "--work-dir", folder.path() / "stations",
@@ -93,6 +93,12 @@ TEST_F(SimulatorProgram, ShowsHelp) {
   launch({"--help"});
   EXPECT_EQ(wait(), 0);
   EXPECT_THAT(content_of(out), HasSubstr("Example:"));
+}
+
+TEST_F(SimulatorProgram, ShowsItsVersion) {
+  launch({"--version"});
+  EXPECT_EQ(wait(), 0);
+  EXPECT_THAT(content_of(out), HasSubstr("charging_station_simulator "));
 }
 
 TEST_F(SimulatorProgram, FailsWhenItsWorkFolderCannotBeMade) {

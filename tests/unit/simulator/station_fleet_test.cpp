@@ -99,6 +99,14 @@ TEST_F(SimulatorCommandLine, ShowsHelpWithAnExample) {
   EXPECT_THAT(end->text, HasSubstr("the last one like\n2.1.0 or v2.1.0"));
 }
 
+TEST_F(SimulatorCommandLine, ShowsItsVersion) {
+  auto const parsed = parse({"--version"});
+  auto const* end = std::get_if<simulator_exit>(&parsed);
+  ASSERT_NE(end, nullptr);
+  EXPECT_EQ(end->code, 0);
+  EXPECT_THAT(end->text, ::testing::MatchesRegex("charging_station_simulator [0-9]+\\.[0-9]+\\.[0-9]+"));
+}
+
 struct refusal_row {
   char const* name;
   std::vector<std::string> change;  ///< appended to, or put in place of, good arguments
@@ -131,7 +139,15 @@ TEST_F(SimulatorCommandLine, RefusesBadArgumentsWithOneLine) {
       {"bytes that are none",
        {"--url", "ws://a/o", "--identity", "C", "--work-dir", "w", "--break-download-after", "some"},
        "--break-download-after"},
-      {"unknown option", {"--url", "ws://a/o", "--identity", "C", "--work-dir", "w", "--fast"}, "--fast"},
+      {"unknown option",
+       {"--url", "ws://a/o", "--identity", "C", "--work-dir", "w", "--fast"},
+       "\"--fast\" is not known (see"},
+      {"mistyped option",
+       {"--url", "ws://a/o", "--identiy", "C", "--work-dir", "w"},
+       "did you mean --identity?"},
+      {"mistyped option with its value",
+       {"--url", "ws://a/o", "--identity", "C", "--work-dir", "w", "--cuont=2"},
+       "\"--cuont=2\" is not known: did you mean --count?"},
       {"grown too long",
        {"--url", "ws://a/o", "--identity", std::string(47, 'c') + "9", "--work-dir", "w", "--count", "2"},
        "grows past 48"},
