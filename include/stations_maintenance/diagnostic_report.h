@@ -2,7 +2,10 @@
 
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <unordered_map>
+
+#include "mura_common/ipc_interface.h"
 
 namespace tavi::stations_maintenance {
 
@@ -42,3 +45,15 @@ struct diagnostic_report_info {
 };
 
 }  // namespace tavi::stations_maintenance
+
+/// How it travels.
+template <>
+struct mura_common::record_fields<tavi::stations_maintenance::diagnostic_report_info> {
+  using record = tavi::stations_maintenance::diagnostic_report_info;
+  static constexpr std::tuple list{record_field{"diagnostic_id", &record::diagnostic_id},
+                                   record_field{"station_id", &record::station_id},
+                                   record_field{"diagnostic_name", &record::diagnostic_name},
+                                   record_field{"timestamp_creation", &record::timestamp_creation},
+                                   record_field{"type", &record::type},
+                                   record_field{"size", &record::size}};
+};

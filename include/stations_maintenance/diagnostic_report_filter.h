@@ -1,7 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <tuple>
 #include <vector>
+
+#include "mura_common/ipc_interface.h"
 
 namespace tavi::stations_maintenance {
 
@@ -15,3 +18,10 @@ struct diagnostic_report_filter {
 };
 
 }  // namespace tavi::stations_maintenance
+
+/// How it travels.
+template <>
+struct mura_common::record_fields<tavi::stations_maintenance::diagnostic_report_filter> {
+  using record = tavi::stations_maintenance::diagnostic_report_filter;
+  static constexpr std::tuple list{record_field{"diagnostic_ids", &record::diagnostic_ids}};
+};

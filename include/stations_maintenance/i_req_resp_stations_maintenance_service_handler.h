@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "mura_common/ipc_interface.h"
 #include "stations_maintenance/diagnostic_report.h"
 #include "stations_maintenance/diagnostic_report_filter.h"
 #include "stations_maintenance/export.h"
@@ -82,3 +84,25 @@ class STATIONS_MAINTENANCE_EXPORT i_req_resp_stations_maintenance_service_handle
 };
 
 }  // namespace tavi::stations_maintenance
+
+/// The names by which the operations travel, for the service and for its clients.
+template <>
+struct mura_common::ipc_interface<
+    tavi::stations_maintenance::i_req_resp_stations_maintenance_service_handler> {
+  using handler = tavi::stations_maintenance::i_req_resp_stations_maintenance_service_handler;
+  static constexpr char const* service = "stations_maintenance_service";
+  static constexpr std::tuple operations{
+      ipc_operation<&handler::on_get_configuration>{"get_configuration"},
+      ipc_operation<&handler::on_set_configuration>{"set_configuration"},
+      ipc_operation<&handler::on_get_firmwares>{"get_firmwares"},
+      ipc_operation<&handler::on_store_firmware>{"store_firmware"},
+      ipc_operation<&handler::on_get_firmware>{"get_firmware"},
+      ipc_operation<&handler::on_delete_firmware>{"delete_firmware"},
+      ipc_operation<&handler::on_get_charging_station_firmware>{"get_charging_station_firmware"},
+      ipc_operation<&handler::on_delete_diagnostic_reports>{"delete_diagnostic_reports"},
+      ipc_operation<&handler::on_get_diagnostic_reports>{"get_diagnostic_reports"},
+      ipc_operation<&handler::on_export_diagnostic_reports>{"export_diagnostic_reports"},
+      ipc_operation<&handler::on_get_station_diagnostic_reports>{"get_station_diagnostic_reports"},
+      ipc_operation<&handler::on_generate_station_diagnostic_report>{"generate_station_diagnostic_report"},
+      ipc_operation<&handler::on_get_diagnostics_folder_path>{"get_diagnostics_folder_path"}};
+};

@@ -2,7 +2,10 @@
 
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
+
+#include "mura_common/ipc_interface.h"
 
 namespace tavi::stations_maintenance {
 
@@ -16,3 +19,11 @@ struct station_firmware_desc {
 };
 
 }  // namespace tavi::stations_maintenance
+
+/// How it travels.
+template <>
+struct mura_common::record_fields<tavi::stations_maintenance::station_firmware_desc> {
+  using record = tavi::stations_maintenance::station_firmware_desc;
+  static constexpr std::tuple list{record_field{"version", &record::version},
+                                   record_field{"models", &record::models}};
+};

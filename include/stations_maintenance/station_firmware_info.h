@@ -2,7 +2,10 @@
 
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <vector>
+
+#include "mura_common/ipc_interface.h"
 
 namespace tavi::stations_maintenance {
 
@@ -32,3 +35,14 @@ struct station_firmware_info {
 };
 
 }  // namespace tavi::stations_maintenance
+
+/// How it travels.
+template <>
+struct mura_common::record_fields<tavi::stations_maintenance::station_firmware_info> {
+  using record = tavi::stations_maintenance::station_firmware_info;
+  static constexpr std::tuple list{
+      record_field{"id", &record::id},        record_field{"version", &record::version},
+      record_field{"path", &record::path},    record_field{"size", &record::size},
+      record_field{"hash", &record::hash},    record_field{"models", &record::models},
+      record_field{"status", &record::status}};
+};

@@ -2,6 +2,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <tuple>
+
+#include "mura_common/ipc_interface.h"
 
 namespace tavi::stations_maintenance {
 
@@ -17,3 +20,13 @@ struct stations_maintenance_configuration {
 };
 
 }  // namespace tavi::stations_maintenance
+
+/// How it travels.
+template <>
+struct mura_common::record_fields<tavi::stations_maintenance::stations_maintenance_configuration> {
+  using record = tavi::stations_maintenance::stations_maintenance_configuration;
+  static constexpr std::tuple list{
+      record_field{"max_periodic_report_per_station", &record::max_periodic_report_per_station},
+      record_field{"periodic_generation_enabled", &record::periodic_generation_enabled},
+      record_field{"period_for_automatic_generation", &record::period_for_automatic_generation}};
+};

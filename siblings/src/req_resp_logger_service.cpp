@@ -9,14 +9,14 @@
 #include <spdlog/spdlog.h>
 
 #include "mura_common/ipc_typed.h"
-#include "service_names.h"
 
 namespace tavi::logger {
 
 namespace {
 
 constexpr char const* const class_name = "req_resp_logger_service";
-constexpr char const* const operation_name = "functional_log";
+constexpr char const* const service_name =
+    mura_common::ipc_interface<i_req_resp_logger_service_handler>::service;
 constexpr std::size_t queue_limit = 10'000;
 constexpr std::chrono::seconds pause_after_failure(1);
 constexpr std::chrono::milliseconds parting_time(500);
@@ -37,7 +37,7 @@ struct [[gnu::visibility("hidden")]] req_resp_logger_service::members {
     if (waiting.size() >= queue_limit) {
       if (!std::exchange(is_overflowing, true)) {
         spdlog::error("[{}] {} entries wait for {}, further ones are lost", class_name, queue_limit,
-                      logger_service_name);
+                      service_name);
       }
       return false;
     }
@@ -73,15 +73,13 @@ struct [[gnu::visibility("hidden")]] req_resp_logger_service::members {
 
   /// Whether the entry needs no further attempt: what the service refuses once it will refuse again.
   bool send(entry const& sent) {
-    auto const answer =
-        mura_common::try_call(client, operation_name, &i_req_resp_logger_service_handler::on_functional_log,
-                              sent.category, sent.subtype, sent.text);
+    auto const answer = mura_common::try_call<&i_req_resp_logger_service_handler::on_functional_log>(
+        client, sent.category, sent.subtype, sent.text);
     if (mura_common::has_no_answer(answer.failure)) {
       return false;
     }
     if (!answer.value.value_or(false)) {
-      spdlog::warn("[{}] {} did not write an entry of subtype {}", class_name, logger_service_name,
-                   sent.subtype);
+      spdlog::warn("[{}] {} did not write an entry of subtype {}", class_name, service_name, sent.subtype);
     }
     return true;
   }
@@ -93,7 +91,7 @@ struct [[gnu::visibility("hidden")]] req_resp_logger_service::members {
     }
     changed.wait_for(lock, parting_time, [&] { return waiting.empty(); });
     if (!waiting.empty()) {
-      spdlog::warn("[{}] {} entries did not reach {}", class_name, waiting.size(), logger_service_name);
+      spdlog::warn("[{}] {} entries did not reach {}", class_name, waiting.size(), service_name);
     }
     is_ending = true;
     changed.notify_all();
@@ -103,7 +101,7 @@ struct [[gnu::visibility("hidden")]] req_resp_logger_service::members {
   }
 
   std::chrono::milliseconds const patience;
-  mura_common::request_client client{logger_service_name};
+  mura_common::request_client client{service_name};
   std::mutex guard;
   std::condition_variable changed;
   std::deque<entry> waiting;
@@ -130,8 +128,8 @@ bool req_resp_logger_service::send_functional_log(unsigned int category, log_sub
 }
 
 req_resp_logger_service_handler::req_resp_logger_service_handler(i_req_resp_logger_service_handler& handler)
-    : request_server(logger_service_name) {
-  mura_common::bind(*this, operation_name, handler, &i_req_resp_logger_service_handler::on_functional_log);
+    : request_server(service_name) {
+  mura_common::bind_operations<i_req_resp_logger_service_handler>(*this, handler);
 }
 
 }  // namespace tavi::logger

@@ -8,8 +8,6 @@
 #include <spdlog/spdlog.h>
 
 #include "mura_common/ipc_typed.h"
-#include "record_fields.h"
-#include "service_names.h"
 
 namespace tavi::ocpp1_6 {
 
@@ -18,14 +16,14 @@ namespace {
 using handler = i_req_resp_ocpp_1_6_service_handler;
 using stations = std::vector<tavi::stations::charging_station>;
 
-constexpr char const* const list_operation = "get_charging_stations";
+constexpr char const* const service_name = mura_common::ipc_interface<handler>::service;
 /// A station must answer within it, and the service must have time left to say that it did not. The service
 /// answers one request after the other, so a query may have to wait as long for the request before it.
 constexpr std::chrono::seconds station_time_out(20);
 constexpr int no_answer = -1;
 
 std::optional<stations> read_list(mura_common::request_client& client) {
-  return mura_common::call(client, list_operation, &handler::on_get_charging_stations);
+  return mura_common::call<&handler::on_get_charging_stations>(client);
 }
 
 }  // namespace
@@ -39,7 +37,7 @@ struct req_resp_ocpp_1_6_service::members {
   }
 
   std::chrono::milliseconds const patience;
-  mura_common::request_client client{ocpp_1_6_service_name, station_time_out};
+  mura_common::request_client client{service_name, station_time_out};
   std::mutex guard;
   stations last_read;
 };
@@ -56,10 +54,10 @@ bool req_resp_ocpp_1_6_service::init() {
     return false;
   }
   auto const left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-  mura_common::request_client starting(ocpp_1_6_service_name, left);
+  mura_common::request_client starting(service_name, left);
   auto const list = read_list(starting);
   if (!list) {
-    spdlog::error("[req_resp_ocpp_1_6_service] {} does not give the list of stations", ocpp_1_6_service_name);
+    spdlog::error("[req_resp_ocpp_1_6_service] {} does not give the list of stations", service_name);
     return false;
   }
   own->keep(*list);
@@ -68,8 +66,7 @@ bool req_resp_ocpp_1_6_service::init() {
 
 std::optional<tavi::stations::charging_station> req_resp_ocpp_1_6_service::get_charging_station(
     unsigned int station_id) {
-  return mura_common::call(own->client, "get_charging_station", &handler::on_get_charging_station, station_id)
-      .value_or(std::nullopt);
+  return mura_common::call<&handler::on_get_charging_station>(own->client, station_id).value_or(std::nullopt);
 }
 
 std::vector<tavi::stations::charging_station> req_resp_ocpp_1_6_service::get_charging_stations() {
@@ -84,25 +81,21 @@ std::vector<tavi::stations::charging_station> req_resp_ocpp_1_6_service::get_cha
 int req_resp_ocpp_1_6_service::request_diagnostics_upload(unsigned int station_id,
                                                           std::string const& location,
                                                           unsigned int& request) {
-  return mura_common::call(own->client, "request_diagnostics_upload", &handler::on_request_diagnostics_upload,
-                           station_id, location, request)
+  return mura_common::call<&handler::on_request_diagnostics_upload>(own->client, station_id, location,
+                                                                    request)
       .value_or(no_answer);
 }
 
 int req_resp_ocpp_1_6_service::request_firmware_update(unsigned int station_id, std::string const& path,
                                                        unsigned int& request) {
-  return mura_common::call(own->client, "request_firmware_update", &handler::on_request_firmware_update,
-                           station_id, path, request)
+  return mura_common::call<&handler::on_request_firmware_update>(own->client, station_id, path, request)
       .value_or(no_answer);
 }
 
 req_resp_ocpp_1_6_service_handler::req_resp_ocpp_1_6_service_handler(
     i_req_resp_ocpp_1_6_service_handler& target)
-    : request_server(ocpp_1_6_service_name) {
-  mura_common::bind(*this, "get_charging_station", target, &handler::on_get_charging_station);
-  mura_common::bind(*this, list_operation, target, &handler::on_get_charging_stations);
-  mura_common::bind(*this, "request_diagnostics_upload", target, &handler::on_request_diagnostics_upload);
-  mura_common::bind(*this, "request_firmware_update", target, &handler::on_request_firmware_update);
+    : request_server(service_name) {
+  mura_common::bind_operations<handler>(*this, target);
 }
 
 }  // namespace tavi::ocpp1_6

@@ -1,13 +1,20 @@
 #include "tavi/webserver_token/req_resp_webserver_token_service.h"
 
 #include "mura_common/ipc_typed.h"
-#include "service_names.h"
 
 namespace tavi::webserver_token {
 
+namespace {
+
+using handled = i_req_resp_webserver_token_service_handler;
+
+constexpr char const* const service_name = mura_common::ipc_interface<handled>::service;
+
+}  // namespace
+
 struct req_resp_webserver_token_service::members {
   std::chrono::milliseconds const patience;
-  mura_common::request_client client{webserver_token_service_name};
+  mura_common::request_client client{service_name};
 };
 
 req_resp_webserver_token_service::req_resp_webserver_token_service(std::chrono::milliseconds patience)
@@ -21,9 +28,7 @@ bool req_resp_webserver_token_service::init() {
 }
 
 std::optional<std::string> req_resp_webserver_token_service::get_upload_token(std::string const& owner) {
-  return mura_common::call(own->client, "get_upload_token",
-                           &i_req_resp_webserver_token_service_handler::on_get_upload_token, owner)
-      .value_or(std::nullopt);
+  return mura_common::call<&handled::on_get_upload_token>(own->client, owner).value_or(std::nullopt);
 }
 
 std::string req_resp_webserver_token_service::build_upload_location(std::string const& address,
@@ -33,9 +38,8 @@ std::string req_resp_webserver_token_service::build_upload_location(std::string 
 
 req_resp_webserver_token_service_handler::req_resp_webserver_token_service_handler(
     i_req_resp_webserver_token_service_handler& handler)
-    : request_server(webserver_token_service_name) {
-  mura_common::bind(*this, "get_upload_token", handler,
-                    &i_req_resp_webserver_token_service_handler::on_get_upload_token);
+    : request_server(service_name) {
+  mura_common::bind_operations<handled>(*this, handler);
 }
 
 }  // namespace tavi::webserver_token

@@ -29,10 +29,10 @@ struct call_limits {
 /// Client of the stations maintenance service over IPC.
 ///
 /// Each operation answers with a `call_result`. Its `value` is what the service's operation gave, a result
-/// code or an absent record included; it is absent when the service was not reached, refused the request or
-/// could not be understood, and `failure` then says which, with a line in the log. Out-parameters change only
-/// when there is a value. A request that got no answer may have been carried out all the same; repeating it
-/// is the caller's decision.
+/// code or an absent record included; without one `failure` says why (refused, with what the service said in
+/// `reason`; not reached; connection lost; timed out; not understood), and a line in the log too.
+/// Out-parameters change only when there is a value. A request that got no answer may have been carried out
+/// all the same; repeating it is the caller's decision.
 ///
 /// Any number of threads may call at once. The client connects by itself, at the first call and again when
 /// the service was away.
@@ -54,61 +54,49 @@ class STATIONS_MAINTENANCE_EXPORT req_resp_stations_maintenance_service {
   /// @return whether it did within `call_limits::start`; when false, one line in the log names the service
   [[nodiscard]] bool init();
 
-  /// The run-time configuration in force. @return always present when the service answers
+  // What each operation does, takes and gives is said once, with the interface of the service:
+  // `i_req_resp_stations_maintenance_service_handler`.
+
+  /// See `on_get_configuration`.
   [[nodiscard]] answer<std::optional<stations_maintenance_configuration>> get_configuration();
-  /// Saves a new run-time configuration and applies it; switching periodic generation off stores 0 for
-  /// maximum and period.
-  /// @return false when a value is refused, as a negative period is, or cannot be saved, or generation
-  ///         cannot be restarted; what was saved until then stays saved
+  /// See `on_set_configuration`.
   [[nodiscard]] answer<bool> set_configuration(stations_maintenance_configuration const& configuration);
 
-  /// Every firmware: stored and announced ones, then those whose upload failed. @return absent when the
-  /// service cannot read them
+  /// See `on_get_firmwares`.
   [[nodiscard]] answer<std::optional<std::vector<station_firmware_info>>> get_firmwares();
-  /// Announces a firmware, whose file has then to be uploaded before the service's upload time-out.
-  /// @param upload_uri   receives where to upload to: "/upload/" and a token, below the controller's address
-  /// @param firmware_id  receives the id of the new firmware; both are meaningful when announced only
+  /// See `on_store_firmware`.
   [[nodiscard]] answer<store_firmware_result> store_firmware(station_firmware_desc const& desc,
                                                              std::string& upload_uri,
                                                              unsigned int& firmware_id);
-  /// One firmware, a failed upload included. @return absent when there is none with this id
+  /// See `on_get_firmware`.
   [[nodiscard]] answer<std::optional<station_firmware_info>> get_firmware(unsigned int firmware_id);
-  /// Deletes a firmware with its file, ends a pending upload, or forgets a failed one.
+  /// See `on_delete_firmware`.
   [[nodiscard]] answer<delete_firmware_result> delete_firmware(unsigned int firmware_id);
-  /// The complete firmware that fit a station's model, from none to many.
-  /// @return absent when the station or its model is not known, the OCPP service gave the service no answer,
-  ///         or the firmware cannot be read
+  /// See `on_get_charging_station_firmware`.
   [[nodiscard]] answer<std::optional<std::vector<station_firmware_info>>> get_charging_station_firmware(
       unsigned int station_id);
 
-  /// Deletes the chosen reports. A request takes 87,000 ids, whatever they are; one with many more is
-  /// `refused` without being sent.
+  /// See `on_delete_diagnostic_reports`.
+  /// A request takes 87,000 ids, whatever they are; one with many more is `refused` without being sent.
   /// @param time_out  above 0
   [[nodiscard]] answer<delete_reports_result> delete_diagnostic_reports(
       diagnostic_report_filter const& filter, std::chrono::milliseconds time_out = bulk_time_out);
-  /// Every stored report.
-  /// @return always present when the service answers; empty also when it cannot read them
+  /// See `on_get_diagnostic_reports`.
   [[nodiscard]] answer<std::optional<std::vector<diagnostic_report_info>>> get_diagnostic_reports();
-  /// Packs the chosen reports into a zip archive.
-  /// @param destination  path of the archive on the controller; an existing one gains the reports
-  /// @param time_out     above 0
+  /// See `on_export_diagnostic_reports`.
+  /// @param time_out  above 0
   /// @return an error flag: true exactly when the export failed, false when it succeeded
   [[nodiscard]] answer<bool> export_diagnostic_reports(diagnostic_report_filter const& filter,
                                                        std::string const& destination,
                                                        std::chrono::milliseconds time_out = bulk_time_out);
-  /// The stored reports of a station, from none to many.
-  /// @return absent when the station is not known or the OCPP service gave the service no answer; empty also
-  ///         when the reports cannot be read
+  /// See `on_get_station_diagnostic_reports`.
   [[nodiscard]] answer<std::optional<std::vector<diagnostic_report_info>>> get_station_diagnostic_reports(
       unsigned int station_id);
-  /// Asks a station for a report; the upload follows later, or never.
-  /// @param type     which limit the report counts against
-  /// @param request  receives the number of the request to the station; meaningful when accepted
+  /// See `on_generate_station_diagnostic_report`.
   [[nodiscard]] answer<generation_result> generate_station_diagnostic_report(unsigned int station_id,
                                                                              diagnostic_report_type type,
                                                                              unsigned int& request);
-  /// The configured storage directory of the reports; a relative one lies below the service's working
-  /// directory.
+  /// See `on_get_diagnostics_folder_path`.
   [[nodiscard]] answer<std::string> get_diagnostics_folder_path();
 
  private:

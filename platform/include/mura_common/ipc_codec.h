@@ -16,6 +16,7 @@
 #include <nlohmann/json.hpp>
 
 #include "mura_common/export.h"
+#include "mura_common/ipc_interface.h"
 
 /// How values travel between services: one JSON form for each type, checked strictly where it arrives.
 ///
@@ -28,21 +29,6 @@ class MURA_COMMON_EXPORT malformed_value : public std::invalid_argument {
  public:
   using std::invalid_argument::invalid_argument;
 };
-
-/// One field of a record: its name in JSON and the member that holds it.
-template <typename Record, typename T>
-struct record_field {
-  char const* name;    ///< key in the JSON object
-  T Record::*content;  ///< the member
-};
-
-template <typename Record, typename T>
-record_field(char const*, T Record::*) -> record_field<Record, T>;
-
-/// Specialise for each record that travels, with one constant that serves both directions:
-/// `static constexpr auto list = std::make_tuple(record_field{"id", &my_record::id}, ...);`
-template <typename Record>
-struct record_fields;
 
 /// A record for which `record_fields` was specialised.
 template <typename T>

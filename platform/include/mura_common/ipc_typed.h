@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <concepts>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -14,12 +13,13 @@
 
 #include "mura_common/ipc.h"
 #include "mura_common/ipc_codec.h"
+#include "mura_common/ipc_interface.h"
 
-/// Operations and events by member function: its type says what travels.
+/// Operations and events by member function: its type says what travels, the table of its interface by which
+/// name (`ipc_interface`).
 ///
 /// Parameters by value or by const reference are arguments; non-const references are out-parameters, which
-/// travel back with the result. Include from source files only. Call `bind` qualified (`mura_common::bind`),
-/// because the standard library has one too.
+/// travel back with the result. Include from source files only.
 namespace mura_common {
 
 /// Inner workings of this header.
@@ -113,8 +113,9 @@ void take_out(Value&& value, Given& given) {
   }
 }
 
-template <typename Result, typename... Parameters, typename Method, typename Handler>
-nlohmann::json carry_out(Handler& handler, Method method, nlohmann::json const& arguments) {
+template <typename Interface, typename Result, typename... Parameters>
+nlohmann::json carry_out(Interface& handler, Result (Interface::*method)(Parameters...),
+                         nlohmann::json const& arguments) {
   auto values = parameters_from<Parameters...>(arguments);
   nlohmann::json body = {{"result", nullptr}, {"out", nlohmann::json::array()}};
   std::apply(
@@ -152,87 +153,112 @@ auto result_from(nlohmann::json const& body, Given&... given) {
 /// Logs that a reply's body was not understood.
 MURA_COMMON_EXPORT void report_malformed_reply(std::string const& operation, char const* problem);
 
-}  // namespace ipc_detail
-
-/// Lets a member function of `handler` answer an operation of the server.
-/// @param server     a stopped server
-/// @param name       of the operation
-/// @param handler    must outlive the server
-/// @param operation  its type decides what requests must hold; out-parameters are blank when it is called
-template <typename Handler, typename Interface, typename Result, typename... Parameters>
-  requires std::derived_from<Handler, Interface>
-void bind(request_server& server, char const* name, Handler& handler,
-          Result (Interface::*operation)(Parameters...)) {
-  Interface& target = handler;
-  server.add(name, [&target, operation](nlohmann::json const& arguments) {
-    return ipc_detail::carry_out<Result, Parameters...>(target, operation, arguments);
-  });
+template <typename... Parameters, typename... Given>
+nlohmann::json arguments_from(Given const&... given) {
+  auto arguments = nlohmann::json::array();
+  (append_argument<Parameters>(arguments, given), ...);
+  return arguments;
 }
 
-/// Calls an operation that the server bound to the same member function.
-/// @param client     of the service
-/// @param name       of the operation
-/// @param operation  its type decides what is sent and how the reply is understood
-/// @param given      one for each parameter, out-parameters as variables
-/// @return the result or why there is none (a line is logged); out-parameters are unchanged then
 template <typename Interface, typename Result, typename... Parameters, typename... Given>
   requires(sizeof...(Parameters) == sizeof...(Given))
-[[nodiscard]] call_result<Result> try_call(request_client& client, char const* name,
-                                           Result (Interface::* /*operation*/)(Parameters...),
-                                           Given&&... given) {
-  auto arguments = nlohmann::json::array();
-  (ipc_detail::append_argument<Parameters>(arguments, given), ...);
+call_result<Result> send_request(request_client& client, char const* name,
+                                 Result (Interface::* /*operation*/)(Parameters...), Given&... given) {
   nlohmann::json body;
-  if (auto outcome = client.call(name, arguments, body); outcome.failure != call_failure::none) {
+  auto outcome = client.call(name, arguments_from<Parameters...>(given...), body);
+  if (outcome.failure != call_failure::none) {
     return {std::nullopt, outcome.failure, std::move(outcome.reason)};
   }
   try {
-    return {ipc_detail::result_from<Result, Parameters...>(body, given...), call_failure::none};
+    return {result_from<Result, Parameters...>(body, given...)};
   } catch (malformed_value const& error) {
-    ipc_detail::report_malformed_reply(name, error.what());
+    report_malformed_reply(name, error.what());
     return {std::nullopt, call_failure::malformed};
   }
 }
 
-/// As `try_call`, for callers to whom every failure is the same. @return the result; absent when there is
-/// none
-template <typename Interface, typename Result, typename... Parameters, typename... Given>
-  requires(sizeof...(Parameters) == sizeof...(Given))
-[[nodiscard]] auto call(request_client& client, char const* name,
-                        Result (Interface::*operation)(Parameters...), Given&&... given) {
-  return try_call(client, name, operation, std::forward<Given>(given)...).value;
+template <typename Interface, typename... Parameters>
+void hand_over(Interface& handler, void (Interface::*event)(Parameters...), nlohmann::json const& arguments) {
+  static_assert(out_count<Parameters...> == 0, "nothing travels back from an event");
+  std::apply([&](auto const&... value) { (handler.*event)(value...); },
+             parameters_from<Parameters...>(arguments));
 }
 
-/// Hands one event over to a member function of `handler`. @throws malformed_value when the arguments are not
-/// what it takes
-template <typename Handler, typename Interface, typename... Parameters>
-  requires std::derived_from<Handler, Interface>
-void deliver(Handler& handler, void (Interface::*event)(Parameters...), nlohmann::json const& arguments) {
-  static_assert(ipc_detail::out_count<Parameters...> == 0, "nothing travels back from an event");
-  Interface& target = handler;
-  std::apply([&](auto const&... value) { (target.*event)(value...); },
-             ipc_detail::parameters_from<Parameters...>(arguments));
-}
-
-/// Hands every event of this name over to a member function of `handler`. @return as
-/// `subscription::subscribe`
-template <typename Handler, typename Interface, typename... Parameters>
-  requires std::derived_from<Handler, Interface>
-[[nodiscard]] bool bind_event(subscription& events, char const* name, Handler& handler,
-                              void (Interface::*event)(Parameters...)) {
-  return events.subscribe(
-      name, [&handler, event](nlohmann::json const& arguments) { deliver(handler, event, arguments); });
-}
-
-/// Publishes an event that subscribers bind to the same member function. @return as `publisher::publish`
 template <typename Interface, typename... Parameters, typename... Given>
   requires(sizeof...(Parameters) == sizeof...(Given))
-bool publish(publisher& events, char const* name, void (Interface::* /*event*/)(Parameters...),
-             Given const&... given) {
-  static_assert(ipc_detail::out_count<Parameters...> == 0, "nothing travels back from an event");
-  auto arguments = nlohmann::json::array();
-  (ipc_detail::append_argument<Parameters>(arguments, given), ...);
-  return events.publish(name, arguments);
+bool send_event(publisher& events, char const* name, void (Interface::* /*event*/)(Parameters...),
+                Given const&... given) {
+  static_assert(out_count<Parameters...> == 0, "nothing travels back from an event");
+  return events.publish(name, arguments_from<Parameters...>(given...));
+}
+
+template <typename Method>
+struct interface_of;
+template <typename Interface, typename Result, typename... Parameters>
+struct interface_of<Result (Interface::*)(Parameters...)> {
+  using type = Interface;
+};
+
+}  // namespace ipc_detail
+
+/// The interface that a member function belongs to.
+template <auto Method>
+using interface_of = typename ipc_detail::interface_of<decltype(Method)>::type;
+
+/// The name by which an operation or event travels. Does not compile for one that does not stand exactly once
+/// in its interface's table.
+template <auto Method>
+inline constexpr char const* name_of =
+    std::get<ipc_operation<Method>>(ipc_interface<interface_of<Method>>::operations).name;
+
+/// Lets `handler` answer every operation of its interface's table; out-parameters are blank when it is called.
+/// @param server   a stopped server
+/// @param handler  must outlive the server
+template <typename Interface>
+void bind_operations(request_server& server, std::type_identity_t<Interface>& handler) {
+  auto const bind_one = [&]<auto Method>(ipc_operation<Method> const& operation) {
+    server.add(operation.name, [&handler](nlohmann::json const& arguments) {
+      return ipc_detail::carry_out(handler, Method, arguments);
+    });
+  };
+  std::apply([&](auto const&... operation) { (bind_one(operation), ...); },
+             ipc_interface<Interface>::operations);
+}
+
+/// Calls an operation.
+/// @tparam Method  its member function in the service's interface
+/// @param client   of the service
+/// @param given    one for each parameter, out-parameters as variables
+/// @return the result or why there is none (a line is logged); out-parameters are unchanged then
+template <auto Method, typename... Given>
+[[nodiscard]] auto try_call(request_client& client, Given&&... given) {
+  return ipc_detail::send_request(client, name_of<Method>, Method, given...);
+}
+
+/// As `try_call`, for callers to whom every failure is the same. @return the result; absent when there is none
+template <auto Method, typename... Given>
+[[nodiscard]] auto call(request_client& client, Given&&... given) {
+  return try_call<Method>(client, given...).value;
+}
+
+/// Hands one event over to `handler`. @throws malformed_value when the arguments are not what it takes
+template <auto Method>
+void deliver(interface_of<Method>& handler, nlohmann::json const& arguments) {
+  ipc_detail::hand_over(handler, Method, arguments);
+}
+
+/// Hands every event of one kind over to `handler`, which must outlive the subscription.
+/// @return as `subscription::subscribe`
+template <auto Method>
+[[nodiscard]] bool bind_event(subscription& events, interface_of<Method>& handler) {
+  return events.subscribe(
+      name_of<Method>, [&handler](nlohmann::json const& arguments) { deliver<Method>(handler, arguments); });
+}
+
+/// Publishes an event. @param given  one for each parameter @return as `publisher::publish`
+template <auto Method, typename... Given>
+bool publish(publisher& events, Given const&... given) {
+  return ipc_detail::send_event(events, name_of<Method>, Method, given...);
 }
 
 }  // namespace mura_common

@@ -3,8 +3,10 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <tuple>
 
 #include "mura_common/ipc.h"
+#include "mura_common/ipc_interface.h"
 #include "tavi/export.h"
 #include "tavi/logger/i_logger.h"
 
@@ -46,3 +48,11 @@ class TAVI_SIBLINGS_EXPORT req_resp_logger_service_handler : public mura_common:
 };
 
 }  // namespace tavi::logger
+
+/// The names by which the operations travel, for both sides.
+template <>
+struct mura_common::ipc_interface<tavi::logger::i_req_resp_logger_service_handler> {
+  using handler = tavi::logger::i_req_resp_logger_service_handler;
+  static constexpr char const* service = "logger_service";
+  static constexpr std::tuple operations{ipc_operation<&handler::on_functional_log>{"functional_log"}};
+};

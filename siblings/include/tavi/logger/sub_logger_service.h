@@ -1,8 +1,10 @@
 #pragma once
 
 #include <string>
+#include <tuple>
 
 #include "mura_common/ipc.h"
+#include "mura_common/ipc_interface.h"
 #include "tavi/export.h"
 
 namespace tavi::logger {
@@ -49,3 +51,11 @@ class TAVI_SIBLINGS_EXPORT pub_logger_service : public mura_common::publisher {
 };
 
 }  // namespace tavi::logger
+
+/// The names by which the events travel, for both sides.
+template <>
+struct mura_common::ipc_interface<tavi::logger::i_sub_logger_service_handler> {
+  using handler = tavi::logger::i_sub_logger_service_handler;
+  static constexpr char const* service = "logger_service";
+  static constexpr std::tuple operations{ipc_operation<&handler::on_functional_log>{"functional_log"}};
+};

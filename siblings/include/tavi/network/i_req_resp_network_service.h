@@ -2,7 +2,9 @@
 
 #include <optional>
 #include <string>
+#include <tuple>
 
+#include "mura_common/ipc_interface.h"
 #include "tavi/export.h"
 
 namespace tavi::network {
@@ -27,3 +29,10 @@ class TAVI_SIBLINGS_EXPORT i_req_resp_network_service {
 };
 
 }  // namespace tavi::network
+
+/// How it travels.
+template <>
+struct mura_common::record_fields<tavi::network::network_config> {
+  using record = tavi::network::network_config;
+  static constexpr std::tuple list{record_field{"address", &record::address}};
+};

@@ -3,8 +3,10 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <tuple>
 
 #include "mura_common/ipc.h"
+#include "mura_common/ipc_interface.h"
 #include "tavi/export.h"
 #include "tavi/network/i_req_resp_network_service.h"
 
@@ -42,3 +44,12 @@ class TAVI_SIBLINGS_EXPORT req_resp_network_service_handler : public mura_common
 };
 
 }  // namespace tavi::network
+
+/// The names by which the operations travel, for both sides.
+template <>
+struct mura_common::ipc_interface<tavi::network::i_req_resp_network_service_handler> {
+  using handler = tavi::network::i_req_resp_network_service_handler;
+  static constexpr char const* service = "network_service";
+  static constexpr std::tuple operations{
+      ipc_operation<&handler::on_get_network_config>{"get_network_config"}};
+};

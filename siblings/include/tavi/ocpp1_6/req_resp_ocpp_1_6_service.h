@@ -4,9 +4,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "mura_common/ipc.h"
+#include "mura_common/ipc_interface.h"
 #include "tavi/export.h"
 #include "tavi/ocpp1_6/i_req_resp_ocpp_1_6_service.h"
 
@@ -62,3 +64,15 @@ class TAVI_SIBLINGS_EXPORT req_resp_ocpp_1_6_service_handler : public mura_commo
 };
 
 }  // namespace tavi::ocpp1_6
+
+/// The names by which the operations travel, for both sides.
+template <>
+struct mura_common::ipc_interface<tavi::ocpp1_6::i_req_resp_ocpp_1_6_service_handler> {
+  using handler = tavi::ocpp1_6::i_req_resp_ocpp_1_6_service_handler;
+  static constexpr char const* service = "ocpp_1_6_service";
+  static constexpr std::tuple operations{
+      ipc_operation<&handler::on_get_charging_station>{"get_charging_station"},
+      ipc_operation<&handler::on_get_charging_stations>{"get_charging_stations"},
+      ipc_operation<&handler::on_request_diagnostics_upload>{"request_diagnostics_upload"},
+      ipc_operation<&handler::on_request_firmware_update>{"request_firmware_update"}};
+};

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <string>
+#include <tuple>
 
+#include "mura_common/ipc_interface.h"
 #include "tavi/stations/station_diagnostics_status.h"
 
 namespace tavi::stations {
@@ -43,3 +45,32 @@ enum class cs_request_status : unsigned int {
 };
 
 }  // namespace tavi::stations
+
+/// How it travels.
+template <>
+struct mura_common::record_fields<tavi::stations::charging_station> {
+  using record = tavi::stations::charging_station;
+  static constexpr std::tuple list{record_field{"id", &record::id},
+                                   record_field{"identity", &record::identity},
+                                   record_field{"vendor", &record::vendor},
+                                   record_field{"model", &record::model},
+                                   record_field{"diagnostics_status", &record::diagnostics_status},
+                                   record_field{"connected", &record::connected}};
+};
+
+/// How it travels.
+template <>
+struct mura_common::record_fields<tavi::stations::charging_station_status> {
+  using record = tavi::stations::charging_station_status;
+  static constexpr std::tuple list{record_field{"station_id", &record::station_id},
+                                   record_field{"connected", &record::connected},
+                                   record_field{"diagnostics_status", &record::diagnostics_status}};
+};
+
+/// How it travels.
+template <>
+struct mura_common::record_fields<tavi::stations::charging_station_connector_status> {
+  using record = tavi::stations::charging_station_connector_status;
+  static constexpr std::tuple list{record_field{"status", &record::status},
+                                   record_field{"error_code", &record::error_code}};
+};

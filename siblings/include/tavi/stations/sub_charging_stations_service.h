@@ -1,8 +1,10 @@
 #pragma once
 
 #include <string>
+#include <tuple>
 
 #include "mura_common/ipc.h"
+#include "mura_common/ipc_interface.h"
 #include "tavi/export.h"
 #include "tavi/stations/charging_station.h"
 
@@ -81,3 +83,17 @@ class TAVI_SIBLINGS_EXPORT pub_charging_stations_service : public mura_common::p
 };
 
 }  // namespace tavi::stations
+
+/// The names by which the events travel, for both sides.
+template <>
+struct mura_common::ipc_interface<tavi::stations::i_sub_charging_stations_service_handler> {
+  using handler = tavi::stations::i_sub_charging_stations_service_handler;
+  static constexpr char const* service = "charging_stations_service";
+  static constexpr std::tuple operations{
+      ipc_operation<&handler::on_station_status>{"station_status"},
+      ipc_operation<&handler::on_connector_status_changed>{"connector_status_changed"},
+      ipc_operation<&handler::on_command_status>{"command_status"},
+      ipc_operation<&handler::on_station_created>{"station_created"},
+      ipc_operation<&handler::on_station_deleted>{"station_deleted"},
+      ipc_operation<&handler::on_firmware_status>{"firmware_status"}};
+};

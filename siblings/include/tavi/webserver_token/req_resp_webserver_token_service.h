@@ -4,8 +4,10 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 
 #include "mura_common/ipc.h"
+#include "mura_common/ipc_interface.h"
 #include "tavi/export.h"
 #include "tavi/webserver_token/i_req_resp_webserver_token_service.h"
 
@@ -45,3 +47,11 @@ class TAVI_SIBLINGS_EXPORT req_resp_webserver_token_service_handler : public mur
 };
 
 }  // namespace tavi::webserver_token
+
+/// The names by which the operations travel, for both sides.
+template <>
+struct mura_common::ipc_interface<tavi::webserver_token::i_req_resp_webserver_token_service_handler> {
+  using handler = tavi::webserver_token::i_req_resp_webserver_token_service_handler;
+  static constexpr char const* service = "webserver_token_service";
+  static constexpr std::tuple operations{ipc_operation<&handler::on_get_upload_token>{"get_upload_token"}};
+};

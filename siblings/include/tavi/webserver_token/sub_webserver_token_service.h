@@ -1,8 +1,10 @@
 #pragma once
 
 #include <string>
+#include <tuple>
 
 #include "mura_common/ipc.h"
+#include "mura_common/ipc_interface.h"
 #include "tavi/export.h"
 
 namespace tavi::webserver_token {
@@ -50,3 +52,11 @@ class TAVI_SIBLINGS_EXPORT pub_webserver_token_service : public mura_common::pub
 };
 
 }  // namespace tavi::webserver_token
+
+/// The names by which the events travel, for both sides.
+template <>
+struct mura_common::ipc_interface<tavi::webserver_token::i_sub_webserver_token_service_handler> {
+  using handler = tavi::webserver_token::i_sub_webserver_token_service_handler;
+  static constexpr char const* service = "webserver_token_service";
+  static constexpr std::tuple operations{ipc_operation<&handler::on_file_uploaded>{"file_uploaded"}};
+};

@@ -9,15 +9,7 @@
 
 #include "ipc_test.h"
 
-namespace {
-
-using mura_common::call;
-using mura_common::call_failure;
-using mura_common::request_client;
-using mura_common::request_server;
-using mura_common::try_call;
-using nlohmann::json;
-using testing::ElementsAre;
+namespace typed_test {
 
 class i_shop {
  public:
@@ -28,6 +20,46 @@ class i_shop {
   virtual void on_close(unsigned int& customers) = 0;
   virtual void on_nothing() = 0;
 };
+
+class i_listener {
+ public:
+  virtual ~i_listener() = default;
+  virtual void on_rain(unsigned int const& amount, std::string const& place) = 0;
+};
+
+}  // namespace typed_test
+
+namespace mura_common {
+
+template <>
+struct ipc_interface<typed_test::i_shop> {
+  using shop = typed_test::i_shop;
+  static constexpr char const* service = "shop";
+  static constexpr std::tuple operations{
+      ipc_operation<&shop::on_price>{"price"}, ipc_operation<&shop::on_find>{"find"},
+      ipc_operation<&shop::on_swap>{"swap"}, ipc_operation<&shop::on_close>{"close"},
+      ipc_operation<&shop::on_nothing>{"nothing"}};
+};
+
+template <>
+struct ipc_interface<typed_test::i_listener> {
+  static constexpr char const* service = "sky";
+  static constexpr std::tuple operations{ipc_operation<&typed_test::i_listener::on_rain>{"rain"}};
+};
+
+}  // namespace mura_common
+
+namespace {
+
+using mura_common::call;
+using mura_common::call_failure;
+using mura_common::request_client;
+using mura_common::request_server;
+using mura_common::try_call;
+using nlohmann::json;
+using testing::ElementsAre;
+using typed_test::i_listener;
+using typed_test::i_shop;
 
 class shop : public i_shop {
  public:
@@ -50,13 +82,7 @@ class shop : public i_shop {
 
 class TypedCall : public ipc_test {
  protected:
-  TypedCall() {
-    mura_common::bind(server, "price", keeper, &i_shop::on_price);
-    mura_common::bind(server, "find", keeper, &i_shop::on_find);
-    mura_common::bind(server, "swap", keeper, &i_shop::on_swap);
-    mura_common::bind(server, "close", keeper, &i_shop::on_close);
-    mura_common::bind(server, "nothing", keeper, &i_shop::on_nothing);
-  }
+  TypedCall() { mura_common::bind_operations<i_shop>(server, keeper); }
 
   shop keeper;
   request_server server{"shop"};
@@ -65,20 +91,20 @@ class TypedCall : public ipc_test {
 
 TEST_F(TypedCall, CarriesArgumentsAndResult) {
   ASSERT_TRUE(server.start());
-  EXPECT_EQ(call(client, "price", &i_shop::on_price, "four", 3U), 12);
+  EXPECT_EQ(call<&i_shop::on_price>(client, "four", 3U), 12);
 }
 
 TEST_F(TypedCall, TellsAnAbsentResultFromNoResult) {
   ASSERT_TRUE(server.start());
-  auto const found = call(client, "find", &i_shop::on_find, 1U);
+  auto const found = call<&i_shop::on_find>(client, 1U);
   ASSERT_TRUE(found.has_value());
   EXPECT_EQ(*found, "first");
-  auto const unknown = call(client, "find", &i_shop::on_find, 2U);
+  auto const unknown = call<&i_shop::on_find>(client, 2U);
   ASSERT_TRUE(unknown.has_value());
   EXPECT_FALSE(unknown->has_value());
   ASSERT_TRUE(server.stop());
   request_client hasty("shop", std::chrono::milliseconds(50));
-  auto const failed = try_call(hasty, "find", &i_shop::on_find, 1U);
+  auto const failed = try_call<&i_shop::on_find>(hasty, 1U);
   EXPECT_FALSE(failed.value.has_value());
   EXPECT_EQ(failed.failure, call_failure::not_reached);
 }
@@ -87,7 +113,7 @@ TEST_F(TypedCall, BringsOutParametersBackInTheirOrder) {
   ASSERT_TRUE(server.start());
   std::string left = "old";
   std::vector<int> right{9};
-  EXPECT_EQ(call(client, "swap", &i_shop::on_swap, left, 5, right), true);
+  EXPECT_EQ(call<&i_shop::on_swap>(client, left, 5, right), true);
   EXPECT_EQ(left, "left");
   EXPECT_THAT(right, ElementsAre(5, 5));
 }
@@ -95,9 +121,9 @@ TEST_F(TypedCall, BringsOutParametersBackInTheirOrder) {
 TEST_F(TypedCall, WorksWithoutAResult) {
   ASSERT_TRUE(server.start());
   unsigned int customers = 0;
-  EXPECT_TRUE(call(client, "close", &i_shop::on_close, customers).has_value());
+  EXPECT_TRUE(call<&i_shop::on_close>(client, customers).has_value());
   EXPECT_EQ(customers, 3U);
-  EXPECT_TRUE(call(client, "nothing", &i_shop::on_nothing).has_value());
+  EXPECT_TRUE(call<&i_shop::on_nothing>(client).has_value());
   ASSERT_TRUE(server.stop());
   EXPECT_EQ(keeper.closed, 1);
 }
@@ -152,7 +178,7 @@ TEST_P(WrongReply, LeavesTheOutParametersAsTheyWere) {
   request_client client("shop", generous);
   std::string left = "old";
   std::vector<int> right{9};
-  auto const answer = try_call(client, "swap", &i_shop::on_swap, left, 5, right);
+  auto const answer = try_call<&i_shop::on_swap>(client, left, 5, right);
   EXPECT_EQ(answer.failure, call_failure::malformed);
   EXPECT_FALSE(answer.value.has_value());
   EXPECT_EQ(left, "old");
@@ -168,12 +194,6 @@ INSTANTIATE_TEST_SUITE_P(
                     wrong_reply{"OutTooLong", R"({"result":true,"out":["new",[1],1]})"}),
     [](auto const& row) { return row.param.name; });
 
-class i_listener {
- public:
-  virtual ~i_listener() = default;
-  virtual void on_rain(unsigned int const& amount, std::string const& place) = 0;
-};
-
 class listener : public i_listener {
  public:
   void on_rain(unsigned int const& amount, std::string const& place) override {
@@ -184,10 +204,10 @@ class listener : public i_listener {
 
 TEST(TypedEvent, IsHandedToItsMemberFunction) {
   listener heard;
-  mura_common::deliver(heard, &i_listener::on_rain, {4, "here"});
+  mura_common::deliver<&i_listener::on_rain>(heard, {4, "here"});
   EXPECT_THAT(heard.rains.wait_for(1), ElementsAre("4 in here"));
-  EXPECT_THROW(mura_common::deliver(heard, &i_listener::on_rain, {4}), mura_common::malformed_value);
-  EXPECT_THROW(mura_common::deliver(heard, &i_listener::on_rain, {"here", 4}), mura_common::malformed_value);
+  EXPECT_THROW(mura_common::deliver<&i_listener::on_rain>(heard, {4}), mura_common::malformed_value);
+  EXPECT_THROW(mura_common::deliver<&i_listener::on_rain>(heard, {"here", 4}), mura_common::malformed_value);
 }
 
 class TypedEvents : public ipc_test {};
@@ -197,10 +217,10 @@ TEST_F(TypedEvents, TravelFromPublisherToSubscriber) {
   mura_common::publisher source("sky");
   ASSERT_TRUE(source.start());
   mura_common::subscription events("garden", "sky");
-  ASSERT_TRUE(mura_common::bind_event(events, "rain", heard, &i_listener::on_rain));
+  ASSERT_TRUE(mura_common::bind_event<&i_listener::on_rain>(events, heard));
   for (int attempt = 0; attempt < 3000 && heard.rains.wait_for(1, std::chrono::milliseconds(10)).empty();
        ++attempt) {
-    EXPECT_TRUE(mura_common::publish(source, "rain", &i_listener::on_rain, 4U, "garden"));
+    EXPECT_TRUE(mura_common::publish<&i_listener::on_rain>(source, 4U, "garden"));
   }
   auto const all = heard.rains.wait_for(1);
   ASSERT_FALSE(all.empty());
