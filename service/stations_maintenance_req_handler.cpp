@@ -88,4 +88,17 @@ std::string stations_maintenance_req_handler::on_get_diagnostics_folder_path() {
   return diagnostics.get_storage_directory();
 }
 
+std::string stations_maintenance_req_handler::on_get_working_directory() {
+  return service.working_dir();
+}
+
+std::optional<std::string> stations_maintenance_req_handler::on_get_firmware_file(
+    unsigned int const& firmware_id) {
+  auto const firmware = firmware_storage.get_firmware_from_id(firmware_id);
+  if (!firmware || firmware->path.empty()) {
+    return std::nullopt;
+  }
+  return firmware_storage.convert_uri_to_path(firmware->path).string();
+}
+
 }  // namespace tavi::stations_maintenance

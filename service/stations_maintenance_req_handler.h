@@ -43,6 +43,8 @@ class stations_maintenance_req_handler : public i_req_resp_stations_maintenance_
                                                           diagnostic_report_type const& type,
                                                           unsigned int& request_out) override;
   std::string on_get_diagnostics_folder_path() override;
+  std::string on_get_working_directory() override;
+  std::optional<std::string> on_get_firmware_file(unsigned int const& firmware_id) override;
 
  private:
   stations_maintenance_service& service;

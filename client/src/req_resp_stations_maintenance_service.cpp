@@ -98,4 +98,12 @@ client::answer<std::string> client::get_diagnostics_folder_path() {
   return try_call<&handler::on_get_diagnostics_folder_path>(own->queries);
 }
 
+client::answer<std::string> client::get_working_directory() {
+  return try_call<&handler::on_get_working_directory>(own->queries);
+}
+
+client::answer<std::optional<std::string>> client::get_firmware_file(unsigned int firmware_id) {
+  return try_call<&handler::on_get_firmware_file>(own->queries, firmware_id);
+}
+
 }  // namespace tavi::stations_maintenance

@@ -81,6 +81,15 @@ class STATIONS_MAINTENANCE_EXPORT i_req_resp_stations_maintenance_service_handle
   /// The configured storage directory of the reports; a relative one lies below the service's working
   /// directory.
   virtual std::string on_get_diagnostics_folder_path() = 0;
+
+  // --- places on the controller ---------------------------------------------------------------------------
+
+  /// The absolute folder from which the service's relative paths count: that of the reports, of an export.
+  virtual std::string on_get_working_directory() = 0;
+  /// Where the file of a stored firmware really lies. What the other operations give as its `path` begins with
+  /// "/" also when the service's firmware folder is a relative one, and cannot be opened then.
+  /// @return an absolute path; absent when there is no firmware with this id or it has no file
+  virtual std::optional<std::string> on_get_firmware_file(unsigned int const& firmware_id) = 0;
 };
 
 }  // namespace tavi::stations_maintenance
@@ -104,5 +113,7 @@ struct mura_common::ipc_interface<
       ipc_operation<&handler::on_export_diagnostic_reports>{"export_diagnostic_reports"},
       ipc_operation<&handler::on_get_station_diagnostic_reports>{"get_station_diagnostic_reports"},
       ipc_operation<&handler::on_generate_station_diagnostic_report>{"generate_station_diagnostic_report"},
-      ipc_operation<&handler::on_get_diagnostics_folder_path>{"get_diagnostics_folder_path"}};
+      ipc_operation<&handler::on_get_diagnostics_folder_path>{"get_diagnostics_folder_path"},
+      ipc_operation<&handler::on_get_working_directory>{"get_working_directory"},
+      ipc_operation<&handler::on_get_firmware_file>{"get_firmware_file"}};
 };

@@ -63,6 +63,10 @@ class called_directly {
   call_result<std::string> get_diagnostics_folder_path() {
     return {handler.on_get_diagnostics_folder_path()};
   }
+  call_result<std::string> get_working_directory() { return {handler.on_get_working_directory()}; }
+  call_result<std::optional<std::string>> get_firmware_file(unsigned int id) {
+    return {handler.on_get_firmware_file(id)};
+  }
 
  private:
   fake_stations_maintenance_service& handler;
@@ -181,6 +185,13 @@ TYPED_TEST(StationsMaintenanceServiceContract, AsksConnectedStationsForReports) 
   EXPECT_EQ(ask(8, diagnostic_report_type::manual, second), generation_result::not_connected);
   EXPECT_EQ(ask(9, diagnostic_report_type::manual, second), generation_result::unknown_station);
   EXPECT_EQ(ask(7, static_cast<diagnostic_report_type>(-1), second), generation_result::failed);
+}
+
+TYPED_TEST(StationsMaintenanceServiceContract, TellsWhereThingsLie) {
+  this->handler.add(this->stored);
+  EXPECT_EQ(this->service().get_working_directory().value, "/var/lib/stations");
+  EXPECT_EQ(this->service().get_firmware_file(3).value.value(), "/f/3_x7.bin");
+  EXPECT_EQ(this->service().get_firmware_file(4).value.value(), std::nullopt);
 }
 
 TYPED_TEST(StationsMaintenanceServiceContract, TellsTheFolderOfTheReports) {

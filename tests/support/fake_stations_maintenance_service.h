@@ -185,6 +185,18 @@ class fake_stations_maintenance_service
     return std::string("diagnostic_reports");
   }
 
+  std::string on_get_working_directory() override {
+    auto const turn = enter();
+    return "/var/lib/stations";
+  }
+
+  /// Every file lies where its path says, as in an absolute folder.
+  std::optional<std::string> on_get_firmware_file(unsigned int const& firmware_id) override {
+    auto const turn = enter();
+    auto const found = std::find_if(firmwares.begin(), firmwares.end(), has_id(firmware_id));
+    return found == firmwares.end() || found->path.empty() ? std::nullopt : std::optional(found->path);
+  }
+
  private:
   [[nodiscard]] std::unique_lock<std::mutex> enter() {
     std::unique_lock lock(guard);

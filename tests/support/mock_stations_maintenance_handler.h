@@ -40,4 +40,7 @@ class mock_stations_maintenance_handler
                unsigned int& request_out),
               (override));
   MOCK_METHOD(std::string, on_get_diagnostics_folder_path, (), (override));
+  MOCK_METHOD(std::string, on_get_working_directory, (), (override));
+  MOCK_METHOD(std::optional<std::string>, on_get_firmware_file, (unsigned int const& firmware_id),
+              (override));
 };

@@ -99,6 +99,11 @@ class STATIONS_MAINTENANCE_EXPORT req_resp_stations_maintenance_service {
   /// See `on_get_diagnostics_folder_path`.
   [[nodiscard]] answer<std::string> get_diagnostics_folder_path();
 
+  /// See `on_get_working_directory`.
+  [[nodiscard]] answer<std::string> get_working_directory();
+  /// See `on_get_firmware_file`.
+  [[nodiscard]] answer<std::optional<std::string>> get_firmware_file(unsigned int firmware_id);
+
  private:
   struct members;
   std::unique_ptr<members> own;

@@ -66,7 +66,7 @@ TEST_F(DocumentedForm, IsWhatTheServiceSpeaks) {
     EXPECT_EQ(peer.ask({lines[at]}), json::parse(lines[at + 1])) << lines[at];
     operations.insert(json::parse(lines[at])["operation"].get<std::string>());
   }
-  EXPECT_EQ(operations.size(), 13U);
+  EXPECT_EQ(operations.size(), 15U);
 }
 
 struct refused_request {

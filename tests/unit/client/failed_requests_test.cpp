@@ -83,7 +83,11 @@ auto const every_operation = testing::Values(
                    [](tested& client, limit) { return told_by(client.get_station_diagnostic_reports(7)); }},
     operation_case{"generate_station_diagnostic_report", generate},
     operation_case{"get_diagnostics_folder_path",
-                   [](tested& client, limit) { return told_by(client.get_diagnostics_folder_path()); }});
+                   [](tested& client, limit) { return told_by(client.get_diagnostics_folder_path()); }},
+    operation_case{"get_working_directory",
+                   [](tested& client, limit) { return told_by(client.get_working_directory()); }},
+    operation_case{"get_firmware_file",
+                   [](tested& client, limit) { return told_by(client.get_firmware_file(1)); }});
 
 class EveryOperation : public ipc_test, public testing::WithParamInterface<operation_case> {
  protected:

@@ -87,6 +87,9 @@ TEST_F(ServiceFirmware, GoesFromItsAnnouncementToTheStationsItFits) {
   EXPECT_EQ(available[0].version, "2.1");
   EXPECT_EQ(available[0].status, station_firmware_status::available);
   EXPECT_EQ(available[0].path, "/firmware/1_fw.bin");
+  EXPECT_EQ(client.get_working_directory().value, std::filesystem::canonical(folder.path()).string());
+  EXPECT_EQ(client.get_firmware_file(id).value.value(),
+            (std::filesystem::canonical(folder.path()) / "firmware/1_fw.bin").string());
   EXPECT_EQ(content_of(folder.path() / "firmware/1_fw.bin"), "firmware image");
 }
 

@@ -126,6 +126,14 @@ TEST_F(RequestHandler, TellsAFirmwareWhoseRowCannotBeDeleted) {
   EXPECT_EQ(handler.on_delete_firmware(stored), delete_firmware_result::row_not_deleted);
 }
 
+TEST_F(RequestHandler, TellsWhereTheFileOfAFirmwareLies) {
+  auto const stored = firmwares.given_stored("2.1");
+  ASSERT_EQ(store({"2.2", {"X7"}}), store_firmware_result::announced);
+  EXPECT_EQ(handler.on_get_firmware_file(stored), handler.on_get_firmware(stored).value().path);
+  EXPECT_EQ(handler.on_get_firmware_file(id), std::nullopt);
+  EXPECT_EQ(handler.on_get_firmware_file(id + 1), std::nullopt);
+}
+
 TEST_F(RequestHandler, OffersAStationWhatFitsIt) {
   auto const stored = firmwares.given_stored("2.1", {"X7"});
   ON_CALL(firmwares.ocpp, get_charging_station(7)).WillByDefault(Return(station_of_model("X7-S")));
