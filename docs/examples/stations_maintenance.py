@@ -10,7 +10,10 @@ import json
 import os
 import sys
 
-import zmq
+try:
+    import zmq
+except ImportError:
+    zmq = None
 
 PERIODIC, MANUAL = 0, 1
 STATUS = {0: "available", 1: "pending upload", 2: "being processed", 4: "without version", 5: "failed"}
@@ -140,6 +143,15 @@ def folder(given):
     return tell(True, ask(given, "get_diagnostics_folder_path")[0])
 
 
+def working_directory(given):
+    return tell(True, ask(given, "get_working_directory")[0])
+
+
+def firmware_file(given):
+    found = ask(given, "get_firmware_file", given.id)[0]
+    return tell(found is not None, found or "unknown, or not there yet")
+
+
 def a_time(text):
     seconds = int(text)
     if not 0 < seconds <= 86400:
@@ -174,9 +186,13 @@ def command_line():
     command(delete_reports, "delete reports", (["ids"], numbers))
     command(export, "pack reports into a zip archive on the controller", (["archive"], {}), (["ids"], numbers))
     command(folder, "tell the folder of the reports")
+    command(working_directory, "tell the folder from which relative paths count")
+    command(firmware_file, "tell where the file of a firmware lies", (["id"], a_number))
     return parser
 
 
 if __name__ == "__main__":
     chosen = command_line().parse_args()
+    if zmq is None:
+        sys.exit(fail("this program needs ZeroMQ for Python: install Debian's python3-zmq, or pyzmq elsewhere"))
     sys.exit(chosen.work(chosen))

@@ -93,6 +93,12 @@ TEST_F(ExampleProgram, ListsExportsAndDeletesReports) {
   EXPECT_EQ(run({"delete-reports", "42"}), (outcome{1, "unknown\n"}));
 }
 
+TEST_F(ExampleProgram, TellsWhereThingsLie) {
+  EXPECT_EQ(run({"working-directory"}), (outcome{0, "/var/lib/stations\n"}));
+  EXPECT_EQ(run({"firmware-file", "3"}), (outcome{0, "/f/3_x7.bin\n"}));
+  EXPECT_EQ(run({"firmware-file", "99"}), (outcome{1, "unknown, or not there yet\n"}));
+}
+
 TEST_F(ExampleProgram, AsksAStationForAReport) {
   EXPECT_EQ(run({"generate", "7"}), (outcome{0, "accepted, request 1\n"}));
   EXPECT_EQ(run({"generate", "--periodic", "7"}), (outcome{0, "accepted, request 2\n"}));
@@ -112,6 +118,18 @@ TEST_F(ExampleProgram, TellsWhatDoesNotAnswerInTime) {
             (outcome{2, "no answer to get_diagnostics_folder_path within 1 s\n"}));
   EXPECT_EQ(run({"--timeout", "0", "folder"}).status, 2);
   EXPECT_EQ(run({"--timeout", "-1", "folder"}).status, 2);
+}
+
+TEST_F(ExampleProgram, SaysWhatItNeedsWithoutZeroMq) {
+  folder.write("zmq.py", "raise ImportError('none')");
+  setenv("PYTHONPATH", folder.path().c_str(), 1);
+  auto const asked = run({"folder"});
+  auto const helped = run({"--help"});
+  unsetenv("PYTHONPATH");
+  EXPECT_EQ(asked, (outcome{2,
+                            "this program needs ZeroMQ for Python: install Debian's python3-zmq, or pyzmq "
+                            "elsewhere\n"}));
+  EXPECT_EQ(helped.status, 0);
 }
 
 struct odd_reply {
