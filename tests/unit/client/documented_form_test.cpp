@@ -1,14 +1,16 @@
 #include <fstream>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
 #include "fake_stations_maintenance_service.h"
 #include "ipc_raw_peer.h"
 #include "ipc_test.h"
+#include "mock_stations_maintenance_handler.h"
 #include "spawned_program.h"
 #include "stations_maintenance/req_resp_stations_maintenance_service_handler.h"
 
@@ -67,6 +69,62 @@ TEST_F(DocumentedForm, IsWhatTheServiceSpeaks) {
     operations.insert(json::parse(lines[at])["operation"].get<std::string>());
   }
   EXPECT_EQ(operations.size(), 15U);
+}
+
+/// The result that travels when a service's own operation answers with a code.
+class ResultOnTheWire : public ipc_test {
+ protected:
+  ResultOnTheWire() { EXPECT_TRUE(server.start()); }
+
+  json result_of(char const* operation, char const* arguments) {
+    raw_peer peer(zmq::socket_type::req, socket("stations_maintenance_service.req"));
+    json const request = {{"protocol", 1}, {"operation", operation}, {"arguments", json::parse(arguments)}};
+    return peer.ask({request.dump()})["result"];
+  }
+
+  testing::NiceMock<mock_stations_maintenance_handler> handler;
+  req_resp_stations_maintenance_service_handler server{handler};
+};
+
+TEST_F(ResultOnTheWire, OfAnAnnouncementIsItsNumber) {
+  using result = store_firmware_result;
+  for (auto const& [code, number] : std::map<result, int>{{result::announced, 0},
+                                                          {result::version_refused, 1},
+                                                          {result::limit_reached, 2},
+                                                          {result::model_refused, 3},
+                                                          {result::failed, -1}}) {
+    EXPECT_CALL(handler, on_store_firmware).WillOnce(testing::Return(code));
+    EXPECT_EQ(result_of("store_firmware", R"([{"version":"1","models":["X7"]}])"), number);
+  }
+}
+
+TEST_F(ResultOnTheWire, OfADeletionOfFirmwareIsItsNumber) {
+  using result = delete_firmware_result;
+  for (auto const& [code, number] : std::map<result, int>{
+           {result::deleted, 0}, {result::unknown_firmware, 1}, {result::row_not_deleted, 2}}) {
+    EXPECT_CALL(handler, on_delete_firmware).WillOnce(testing::Return(code));
+    EXPECT_EQ(result_of("delete_firmware", "[7]"), number);
+  }
+}
+
+TEST_F(ResultOnTheWire, OfADeletionOfReportsIsItsNumber) {
+  using result = delete_reports_result;
+  for (auto const& [code, number] : std::map<result, unsigned int>{
+           {result::deleted, 0U}, {result::none_matched, 1U}, {result::not_all_deleted, 2U}}) {
+    EXPECT_CALL(handler, on_delete_diagnostic_reports).WillOnce(testing::Return(code));
+    EXPECT_EQ(result_of("delete_diagnostic_reports", R"([{"diagnostic_ids":[1]}])"), number);
+  }
+}
+
+TEST_F(ResultOnTheWire, OfAGenerationIsItsNumber) {
+  using result = generation_result;
+  for (auto const& [code, number] : std::map<result, unsigned int>{{result::accepted, 0U},
+                                                                   {result::unknown_station, 1U},
+                                                                   {result::not_connected, 2U},
+                                                                   {result::failed, 4294967295U}}) {
+    EXPECT_CALL(handler, on_generate_station_diagnostic_report).WillOnce(testing::Return(code));
+    EXPECT_EQ(result_of("generate_station_diagnostic_report", "[7,1]"), number);
+  }
 }
 
 struct refused_request {
