@@ -105,9 +105,7 @@ asio::awaitable<bool> send_head(http_exchange& exchange, http_head const& head) 
   for (auto const& [field, value] : head.fields) {
     response.set(field, value);
   }
-  if (head.content_length) {
-    response.content_length(*head.content_length);
-  }
+  response.content_length(head.content_length);
   auto const is_written = co_await write_response(exchange, response);
   co_return is_written;
 }

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,7 +27,7 @@ struct http_answer {
 struct http_head {
   boost::beast::http::status status = boost::beast::http::status::ok;     ///< the code and its reason
   std::vector<std::pair<boost::beast::http::field, std::string>> fields;  ///< besides those of the connection
-  std::optional<std::uint64_t> content_length;  ///< empty where no length may be told, as with 304
+  std::uint64_t content_length = 0;                                       ///< of what is written after it
 };
 
 /// Writes an answer. A peer that takes it too slowly loses its connection.

@@ -11,7 +11,6 @@
 
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
 #include "blocking_work.h"
@@ -73,11 +72,10 @@ http::http_answer answer_for(slot_answer busy, delivery_times const& times) {
 class delivery_session {
  public:
   delivery_session(http::http_exchange& connection, firmware_services& shared, delivery wanted,
-                   std::string used_token)
+                   std::string const& token)
       : exchange(connection),
         services(shared),
         what(std::move(wanted)),
-        token(std::move(used_token)),
         shown_token(http::shorten_token(token)) {}
 
   asio::awaitable<bool> run();
@@ -92,7 +90,6 @@ class delivery_session {
   http::http_exchange& exchange;
   firmware_services& services;
   delivery what;
-  std::string token;
   std::string shown_token;  // for logs
   std::unique_ptr<firmware_file> file;
   steady_clock::time_point ends_at;
@@ -184,11 +181,8 @@ asio::awaitable<std::error_code> delivery_session::run_on_disk(std::function<std
 }
 
 bool delivery_session::cut(std::string const& reason) {
-  if (auto const count = services.cuts.add(token, steady_clock::now())) {
-    auto const others = *count > 1 ? fmt::format(" ({} times since the last such line)", *count) : "";
-    spdlog::warn("[firmware_server] {} is cut off, station {}, token {}: {}{}", exchange.peer, what.station,
-                 shown_token, reason, others);
-  }
+  spdlog::warn("[firmware_server] {} is cut off, station {}, token {}: {}", exchange.peer, what.station,
+               shown_token, reason);
   // Closed in order, the system would go on offering what the peer does not take.
   boost::system::error_code ignored;
   exchange.stream.socket().set_option(asio::socket_base::linger(true, 0), ignored);

@@ -5,7 +5,6 @@
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/thread_pool.hpp>
 
-#include "firmware/cut_reports.h"
 #include "firmware/delivery_slots.h"
 #include "firmware/delivery_tokens.h"
 #include "firmware/firmware_options.h"
@@ -22,7 +21,6 @@ struct firmware_services {
   delivery_times times;              ///< see there
   delivery_tokens tokens;            ///< with which one may fetch
   delivery_slots slots;              ///< how many may go on
-  cut_reports cuts;                  ///< of which the log was told
   boost::asio::thread_pool disk{1};  ///< waits for the disk; joined before the loop ends
   bool is_closing = false;           ///< nothing more is given to `disk`
 };

@@ -8,8 +8,6 @@
 #include <boost/beast/http/verb.hpp>
 #include <fmt/format.h>
 
-#include "firmware/entity_tag.h"
-
 namespace tavi::site {
 namespace {
 
@@ -63,20 +61,17 @@ delivery_plan plan_part(file_state const& file, byte_range const& range) {
   return plan;
 }
 
-delivery_plan plan_nothing(beast_http::status status, file_state const& file) {
-  auto plan = make_plan(status, file);
-  if (status == beast_http::status::range_not_satisfiable) {
-    plan.head.fields.emplace_back(beast_http::field::content_range, fmt::format("bytes */{}", file.size));
-  }
-  if (status != beast_http::status::not_modified) {
-    plan.head.content_length = 0;
-  }
+delivery_plan plan_nothing(file_state const& file) {
+  auto plan = make_plan(beast_http::status::range_not_satisfiable, file);
+  plan.head.fields.emplace_back(beast_http::field::content_range, fmt::format("bytes */{}", file.size));
+  plan.head.content_length = 0;
   return plan;
 }
 
 range_finding find_wanted_range(http::request_header const& header, file_state const& file) {
+  // A weak tag or a date is not this one: a part is sent only to whoever holds the rest of the very same file.
   auto const if_range = values_of(header, beast_http::field::if_range);
-  if (if_range && !is_range_condition_met(*if_range, file.tag)) {
+  if (if_range && *if_range != file.tag) {
     return {};
   }
   return find_range(values_of(header, beast_http::field::range).value_or(""), file.size);
@@ -100,13 +95,6 @@ std::variant<http::token_target, http::http_answer> find_firmware_target(http::r
 }
 
 delivery_plan plan_delivery(http::request_header const& header, file_state const& file) {
-  auto const if_match = values_of(header, beast_http::field::if_match);
-  if (if_match && !is_tag_matched(*if_match, file.tag)) {
-    return plan_nothing(beast_http::status::precondition_failed, file);
-  }
-  if (is_tag_matched_weakly(values_of(header, beast_http::field::if_none_match).value_or(""), file.tag)) {
-    return plan_nothing(beast_http::status::not_modified, file);
-  }
   if (header.method() == beast_http::verb::head) {
     auto plan = plan_whole(file);
     plan.body = {};
@@ -114,7 +102,7 @@ delivery_plan plan_delivery(http::request_header const& header, file_state const
   }
   auto const wanted = find_wanted_range(header, file);
   if (wanted.kind == range_kind::unsatisfiable) {
-    return plan_nothing(beast_http::status::range_not_satisfiable, file);
+    return plan_nothing(file);
   }
   return wanted.kind == range_kind::part ? plan_part(file, wanted.range) : plan_whole(file);
 }

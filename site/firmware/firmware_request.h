@@ -22,8 +22,9 @@ struct delivery_plan {
     http::request_header const& header);
 
 /// Decides what is sent to whoever may have the file: 200 with the whole file, 206 with the part that a Range
-/// field asks for (unless If-Range says that it was another file's), 304 for If-None-Match, 412 for If-Match,
-/// 416 for a part that the file does not have. HEAD gets the head of the whole file.
+/// field asks for (unless If-Range says that it was another file's), 416 for a part that the file does not
+/// have. HEAD gets the head of the whole file. If-Match and If-None-Match are passed over: nobody may keep what is
+/// sent here, so nobody has a copy to ask about.
 /// @param header  of a GET or HEAD  @param file  to be sent
 [[nodiscard]] delivery_plan plan_delivery(http::request_header const& header, file_state const& file);
 

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -97,24 +96,6 @@ TEST_F(DeliveryLimits, LocationThatIsNoneIsToldSoWhateverIsGoingOn) {
   start();
   begin_and_hold(offer("large.bin", std::string(large, 'x')).target);
   EXPECT_EQ(status_of(ask(request("GET", "/firmware/unknown"))), 404);
-}
-
-TEST_F(DeliveryLimits, OneTokenDoesNotFillTheLogWithWhatIsCutOff) {
-  options.counts.per_token = 1;
-  options.times.idle_time = std::chrono::milliseconds(50);
-  start();
-  auto const target = offer("large.bin", std::string(large, 'x')).target;
-  for (int turn = 0; turn < 5; ++turn) {
-    begin_and_hold(target);
-    // The place is free again when the delivery was cut off.
-    ASSERT_EQ(status_of(ask_while(429, request("GET", target, "Range: bytes=0-9\r\n"))), 206);
-    held.back()->read_to_end();
-    EXPECT_EQ(held.back()->end, connection_end::reset);
-  }
-  auto const lines = log.lines();
-  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                          [](auto const& line) { return line.text.find("is cut off") != std::string::npos; }),
-            1);
 }
 
 }  // namespace
