@@ -1,10 +1,16 @@
 #include "token_target.h"
 
+#include <algorithm>
+#include <optional>
+
 #include "request_text.h"
 
 namespace tavi::http {
+namespace {
 
-std::optional<token_target> parse_token_target(std::string_view prefix, std::string_view target) {
+namespace beast_http = boost::beast::http;
+
+std::optional<token_target> parse(std::string_view prefix, std::string_view target) {
   if (!target.starts_with(prefix)) {
     return std::nullopt;
   }
@@ -17,6 +23,37 @@ std::optional<token_target> parse_token_target(std::string_view prefix, std::str
     return std::nullopt;
   }
   return token_target{*token, *name};
+}
+
+std::string join(std::vector<beast_http::verb> const& methods) {
+  std::string names;
+  for (auto const method : methods) {
+    auto const name = beast_http::to_string(method);
+    names.append(names.empty() ? "" : ", ").append(name.data(), name.size());
+  }
+  return names;
+}
+
+}  // namespace
+
+std::variant<token_target, http_answer> find_token_target(request_header const& header,
+                                                          token_location const& location) {
+  auto const target = header.target();
+  auto const found = parse(location.prefix, {target.data(), target.size()});
+  http_answer refusal;
+  if (!found) {
+    refusal.status = beast_http::status::bad_request;
+    refusal.text = std::string(location.what) + " location malformed";
+    return refusal;
+  }
+  auto const& methods = location.methods;
+  if (std::find(methods.begin(), methods.end(), header.method()) == methods.end()) {
+    refusal.status = beast_http::status::method_not_allowed;
+    refusal.text = location.usage;
+    refusal.allow = join(methods);
+    return refusal;
+  }
+  return *found;
 }
 
 }  // namespace tavi::http

@@ -125,8 +125,9 @@ site::members::members(site_options chosen)
       offers(firmware),
       stations(loop, station_options(options), station_events, offers),
       uploads(loop, spool_options(options),
-              [this](std::string const& token, std::string const& name, std::string const& path) {
-                upload_events.publish_file_uploaded(token, name, path);
+              [this](finished_upload const& upload) {
+                upload_events.publish_file_uploaded(upload.token, upload.file_name,
+                                                    upload.file_path.string());
               }),
       listener(loop, connection_limits(options)),
       tokens(uploads),

@@ -18,6 +18,7 @@
 #include "firmware/firmware_file.h"
 #include "firmware/firmware_request.h"
 #include "request_text.h"
+#include "token_target.h"
 
 namespace tavi::site {
 namespace {
@@ -38,6 +39,12 @@ http::http_answer make_answer(beast_http::status status, std::string const& text
   answer.text = text;
   return answer;
 }
+
+/// The file name in a location is for the station; the token alone decides.
+http::token_location const fetched_location{"/firmware/",
+                                            "firmware",
+                                            {beast_http::verb::get, beast_http::verb::head},
+                                            "firmware is fetched with GET or HEAD"};
 
 /// By then a delivery of which nothing is taken has been cut off.
 std::chrono::seconds retry_time(delivery_times const& times) {
@@ -201,7 +208,7 @@ asio::awaitable<bool> refuse_delivery(http::http_exchange& exchange, std::string
 
 asio::awaitable<bool> deliver_firmware(http::http_exchange& exchange,
                                        std::shared_ptr<firmware_services> services) {
-  auto const target = find_firmware_target(exchange.parser.get());
+  auto const target = http::find_token_target(exchange.parser.get(), fetched_location);
   if (auto const* const refusal = std::get_if<http::http_answer>(&target)) {
     co_return co_await http::send_answer(exchange, *refusal);
   }

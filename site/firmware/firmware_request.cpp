@@ -25,13 +25,6 @@ std::optional<std::string> values_of(http::request_header const& header, beast_h
   return values;
 }
 
-http::http_answer make_refusal(beast_http::status status, std::string const& text) {
-  http::http_answer answer;
-  answer.status = status;
-  answer.text = text;
-  return answer;
-}
-
 delivery_plan make_plan(beast_http::status status, file_state const& file) {
   delivery_plan plan;
   plan.head.status = status;
@@ -78,21 +71,6 @@ range_finding find_wanted_range(http::request_header const& header, file_state c
 }
 
 }  // namespace
-
-std::variant<http::token_target, http::http_answer> find_firmware_target(http::request_header const& header) {
-  auto const target = header.target();
-  auto const found = http::parse_token_target("/firmware/", {target.data(), target.size()});
-  if (!found) {
-    return make_refusal(beast_http::status::bad_request, "firmware location malformed");
-  }
-  if (header.method() != beast_http::verb::get && header.method() != beast_http::verb::head) {
-    auto refusal =
-        make_refusal(beast_http::status::method_not_allowed, "firmware is fetched with GET or HEAD");
-    refusal.allow = "GET, HEAD";
-    return refusal;
-  }
-  return *found;
-}
 
 delivery_plan plan_delivery(http::request_header const& header, file_state const& file) {
   if (header.method() == beast_http::verb::head) {

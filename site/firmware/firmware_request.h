@@ -1,12 +1,9 @@
 #pragma once
 
-#include <variant>
-
 #include "firmware/byte_range.h"
 #include "firmware/firmware_file.h"
 #include "http_answer.h"
 #include "http_exchange.h"
-#include "token_target.h"
 
 namespace tavi::site {
 
@@ -15,11 +12,6 @@ struct delivery_plan {
   http::http_head head;  ///< status and fields
   byte_range body;       ///< what of the file follows; empty for none
 };
-
-/// Reads what a request below "/firmware/" wants: 400 for a malformed target, 405 for a method other than GET
-/// and HEAD. The file name in the target is for the station; the token alone decides.
-[[nodiscard]] std::variant<http::token_target, http::http_answer> find_firmware_target(
-    http::request_header const& header);
 
 /// Decides what is sent to whoever may have the file: 200 with the whole file, 206 with the part that a Range
 /// field asks for (unless If-Range says that it was another file's), 416 for a part that the file does not

@@ -33,7 +33,7 @@ std::error_code write_all(int file, std::string_view bytes) {
   return {};
 }
 
-std::error_code write_sidecar(std::filesystem::path const& path, std::string const& text) {
+std::error_code write_new_file(std::filesystem::path const& path, std::string_view text) {
   auto const file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, sidecar_mode);
   if (file < 0) {
     return last_error();
@@ -94,17 +94,17 @@ std::error_code partial_upload::write(std::string_view bytes) {
   return error;
 }
 
-std::error_code partial_upload::commit(spool_record const& record) {
+std::error_code partial_upload::commit(std::string_view sidecar) {
   auto const error = ::fsync(file) == 0 ? std::error_code() : last_error();
   ::close(std::exchange(file, -1));
   if (error) {
     return error;
   }
-  return publish(record);
+  return publish(sidecar);
 }
 
-std::error_code partial_upload::publish(spool_record const& record) {
-  auto error = write_sidecar(paths.sidecar, write_spool_record(record));
+std::error_code partial_upload::publish(std::string_view sidecar) {
+  auto error = write_new_file(paths.sidecar, sidecar);
   if (!error && ::rename(paths.part.c_str(), paths.data.c_str()) != 0) {
     error = last_error();
   }

@@ -7,8 +7,6 @@
 #include <string_view>
 #include <system_error>
 
-#include "uploads/spool_record.h"
-
 namespace tavi::site {
 
 /// Bytes in the spool: what is there and what is promised to uploads that are going on.
@@ -48,8 +46,9 @@ class partial_upload {
 
   /// Makes the file and what is known about it durable, and gives it its final name, in this order. Blocks as
   /// long as the disk needs; may be called on another thread than the rest.
+  /// @param sidecar  what is known about the file, see `write_sidecar`
   /// @return why it failed; nothing stands under the final name then
-  [[nodiscard]] std::error_code commit(spool_record const& record);
+  [[nodiscard]] std::error_code commit(std::string_view sidecar);
 
   /// Gives room back that was set aside and is not needed by the bytes written. @return those
   std::uint64_t settle();
@@ -61,10 +60,10 @@ class partial_upload {
   [[nodiscard]] std::string const& id() const { return own_id; }
 
   /// Where it stands after `commit`; absolute.
-  [[nodiscard]] std::filesystem::path const& final_path() const { return paths.data; }
+  [[nodiscard]] std::filesystem::path const& file_path() const { return paths.data; }
 
  private:
-  std::error_code publish(spool_record const& record);
+  std::error_code publish(std::string_view sidecar);
 
   std::string own_id;
   std::filesystem::path folder;

@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <set>
 #include <string_view>
@@ -75,16 +74,6 @@ std::string read_file(fs::path const& path, std::error_code& error) {
   return content;
 }
 
-std::chrono::seconds time_left(spool_record const& record, std::chrono::system_clock::time_point wall_now) {
-  auto const now = std::chrono::duration_cast<std::chrono::seconds>(wall_now.time_since_epoch()).count();
-  // A clock that was set wrong must not make a file stay for ever, nor a sum overflow.
-  constexpr std::int64_t longest = std::chrono::seconds(std::chrono::hours(24 * 366)).count();
-  if (record.expires_at <= now) {
-    return std::chrono::seconds(0);
-  }
-  return std::chrono::seconds(std::min(record.expires_at - now, longest));
-}
-
 }  // namespace
 
 spool::spool(fs::path spool_folder, std::uint64_t budget_bytes)
@@ -92,8 +81,7 @@ spool::spool(fs::path spool_folder, std::uint64_t budget_bytes)
   budget->limit = budget_bytes;
 }
 
-std::optional<std::vector<finished_upload>> spool::open(std::chrono::steady_clock::time_point now,
-                                                        std::chrono::system_clock::time_point wall_now) {
+std::optional<std::vector<finished_upload>> spool::open(clock_reading const& now) {
   std::error_code error;
   folder = fs::absolute(folder, error);
   if (!error) {
@@ -106,7 +94,7 @@ std::optional<std::vector<finished_upload>> spool::open(std::chrono::steady_cloc
   }
   std::vector<finished_upload> finished;
   for (auto const& id : ids) {
-    auto const upload = recover(id, now, wall_now, error);
+    auto const upload = recover(id, now, error);
     if (error) {
       spdlog::error("[spool] leaves upload {} in {} until the next start, it cannot be read: {}", id,
                     folder.string(), error.message());
@@ -124,9 +112,7 @@ std::optional<std::vector<finished_upload>> spool::open(std::chrono::steady_cloc
   return finished;
 }
 
-std::optional<finished_upload> spool::recover(std::string const& id,
-                                              std::chrono::steady_clock::time_point now,
-                                              std::chrono::system_clock::time_point wall_now,
+std::optional<finished_upload> spool::recover(std::string const& id, clock_reading const& now,
                                               std::error_code& error) const {
   auto const paths = make_spool_paths(folder, id);
   auto const kind = fs::symlink_status(paths.data, error);
@@ -137,12 +123,13 @@ std::optional<finished_upload> spool::recover(std::string const& id,
     error.clear();
     return std::nullopt;
   }
-  auto const record = error ? std::nullopt : read_spool_record(text);
-  if (!record) {
-    return std::nullopt;
+  auto upload = error ? std::nullopt : read_sidecar(text, now);
+  if (upload) {
+    upload->id = id;
+    upload->file_path = paths.data;
+    upload->bytes = bytes;
   }
-  return finished_upload{
-      id, paths.data, record->token, record->owner, record->name, bytes, now + time_left(*record, wall_now)};
+  return upload;
 }
 
 std::unique_ptr<partial_upload> spool::begin(std::error_code& error) {
@@ -183,7 +170,7 @@ void spool::adopt(partial_upload& upload) {
 
 bool spool::is_there(finished_upload const& upload) {
   std::error_code error;
-  auto const kind = fs::symlink_status(upload.path, error).type();
+  auto const kind = fs::symlink_status(upload.file_path, error).type();
   // An upload is given up only when its file is known to be gone.
   return kind != fs::file_type::not_found;
 }

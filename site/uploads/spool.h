@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -30,8 +29,7 @@ class spool {
   /// read at present is left for the next start, with a line in the log.
   /// @return the finished uploads that are still there; empty, with a line in the log that names the folder,
   ///         when it cannot be used
-  [[nodiscard]] std::optional<std::vector<finished_upload>> open(
-      std::chrono::steady_clock::time_point now, std::chrono::system_clock::time_point wall_now);
+  [[nodiscard]] std::optional<std::vector<finished_upload>> open(clock_reading const& now);
 
   /// Begins a new file. @param error  why none could be made @return empty then
   [[nodiscard]] std::unique_ptr<partial_upload> begin(std::error_code& error);
@@ -51,8 +49,7 @@ class spool {
   void remove(std::string const& id);
 
  private:
-  std::optional<finished_upload> recover(std::string const& id, std::chrono::steady_clock::time_point now,
-                                         std::chrono::system_clock::time_point wall_now,
+  std::optional<finished_upload> recover(std::string const& id, clock_reading const& now,
                                          std::error_code& error) const;
   void forget_taken();
 

@@ -24,64 +24,43 @@ bool is_equal(std::string_view left, std::string_view right) {
                         beast::string_view(right.data(), right.size()));
 }
 
-template <typename found_type>
-header_finding<found_type> refuse(beast_http::status status, std::string const& text) {
-  header_finding<found_type> finding;
-  finding.refusal.status = status;
-  finding.refusal.text = text;
-  return finding;
+http::http_answer make_refusal(beast_http::status status, std::string const& text) {
+  http::http_answer refusal;
+  refusal.status = status;
+  refusal.text = text;
+  return refusal;
 }
 
 }  // namespace
 
-header_finding<upload_target> find_upload_target(http::request_header const& header) {
-  auto const target = header.target();
-  header_finding<upload_target> finding;
-  finding.found = parse_upload_target({target.data(), target.size()});
-  if (!finding.found) {
-    return refuse<upload_target>(beast_http::status::bad_request, "upload location malformed");
-  }
-  if (header.method() != beast_http::verb::put && header.method() != beast_http::verb::post) {
-    finding =
-        refuse<upload_target>(beast_http::status::method_not_allowed, "files are uploaded with PUT or POST");
-    finding.refusal.allow = "PUT, POST";
-  }
-  return finding;
-}
-
-header_finding<announced_body> find_announced_body(http::request_header const& header,
-                                                   std::optional<std::uint64_t> declared,
-                                                   upload_limits const& limits) {
+std::variant<announced_body, http::http_answer> find_announced_body(http::request_header const& header,
+                                                                    std::optional<std::uint64_t> declared,
+                                                                    upload_limits const& limits) {
   announced_body body;
   body.bytes = declared;
   auto const coding = value_of(header, beast_http::field::transfer_encoding);
   if (!coding.empty() && !is_equal(coding, "chunked")) {
-    return refuse<announced_body>(beast_http::status::not_implemented,
-                                  "of transfer codings only chunked is known");
+    return make_refusal(beast_http::status::not_implemented, "of transfer codings only chunked is known");
   }
   if (coding.empty() && !declared) {
-    return refuse<announced_body>(beast_http::status::length_required, "length of the file missing");
+    return make_refusal(beast_http::status::length_required, "length of the file missing");
   }
   if (declared && *declared > limits.max_bytes) {
-    return refuse<announced_body>(beast_http::status::payload_too_large, "file too large");
+    return make_refusal(beast_http::status::payload_too_large, "file too large");
   }
   auto const expectation = value_of(header, beast_http::field::expect);
   body.is_awaiting_continue = header.version() >= 11 && is_equal(expectation, "100-continue");
   if (header.version() >= 11 && !expectation.empty() && !body.is_awaiting_continue) {
-    return refuse<announced_body>(beast_http::status::expectation_failed,
-                                  "of expectations only 100-continue is met");
+    return make_refusal(beast_http::status::expectation_failed, "of expectations only 100-continue is met");
   }
   auto const type = parse_header_value(value_of(header, beast_http::field::content_type));
   if (header.method() == beast_http::verb::post && type.kind == "multipart/form-data") {
     body.boundary = find_boundary(type);
     if (!body.boundary) {
-      return refuse<announced_body>(beast_http::status::bad_request,
-                                    "multipart body without a usable boundary");
+      return make_refusal(beast_http::status::bad_request, "multipart body without a usable boundary");
     }
   }
-  header_finding<announced_body> finding;
-  finding.found = body;
-  return finding;
+  return body;
 }
 
 }  // namespace tavi::site

@@ -39,7 +39,7 @@ void upload_server::members::follow(finished_upload const& upload) {
 void upload_server::members::announce_due() {
   auto const due = schedule.take_due(steady_clock::now(), &spool::is_there);
   for (auto const& upload : due.to_announce) {
-    announce(upload.token, upload.name, upload.path.string());
+    announce(upload);
   }
   for (auto const& upload : due.taken) {
     services->files.remove(upload.id);
@@ -84,16 +84,16 @@ upload_server::~upload_server() {
 }
 
 bool upload_server::start() {
-  auto const now = steady_clock::now();
-  auto const left = own->services->files.open(now, std::chrono::system_clock::now());
+  clock_reading const now;
+  auto const left = own->services->files.open(now);
   if (!left) {
     return false;
   }
   for (auto const& upload : *left) {
     spdlog::info("[upload_server] a file of {} bytes, token {}, still waits for {}", upload.bytes,
                  http::shorten_token(upload.token), http::escape_for_log(upload.owner));
-    own->services->tokens.restore_spent(upload.token, now);
-    own->schedule.add(upload, now);
+    own->services->tokens.restore_spent(upload.token, now.steady);
+    own->schedule.add(upload, now.steady);
   }
   own->wait_for_next();
   return true;

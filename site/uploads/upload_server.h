@@ -8,6 +8,7 @@
 #include <boost/asio/io_context.hpp>
 
 #include "http_listener.h"
+#include "uploads/finished_upload.h"
 #include "uploads/upload_options.h"
 
 namespace tavi::site {
@@ -20,9 +21,7 @@ namespace tavi::site {
 class upload_server {
  public:
   /// Tells that a file stands in the spool; called on the event loop, several times for the same file.
-  /// @param name  as the uploader gave it: any bytes, to be reduced before it is used as a file name
-  using announcement =
-      std::function<void(std::string const& token, std::string const& name, std::string const& path)>;
+  using announcement = std::function<void(finished_upload const& upload)>;
 
   /// @param loop      the site's event loop; outlives the server, and runs no more or is the current thread
   ///                  when the server is destroyed

@@ -10,6 +10,7 @@
 #include "blocking_work.h"
 #include "http_answer.h"
 #include "request_text.h"
+#include "token_target.h"
 #include "uploads/body_reader.h"
 #include "uploads/upload_request.h"
 
@@ -19,7 +20,11 @@ namespace {
 namespace asio = boost::asio;
 namespace beast_http = boost::beast::http;
 using std::chrono::steady_clock;
-using std::chrono::system_clock;
+
+http::token_location const upload_location{"/upload/",
+                                           "upload",
+                                           {beast_http::verb::put, beast_http::verb::post},
+                                           "files are uploaded with PUT or POST"};
 
 /// A token in use; given back at the end unless it was spent.
 class token_use {
@@ -78,7 +83,7 @@ http::http_answer answer_for(body_result body) {
 /// The part of one request that begins when its token is granted.
 class upload_session {
  public:
-  upload_session(http::http_exchange& connection, upload_services& shared, upload_target where,
+  upload_session(http::http_exchange& connection, upload_services& shared, http::token_target where,
                  token_grant right)
       : exchange(connection),
         services(shared),
@@ -98,7 +103,7 @@ class upload_session {
 
   http::http_exchange& exchange;
   upload_services& services;
-  upload_target target;
+  http::token_target target;
   token_grant grant;
   token_use use;
   std::unique_ptr<partial_upload> file;
@@ -112,10 +117,10 @@ asio::awaitable<http::http_answer> upload_session::run() {
     declared = *length;
   }
   auto const body = find_announced_body(exchange.parser.get(), declared, services.limits);
-  if (!body.found) {
-    co_return body.refusal;
+  if (auto const* const refusal = std::get_if<http::http_answer>(&body)) {
+    co_return *refusal;
   }
-  auto const result = co_await receive(*body.found);
+  auto const result = co_await receive(std::get<announced_body>(body));
   is_connection_cut = result == body_result::cut;
   if (result == body_result::complete) {
     report();
@@ -148,25 +153,20 @@ asio::awaitable<body_result> upload_session::receive(announced_body const& body)
 }
 
 asio::awaitable<body_result> upload_session::keep(std::string const& part_name) {
-  auto const now = steady_clock::now();
+  clock_reading const now;
   finished.id = file->id();
-  finished.path = file->final_path();
+  finished.file_path = file->file_path();
   finished.token = target.token;
   finished.owner = grant.owner;
-  finished.name = target.name.empty() ? part_name : target.name;
+  finished.file_name = target.file_name.empty() ? part_name : target.file_name;
   finished.bytes = file->size();
-  finished.expires_at = std::max(grant.expires_at, now + services.limits.least_waiting_time);
-  auto const wall_end =
-      system_clock::now() + std::chrono::ceil<std::chrono::seconds>(finished.expires_at - now);
-  spool_record record;
-  record.token = finished.token;
-  record.owner = finished.owner;
-  record.name = finished.name;
-  record.expires_at = system_clock::to_time_t(wall_end);
+  finished.expires_at = std::max(grant.expires_at, now.steady + services.limits.least_waiting_time);
   if (services.is_closing) {
     co_return body_result::cut;
   }
-  std::function<std::error_code()> commit = [this, record] { return file->commit(record); };
+  std::function<std::error_code()> commit = [this, sidecar = write_sidecar(finished, now)] {
+    return file->commit(sidecar);
+  };
   auto const error = co_await http::run_blocking(services.disk, std::move(commit));
   co_return error ? judge_disk_error(error) : body_result::complete;
 }
@@ -176,7 +176,7 @@ void upload_session::report() {
   services.files.adopt(*file);
   spdlog::info("[upload_server] {} uploaded {} bytes for {} with token {}, named \"{}\"", exchange.peer,
                finished.bytes, http::escape_for_log(finished.owner), http::shorten_token(finished.token),
-               http::escape_for_log(finished.name));
+               http::escape_for_log(finished.file_name));
   services.on_finished(finished);
 }
 
@@ -190,11 +190,11 @@ void log_refusal(http::http_exchange const& exchange, std::string const& token,
 
 asio::awaitable<bool> receive_upload(http::http_exchange& exchange,
                                      std::shared_ptr<upload_services> services) {
-  auto const where = find_upload_target(exchange.parser.get());
-  if (!where.found) {
-    co_return co_await http::send_answer(exchange, where.refusal);
+  auto const where = http::find_token_target(exchange.parser.get(), upload_location);
+  if (auto const* const refusal = std::get_if<http::http_answer>(&where)) {
+    co_return co_await http::send_answer(exchange, *refusal);
   }
-  auto const& target = *where.found;
+  auto const& target = std::get<http::token_target>(where);
   auto const grant = services->tokens.acquire(target.token, steady_clock::now());
   http::http_answer answer = answer_for(grant.answer);
   if (grant.answer == token_answer::granted) {

@@ -32,37 +32,6 @@ std::string field_of(delivery_plan const& plan, beast_http::field name) {
   return found == plan.head.fields.end() ? "" : found->second;
 }
 
-TEST(FirmwareTarget, HoldsTheTokenWithOrWithoutAName) {
-  for (auto const* target :
-       {"/firmware/abc", "/firmware/abc/", "/firmware/abc/1_x7.bin", "/firmware/abc?x"}) {
-    for (auto const method : {beast_http::verb::get, beast_http::verb::head}) {
-      auto const found = find_firmware_target(header_of(method, target));
-      ASSERT_TRUE(std::holds_alternative<http::token_target>(found)) << target;
-      EXPECT_EQ(std::get<http::token_target>(found).token, "abc");
-    }
-  }
-}
-
-TEST(FirmwareTarget, MalformedOneIsABadRequestWhateverTheMethod) {
-  for (auto const* target : {"/firmware/", "/firmware//x", "/firmware/%zz", "/firmware/?abc"}) {
-    for (auto const method : {beast_http::verb::get, beast_http::verb::put}) {
-      auto const found = find_firmware_target(header_of(method, target));
-      ASSERT_TRUE(std::holds_alternative<http::http_answer>(found)) << target;
-      EXPECT_EQ(std::get<http::http_answer>(found).status, beast_http::status::bad_request);
-    }
-  }
-}
-
-TEST(FirmwareTarget, OtherMethodsAreToldWhichOnesThereAre) {
-  for (auto const method : {beast_http::verb::put, beast_http::verb::post, beast_http::verb::delete_,
-                            beast_http::verb::options}) {
-    auto const found = find_firmware_target(header_of(method, "/firmware/abc"));
-    ASSERT_TRUE(std::holds_alternative<http::http_answer>(found));
-    EXPECT_EQ(std::get<http::http_answer>(found).status, beast_http::status::method_not_allowed);
-    EXPECT_EQ(std::get<http::http_answer>(found).allow, "GET, HEAD");
-  }
-}
-
 constexpr auto present_tag = "\"a1-3e8\"";
 file_state const thousand_bytes{1000, present_tag};
 

@@ -28,13 +28,18 @@ unsigned int mode_of(fs::path const& path) {
   return status.st_mode & 07777U;
 }
 
+std::string sidecar_of(std::int64_t expires_at) {
+  return R"({"token":"token","owner":"owner","name":"../name.zip","expires_at":)" +
+         std::to_string(expires_at) + "}";
+}
+
 class SpoolTest : public testing::Test {
  protected:
   void SetUp() override { open(); }
 
   std::vector<finished_upload> open() {
     files = std::make_unique<spool>(folder, 1000);
-    auto left = files->open(time_of_start, wall);
+    auto left = files->open({time_of_start, wall});
     EXPECT_TRUE(left.has_value());
     return left.value_or(std::vector<finished_upload>());
   }
@@ -49,7 +54,7 @@ class SpoolTest : public testing::Test {
     auto upload = begin();
     EXPECT_TRUE(files->reserve(*upload, content.size()));
     EXPECT_FALSE(upload->write(content));
-    EXPECT_FALSE(upload->commit({"token", "owner", "../name.zip", expires_at}));
+    EXPECT_FALSE(upload->commit(sidecar_of(expires_at)));
     files->adopt(*upload);
     return upload->id();
   }
@@ -83,11 +88,11 @@ TEST_F(SpoolTest, UploadIsPartialUntilItIsCommitted) {
   ASSERT_FALSE(upload->write("content"));
   EXPECT_EQ(names(), name_set{upload->id() + ".part"});
 
-  ASSERT_FALSE(upload->commit({"token", "owner", "name", 1}));
+  ASSERT_FALSE(upload->commit(sidecar_of(1)));
 
   EXPECT_EQ(names(), (name_set{upload->id() + ".upload", upload->id() + ".json"}));
-  EXPECT_EQ(content_of(upload->final_path()), "content");
-  EXPECT_EQ(mode_of(upload->final_path()), 0640U);
+  EXPECT_EQ(content_of(upload->file_path()), "content");
+  EXPECT_EQ(mode_of(upload->file_path()), 0640U);
   EXPECT_EQ(mode_of(folder / (upload->id() + ".json")), 0600U);
 }
 
@@ -115,7 +120,7 @@ TEST_F(SpoolTest, CommitThatFailsLeavesNothingBehind) {
   ASSERT_FALSE(upload->write("content"));
   fs::create_directories(folder / (upload->id() + ".upload") / "in the way");
 
-  EXPECT_TRUE(upload->commit({"token", "owner", "name", 1}));
+  EXPECT_TRUE(upload->commit(sidecar_of(1)));
   fs::remove_all(folder / (upload->id() + ".upload"));
   upload.reset();
 
@@ -126,8 +131,8 @@ TEST_F(SpoolTest, SidecarOfAnotherIsNotOverwritten) {
   auto const upload = begin();
   auto const sidecar = root.write("var/spool/" + upload->id() + ".json", "of another");
 
-  EXPECT_EQ(upload->commit({"token", "owner", "name", 1}), std::errc::file_exists);
-  EXPECT_FALSE(fs::exists(upload->final_path()));
+  EXPECT_EQ(upload->commit(sidecar_of(1)), std::errc::file_exists);
+  EXPECT_FALSE(fs::exists(upload->file_path()));
 }
 
 TEST_F(SpoolTest, BudgetCanBeFilledExactly) {
@@ -146,7 +151,7 @@ TEST_F(SpoolTest, FinishedUploadCountsWithItsSizeOnly) {
   auto upload = begin();
   ASSERT_TRUE(files->reserve(*upload, 900));
   ASSERT_FALSE(upload->write("content"));
-  ASSERT_FALSE(upload->commit({"token", "owner", "name", 1}));
+  ASSERT_FALSE(upload->commit(sidecar_of(1)));
   files->adopt(*upload);
   auto const id = upload->id();
   upload.reset();
@@ -183,10 +188,10 @@ TEST_F(SpoolTest, FinishedUploadSurvivesARestart) {
 
   ASSERT_EQ(left.size(), 1U);
   EXPECT_EQ(left[0].id, id);
-  EXPECT_EQ(left[0].path, folder / (id + ".upload"));
+  EXPECT_EQ(left[0].file_path, folder / (id + ".upload"));
   EXPECT_EQ(left[0].token, "token");
   EXPECT_EQ(left[0].owner, "owner");
-  EXPECT_EQ(left[0].name, "../name.zip");
+  EXPECT_EQ(left[0].file_name, "../name.zip");
   EXPECT_EQ(left[0].bytes, 7U);
   EXPECT_EQ(left[0].expires_at, time_of_start + seconds(60));
   EXPECT_TRUE(has_room(993));
@@ -293,7 +298,7 @@ TEST_F(SpoolTest, UploadIsThereUntilItsFileIsGone) {
 TEST_F(SpoolTest, FolderThatIsAFileIsNamedInTheLog) {
   spool wrong(root.write("file", ""), 1000);
 
-  EXPECT_FALSE(wrong.open(time_of_start, wall).has_value());
+  EXPECT_FALSE(wrong.open({time_of_start, wall}).has_value());
 
   EXPECT_TRUE(log.holds(spdlog::level::err, (root.path() / "file").string()));
 }

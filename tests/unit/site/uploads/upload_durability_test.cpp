@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "upload_site.h"
-#include "uploads/spool_record.h"
+#include "uploads/finished_upload.h"
 
 namespace tavi::site {
 namespace {
@@ -62,9 +62,9 @@ TEST_F(UploadDurabilityTest, FinishedUploadIsAnnouncedAgainAfterARestart) {
 
 TEST_F(UploadDurabilityTest, FileThatNobodyTookIsRemovedWhenItsTimeIsOver) {
   auto const id = std::string(32, 'a');
-  auto const record = write_spool_record({"token-of-before", "diagnostics", "a.zip", 1000});
   root.write("spool/" + id + ".upload", "content");
-  root.write("spool/" + id + ".json", record);
+  root.write("spool/" + id + ".json",
+             R"({"token":"token-of-before","owner":"diagnostics","name":"a.zip","expires_at":1000})");
 
   start();
 
@@ -76,29 +76,29 @@ TEST_F(UploadDurabilityTest, FileThatNobodyTookIsRemovedWhenItsTimeIsOver) {
 TEST_F(UploadDurabilityTest, FileUploadedAtTheEndOfItsTokensLifeWaitsLongEnough) {
   options.tokens.life_time = std::chrono::seconds(20);
   start();
-  auto const begun_at = std::chrono::system_clock::now();
+  clock_reading const begun;
   ASSERT_EQ(status_for(put(make_token(), "content")), 201);
 
   auto const files = announced.wait_for(1);
   ASSERT_FALSE(files.empty());
-  auto const record = read_spool_record(content_of(sidecar_of(files[0].path)));
+  auto const record = read_sidecar(content_of(sidecar_of(files[0].path)), begun);
   ASSERT_TRUE(record.has_value());
-  EXPECT_GE(record->expires_at, std::chrono::system_clock::to_time_t(begun_at + std::chrono::minutes(10)));
+  EXPECT_GE(record->expires_at, begun.steady + std::chrono::minutes(10));
 }
 
 TEST_F(UploadDurabilityTest, FileThatNobodyTookIsRemovedAfterTheTimeThatWasChosen) {
   options.tokens.life_time = std::chrono::seconds(20);
   options.upload.least_waiting_time = std::chrono::seconds(40);
   start();
-  auto const begun_at = std::chrono::system_clock::now();
+  clock_reading const begun;
   ASSERT_EQ(status_for(put(make_token(), "content")), 201);
 
   auto const files = announced.wait_for(1);
   ASSERT_FALSE(files.empty());
-  auto const record = read_spool_record(content_of(sidecar_of(files[0].path)));
+  auto const record = read_sidecar(content_of(sidecar_of(files[0].path)), begun);
   ASSERT_TRUE(record.has_value());
-  EXPECT_GE(record->expires_at, std::chrono::system_clock::to_time_t(begun_at + std::chrono::seconds(40)));
-  EXPECT_LT(record->expires_at, std::chrono::system_clock::to_time_t(begun_at + std::chrono::minutes(5)));
+  EXPECT_GE(record->expires_at, begun.steady + std::chrono::seconds(40));
+  EXPECT_LT(record->expires_at, begun.steady + std::chrono::minutes(5));
 }
 
 TEST_F(UploadDurabilityTest, UploadCutByTheEndOfTheSiteLeavesNothing) {
@@ -117,7 +117,7 @@ TEST_F(UploadDurabilityTest, UploadCutByTheEndOfTheSiteLeavesNothing) {
 
 TEST_F(UploadDurabilityTest, SpoolThatCannotBeUsedKeepsTheServerFromStarting) {
   options.spool_folder = root.write("file", "") / "spool";
-  upload_server wrong(site.loop, options, [](auto const&, auto const&, auto const&) {});
+  upload_server wrong(site.loop, options, [](auto const&) {});
 
   EXPECT_FALSE(site.call([&] { return wrong.start(); }));
 

@@ -66,9 +66,8 @@ class UploadSiteTest : public testing::Test {
   void start() {
     auto const is_started = site.call([this] {
       server = std::make_unique<tavi::site::upload_server>(
-          site.loop, options,
-          [this](std::string const& token, std::string const& name, std::string const& path) {
-            announced.add({token, name, path});
+          site.loop, options, [this](tavi::site::finished_upload const& upload) {
+            announced.add({upload.token, upload.file_name, upload.file_path.string()});
           });
       listener = std::make_unique<tavi::http::http_listener>(site.loop, tavi::http::http_limits{});
       server->add_to(*listener);
