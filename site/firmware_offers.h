@@ -14,7 +14,7 @@ namespace tavi::site {
 class firmware_offers : public ocpp::firmware_source {
  public:
   /// Only stores its argument. @param delivering  outlives the offers
-  explicit firmware_offers(firmware_server& delivering) : server(delivering) {}
+  explicit firmware_offers(firmware::firmware_server& delivering) : server(delivering) {}
 
   /// Sets the address that every later location begins with; before the event loop runs.
   /// @param host  host:port, see `make_advertised_address`
@@ -36,7 +36,7 @@ class firmware_offers : public ocpp::firmware_source {
   void withdraw(std::string const& token) override { server.withdraw(token); }
 
  private:
-  firmware_server& server;
+  firmware::firmware_server& server;
   std::string address;
 };
 

@@ -42,13 +42,13 @@ constexpr std::chrono::seconds stop_patience(5);
 /// Makes upload tokens for other services of the controller.
 class token_service : public tavi::webserver_token::i_req_resp_webserver_token_service_handler {
  public:
-  explicit token_service(upload_server& server) : uploads(server) {}
+  explicit token_service(uploads::upload_server& server) : uploads(server) {}
   std::optional<std::string> on_get_upload_token(std::string const& owner) override {
     return uploads.make_token(owner);
   }
 
  private:
-  upload_server& uploads;
+  uploads::upload_server& uploads;
 };
 
 ocpp::central_system_options station_options(site_options const& options) {
@@ -62,7 +62,7 @@ ocpp::central_system_options station_options(site_options const& options) {
   return chosen;
 }
 
-upload_options spool_options(site_options const& options) {
+uploads::upload_options spool_options(site_options const& options) {
   auto chosen = options.uploads;
   chosen.spool_folder = options.state_folder / "spool";
   return chosen;
@@ -75,7 +75,7 @@ http::http_limits connection_limits(site_options const& options) {
 }
 
 /// Stations have to connect and to upload while others fetch firmware as slowly as they like.
-firmware_options delivery_options(site_options const& options) {
+firmware::firmware_options delivery_options(site_options const& options) {
   auto chosen = options.firmware;
   chosen.counts.altogether = std::min(chosen.counts.altogether, options.plain_connections / 2);
   return chosen;
@@ -97,16 +97,16 @@ struct site::members {
   asio::executor_work_guard<asio::io_context::executor_type> guard{loop.get_executor()};
   folder_lock lock;
   tavi::logger::pub_logger_service log_events;
-  event_log events;
+  event_log::event_log events;
   ocpp::published_station_events station_events;
   tavi::webserver_token::pub_webserver_token_service upload_events;
-  firmware_server firmware;
+  firmware::firmware_server firmware;
   firmware_offers offers;
   ocpp::central_system stations;
-  upload_server uploads;
+  uploads::upload_server uploads;
   http::http_listener listener;
   token_service tokens;
-  std::optional<network_service> network;
+  std::optional<network::network_service> network;
   tavi::logger::req_resp_logger_service_handler logger_server;
   tavi::webserver_token::req_resp_webserver_token_service_handler token_server;
   tavi::ocpp1_6::req_resp_ocpp_1_6_service_handler station_server;
@@ -125,7 +125,7 @@ site::members::members(site_options chosen)
       offers(firmware),
       stations(loop, station_options(options), station_events, offers),
       uploads(loop, spool_options(options),
-              [this](finished_upload const& upload) {
+              [this](uploads::finished_upload const& upload) {
                 upload_events.publish_file_uploaded(upload.token, upload.file_name,
                                                     upload.file_path.string());
               }),
@@ -161,7 +161,8 @@ bool site::members::start_network() {
   port = listener.port();
   boost::system::error_code ignored;
   auto const host = asio::ip::host_name(ignored);
-  auto const address = make_advertised_address(options.advertised_address, options.address, host, port);
+  auto const address =
+      network::make_advertised_address(options.advertised_address, options.address, host, port);
   if (!address.has_value()) {
     spdlog::error("[site] advertised address \"{}\" is neither host nor host:port",
                   options.advertised_address);

@@ -36,7 +36,7 @@ class option_reader {
 
   std::vector<std::filesystem::path> read_folders(std::string const& key) {
     auto const entry = config.getParam<std::string>(key);
-    auto const folders = entry.has_value() ? parse_firmware_folders(entry->value()) : std::nullopt;
+    auto const folders = entry.has_value() ? firmware::parse_firmware_folders(entry->value()) : std::nullopt;
     if (!folders.has_value()) {
       refuse(key, "absolute paths separated by \":\", or \"\"");
     }

@@ -28,8 +28,8 @@ struct site_options {
   std::size_t plain_connections = 256;
   std::chrono::seconds heartbeat = std::chrono::seconds(300);  ///< interval that stations are told
   ocpp::session_limits session;                                ///< of a station's connection
-  upload_options uploads;                                      ///< the spool folder is set by the site
-  firmware_options firmware;                                   ///< of the firmware server
+  uploads::upload_options uploads;                             ///< the spool folder is set by the site
+  firmware::firmware_options firmware;                         ///< of the firmware server
   ocpp::update_options update;                                 ///< of every firmware update
   std::size_t event_log_bytes = 10 * 1024 * 1024;              ///< after which a new file is begun
   std::size_t event_log_files = 5;                             ///< older files that are kept

@@ -10,7 +10,7 @@
 
 #include "date_time.h"
 
-namespace tavi::site {
+namespace tavi::site::event_log {
 
 std::string format_event(std::chrono::system_clock::time_point moment, unsigned int category,
                          unsigned int subtype, std::string const& text) {
@@ -76,4 +76,4 @@ bool event_log::on_functional_log(unsigned int const& category, unsigned int con
   return own->failure.empty();
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::event_log

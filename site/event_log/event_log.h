@@ -9,7 +9,7 @@
 
 #include "tavi/logger/req_resp_logger_service.h"
 
-namespace tavi::site {
+namespace tavi::site::event_log {
 
 /// One entry as a line of the event log, without its end: JSON with time, category, subtype and text.
 /// @param text  any bytes; what is no UTF-8 is replaced
@@ -51,4 +51,4 @@ class event_log : public tavi::logger::i_req_resp_logger_service_handler {
   std::unique_ptr<members> own;
 };
 
-}  // namespace tavi::site
+}  // namespace tavi::site::event_log

@@ -7,7 +7,7 @@
 
 #include "request_text.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 namespace {
 
 /// "a-b", "a-" or "-n" as it is written; at least one of the two is there.
@@ -92,4 +92,4 @@ range_finding find_range(std::string_view field, std::uint64_t size) {
   return spec ? apply(*spec, size) : range_finding();
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 
 /// A stretch of a file.
 struct byte_range {
@@ -36,4 +36,4 @@ struct range_finding {
 /// @param size   of the file in bytes
 [[nodiscard]] range_finding find_range(std::string_view field, std::uint64_t size);
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

@@ -20,7 +20,7 @@
 #include "request_text.h"
 #include "token_target.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 namespace {
 
 namespace asio = boost::asio;
@@ -229,4 +229,4 @@ asio::awaitable<bool> deliver_firmware(http::http_exchange& exchange,
   co_return co_await session.run();
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

@@ -10,7 +10,7 @@
 #include "firmware/firmware_options.h"
 #include "http_exchange.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 
 /// What every delivery of a server shares.
 struct firmware_services {
@@ -36,4 +36,4 @@ struct firmware_services {
 boost::asio::awaitable<bool> deliver_firmware(http::http_exchange& exchange,
                                               std::shared_ptr<firmware_services> services);
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 
 delivery_slot::delivery_slot(delivery_slots& shared, std::string used_token)
     : slots(shared), token(std::move(used_token)) {
@@ -29,4 +29,4 @@ delivery_slot::~delivery_slot() {
   }
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

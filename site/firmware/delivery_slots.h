@@ -6,7 +6,7 @@
 
 #include "firmware/firmware_options.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 
 /// Whether a further delivery may begin.
 enum class slot_answer {
@@ -47,4 +47,4 @@ class delivery_slot {
   slot_answer given = slot_answer::granted;
 };
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

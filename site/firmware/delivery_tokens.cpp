@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 namespace {
 
 using time_point = delivery_tokens::time_point;
@@ -103,4 +103,4 @@ void delivery_tokens::withdraw(std::string const& token, time_point now) {
   }
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

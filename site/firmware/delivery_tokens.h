@@ -9,7 +9,7 @@
 
 #include "secret_token.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 
 /// How long delivery tokens live and how many there are.
 struct delivery_limits {
@@ -71,4 +71,4 @@ class delivery_tokens {
   std::unique_ptr<members> own;
 };
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

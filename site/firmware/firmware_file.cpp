@@ -9,7 +9,7 @@
 
 #include <fmt/format.h>
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 namespace {
 
 constexpr std::int64_t nanoseconds = 1'000'000'000;
@@ -97,4 +97,4 @@ std::error_code firmware_file::read(std::uint64_t offset, std::span<char> buffer
   return error;
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

@@ -7,7 +7,7 @@
 #include <string>
 #include <system_error>
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 
 /// A file at the moment when it was looked at.
 struct file_state {
@@ -47,4 +47,4 @@ class firmware_file {
   file_state opened;
 };
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

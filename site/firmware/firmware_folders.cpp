@@ -9,7 +9,7 @@
 #include "firmware/firmware_file.h"
 #include "request_text.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 namespace {
 
 namespace fs = std::filesystem;
@@ -65,4 +65,4 @@ std::optional<fs::path> find_deliverable(std::vector<fs::path> const& folders, s
   return file;
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 
 /// The folders out of which files may be delivered, as an operator writes them: absolute paths, separated by
 /// ":"; none when the text is empty.
@@ -24,4 +24,4 @@ namespace tavi::site {
 [[nodiscard]] std::optional<std::filesystem::path> find_deliverable(
     std::vector<std::filesystem::path> const& folders, std::string const& path);
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

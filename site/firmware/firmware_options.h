@@ -7,7 +7,7 @@
 
 #include "firmware/delivery_tokens.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 
 /// Limits of a single delivery.
 struct delivery_times {
@@ -30,4 +30,4 @@ struct firmware_options {
   delivery_counts counts;                      ///< see there
 };
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

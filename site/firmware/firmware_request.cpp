@@ -8,7 +8,7 @@
 #include <boost/beast/http/verb.hpp>
 #include <fmt/format.h>
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 namespace {
 
 namespace beast_http = boost::beast::http;
@@ -85,4 +85,4 @@ delivery_plan plan_delivery(http::request_header const& header, file_state const
   return wanted.kind == range_kind::part ? plan_part(file, wanted.range) : plan_whole(file);
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

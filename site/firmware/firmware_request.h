@@ -5,7 +5,7 @@
 #include "http_answer.h"
 #include "http_exchange.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 
 /// What is sent for a file.
 struct delivery_plan {
@@ -20,4 +20,4 @@ struct delivery_plan {
 /// @param header  of a GET or HEAD  @param file  to be sent
 [[nodiscard]] delivery_plan plan_delivery(http::request_header const& header, file_state const& file);
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

@@ -6,7 +6,7 @@
 #include "firmware/firmware_folders.h"
 #include "request_text.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 
 using std::chrono::steady_clock;
 
@@ -51,4 +51,4 @@ void firmware_server::withdraw(std::string const& token) {
   own->services->tokens.withdraw(token, steady_clock::now());
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

@@ -8,7 +8,7 @@
 #include "firmware/firmware_options.h"
 #include "http_listener.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 
 /// Where a station fetches a file.
 struct firmware_location {
@@ -49,4 +49,4 @@ class firmware_server {
   std::unique_ptr<members> own;
 };
 
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

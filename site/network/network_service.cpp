@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-namespace tavi::site {
+namespace tavi::site::network {
 
 namespace {
 
@@ -59,4 +59,4 @@ std::optional<tavi::network::network_config> network_service::on_get_network_con
   return config;
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::network

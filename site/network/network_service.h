@@ -6,7 +6,7 @@
 
 #include "tavi/network/req_resp_network_service.h"
 
-namespace tavi::site {
+namespace tavi::site::network {
 
 /// The address under which stations reach the site.
 /// @param advertised  what the operator says: host, host:port, or empty; an IPv6 host stands in brackets
@@ -33,4 +33,4 @@ class network_service : public tavi::network::i_req_resp_network_service_handler
   tavi::network::network_config const config;
 };
 
-}  // namespace tavi::site
+}  // namespace tavi::site::network

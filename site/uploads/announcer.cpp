@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 std::chrono::milliseconds next_announcement(unsigned int count, announcement_intervals const& intervals) {
   if (count <= 1) {
@@ -49,4 +49,4 @@ std::optional<announcer::time_point> announcer::next_due() const {
   return next;
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

@@ -8,7 +8,7 @@
 
 #include "uploads/finished_upload.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 /// How long after one announcement of an upload the next one follows.
 struct announcement_intervals {
@@ -63,4 +63,4 @@ class announcer {
   std::list<entry> entries;
 };
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

@@ -14,7 +14,7 @@
 
 #include "deadline.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 namespace asio = boost::asio;
@@ -107,4 +107,4 @@ asio::awaitable<body_result> read_body(http::http_exchange& exchange, body_sink&
   co_return sink.finish();
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

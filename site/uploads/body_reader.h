@@ -11,7 +11,7 @@
 #include "uploads/spool.h"
 #include "uploads/upload_options.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 /// How the receiving of a body ended.
 enum class body_result {
@@ -62,4 +62,4 @@ class body_sink {
 boost::asio::awaitable<body_result> read_body(http::http_exchange& exchange, body_sink& sink,
                                               upload_limits const& limits);
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

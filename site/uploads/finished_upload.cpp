@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 using nlohmann::json;
@@ -57,4 +57,4 @@ std::optional<finished_upload> read_sidecar(std::string_view text, clock_reading
   return upload;
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

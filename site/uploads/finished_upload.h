@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 /// A file that was uploaded completely and waits in the spool for its owner.
 struct finished_upload {
@@ -37,4 +37,4 @@ struct clock_reading {
 /// @return without id, path and size; empty when it is no such line, whatever else it is
 [[nodiscard]] std::optional<finished_upload> read_sidecar(std::string_view text, clock_reading const& now);
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

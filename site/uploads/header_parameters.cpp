@@ -4,7 +4,7 @@
 
 #include "request_text.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 constexpr std::string_view blanks = " \t";
@@ -107,4 +107,4 @@ std::optional<std::string> find_file_name(header_value const& disposition) {
   return extended != parameters.end() ? std::optional<std::string>(std::string()) : std::nullopt;
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

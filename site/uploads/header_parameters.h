@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 /// A header value such as `form-data; name="file"; filename="a.zip"`.
 struct header_value {
@@ -24,4 +24,4 @@ struct header_value {
 /// @return empty when the part has neither, so is no file; an empty name when it is given as such
 [[nodiscard]] std::optional<std::string> find_file_name(header_value const& disposition);
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

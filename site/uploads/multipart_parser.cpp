@@ -4,7 +4,7 @@
 
 #include "uploads/header_parameters.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 constexpr std::size_t header_limit = 8 * 1024;
@@ -145,4 +145,4 @@ bool multipart_parser::fail() {
   return false;
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

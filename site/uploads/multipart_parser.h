@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 /// Takes the first file out of a multipart/form-data body that arrives in pieces.
 ///
@@ -58,4 +58,4 @@ class multipart_parser {
   bool is_file_part = false;
 };
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

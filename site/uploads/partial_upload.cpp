@@ -10,7 +10,7 @@
 
 #include "mura_common/file.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 constexpr mode_t sidecar_mode = 0600;
@@ -125,4 +125,4 @@ std::uint64_t partial_upload::settle() {
   return written;
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <system_error>
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 /// Bytes in the spool: what is there and what is promised to uploads that are going on.
 struct spool_budget {
@@ -76,4 +76,4 @@ class partial_upload {
   bool is_settled = false;
 };
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

@@ -15,7 +15,7 @@
 
 #include "mura_common/text.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 namespace fs = std::filesystem;
@@ -201,4 +201,4 @@ void spool::forget_taken() {
   }
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

@@ -12,7 +12,7 @@
 #include "uploads/finished_upload.h"
 #include "uploads/partial_upload.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 /// The folder in which uploads are received and wait for their owners.
 ///
@@ -58,4 +58,4 @@ class spool {
   std::unordered_map<std::string, std::uint64_t> waiting;  // bytes of finished uploads
 };
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

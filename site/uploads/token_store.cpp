@@ -8,7 +8,7 @@
 
 #include <spdlog/spdlog.h>
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 constexpr std::size_t longest_owner = 256;
@@ -148,4 +148,4 @@ void token_store::restore_spent(std::string const& token, time_point now) {
   own->put({token, {}, token_state::spent, now});
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

@@ -8,7 +8,7 @@
 
 #include "secret_token.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 /// How long tokens live and how many there are.
 struct token_limits {
@@ -78,4 +78,4 @@ class token_store {
   std::unique_ptr<members> own;
 };
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

@@ -8,7 +8,7 @@
 #include "uploads/announcer.h"
 #include "uploads/token_store.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 /// Limits of a single upload.
 struct upload_limits {
@@ -28,4 +28,4 @@ struct upload_options {
   announcement_intervals intervals;                              ///< see there
 };
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

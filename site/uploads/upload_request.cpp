@@ -8,7 +8,7 @@
 
 #include "uploads/header_parameters.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 namespace beast = boost::beast;
@@ -63,4 +63,4 @@ std::variant<announced_body, http::http_answer> find_announced_body(http::reques
   return body;
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

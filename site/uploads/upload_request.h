@@ -9,7 +9,7 @@
 #include "http_exchange.h"
 #include "uploads/upload_options.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 /// What the header of an upload says about its body.
 struct announced_body {
@@ -24,4 +24,4 @@ struct announced_body {
 [[nodiscard]] std::variant<announced_body, http::http_answer> find_announced_body(
     http::request_header const& header, std::optional<std::uint64_t> declared, upload_limits const& limits);
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

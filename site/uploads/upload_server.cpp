@@ -9,7 +9,7 @@
 #include "request_text.h"
 #include "uploads/upload_session.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 namespace asio = boost::asio;
 using std::chrono::steady_clock;
@@ -109,4 +109,4 @@ std::optional<std::string> upload_server::make_token(std::string const& owner) {
   return own->services->tokens.make(owner, steady_clock::now());
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

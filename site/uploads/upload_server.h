@@ -11,7 +11,7 @@
 #include "uploads/finished_upload.h"
 #include "uploads/upload_options.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 /// Takes files of stations under "/upload/" and tells their owners.
 ///
@@ -49,4 +49,4 @@ class upload_server {
   std::shared_ptr<members> own;
 };
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

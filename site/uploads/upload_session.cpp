@@ -14,7 +14,7 @@
 #include "uploads/body_reader.h"
 #include "uploads/upload_request.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 namespace asio = boost::asio;
@@ -213,4 +213,4 @@ asio::awaitable<bool> receive_upload(http::http_exchange& exchange,
   co_return co_await http::send_answer(exchange, answer);
 }
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

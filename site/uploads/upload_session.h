@@ -12,7 +12,7 @@
 #include "uploads/token_store.h"
 #include "uploads/upload_options.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 /// What every upload of a server shares.
 struct upload_services {
@@ -39,4 +39,4 @@ struct upload_services {
 boost::asio::awaitable<bool> receive_upload(http::http_exchange& exchange,
                                             std::shared_ptr<upload_services> services);
 
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

@@ -12,7 +12,7 @@
 #include "log_capture.h"
 #include "temporary_folder.h"
 
-namespace tavi::site {
+namespace tavi::site::event_log {
 namespace {
 
 using nlohmann::json;
@@ -147,4 +147,4 @@ TEST_F(EventLog, SaysThatAnEntryIsLostWhenTheDiskIsFull) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::event_log

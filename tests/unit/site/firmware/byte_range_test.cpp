@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 
 void PrintTo(range_finding const& found, std::ostream* out) {
   constexpr char const* names[] = {"whole", "part", "unsatisfiable"};
@@ -106,4 +106,4 @@ TEST(ByteRangeOfAHugeFile, DoesNotOverflow) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

@@ -9,7 +9,7 @@
 #include "delivery_site.h"
 #include "sanitizer.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 namespace {
 
 using std::chrono::milliseconds;
@@ -142,4 +142,4 @@ TEST_F(DeliverySiteTest, WithoutAFreeDescriptorTheStationIsToldToComeAgain) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

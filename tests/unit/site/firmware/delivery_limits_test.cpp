@@ -5,7 +5,7 @@
 
 #include "delivery_site.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 namespace {
 
 /// Deliveries that have begun and of which nothing more is taken.
@@ -99,4 +99,4 @@ TEST_F(DeliveryLimits, LocationThatIsNoneIsToldSoWhateverIsGoingOn) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

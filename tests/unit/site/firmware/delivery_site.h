@@ -28,7 +28,7 @@ class DeliverySiteTest : public testing::Test {
 
   void start() {
     auto const is_started = site.call([this] {
-      server = std::make_unique<tavi::site::firmware_server>(options);
+      server = std::make_unique<tavi::site::firmware::firmware_server>(options);
       listener = std::make_unique<tavi::http::http_listener>(site.loop, tavi::http::http_limits{});
       server->add_to(*listener);
       return listener->start("127.0.0.1", 0);
@@ -45,17 +45,17 @@ class DeliverySiteTest : public testing::Test {
   }
 
   /// Writes a file into the store. @return what a station is told
-  tavi::site::firmware_location offer(std::string const& name, std::string const& content) {
+  tavi::site::firmware::firmware_location offer(std::string const& name, std::string const& content) {
     folder.write(std::filesystem::path("store") / name, content);
     return offer_again(name);
   }
 
   /// A further location of a file in the store.
-  tavi::site::firmware_location offer_again(std::string const& name) {
+  tavi::site::firmware::firmware_location offer_again(std::string const& name) {
     auto const file = server->find_file((store / name).string());
     EXPECT_TRUE(file.has_value());
     return site.call([&] { return server->make_location(7, file.value_or("")); })
-        .value_or(tavi::site::firmware_location());
+        .value_or(tavi::site::firmware::firmware_location());
   }
 
   /// A request; `fields` end with a line end each.
@@ -101,9 +101,9 @@ class DeliverySiteTest : public testing::Test {
   log_capture log;
   temporary_folder folder;
   std::filesystem::path store = std::filesystem::canonical(folder.path()) / "store";
-  tavi::site::firmware_options options;
+  tavi::site::firmware::firmware_options options;
   loop_thread site;
-  std::unique_ptr<tavi::site::firmware_server> server;
+  std::unique_ptr<tavi::site::firmware::firmware_server> server;
   std::unique_ptr<tavi::http::http_listener> listener;
   std::uint16_t port = 0;
 };

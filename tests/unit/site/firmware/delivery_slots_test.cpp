@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 namespace {
 
 TEST(DeliverySlotsTest, TokenHasAsManyAsItMayAndNoMore) {
@@ -53,4 +53,4 @@ TEST(DeliverySlotsTest, RefusedOneTakesNoPlaceAndFreesNone) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

@@ -4,7 +4,7 @@
 
 #include "delivery_site.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 namespace {
 
 TEST_F(DeliverySiteTest, StationGetsTheWholeFile) {
@@ -240,4 +240,4 @@ TEST_F(DeliverySiteTest, NoTokenIsEverLogged) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

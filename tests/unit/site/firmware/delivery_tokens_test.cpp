@@ -8,7 +8,7 @@
 
 #include "log_capture.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 
 void PrintTo(delivery_answer answer, std::ostream* out) {
   constexpr char const* names[] = {"granted", "unknown", "gone"};
@@ -163,4 +163,4 @@ TEST_F(DeliveryTokensTest, WithoutRandomBytesNoneIsMadeAndNoneGivesWay) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

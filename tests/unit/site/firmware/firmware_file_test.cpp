@@ -12,7 +12,7 @@
 
 #include "temporary_folder.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 namespace {
 
 namespace fs = std::filesystem;
@@ -149,4 +149,4 @@ TEST_F(FirmwareFileTest, FileThatMayNotBeReadIsTold) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

@@ -11,7 +11,7 @@
 #include "log_capture.h"
 #include "temporary_folder.h"
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 namespace {
 
 namespace fs = std::filesystem;
@@ -145,4 +145,4 @@ TEST_F(Deliverable, FileThatMayNotBeReadIsRefused) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

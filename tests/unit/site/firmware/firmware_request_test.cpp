@@ -9,7 +9,7 @@
 #include <boost/beast/http/verb.hpp>
 #include <gtest/gtest.h>
 
-namespace tavi::site {
+namespace tavi::site::firmware {
 namespace {
 
 namespace beast_http = boost::beast::http;
@@ -123,4 +123,4 @@ TEST(DeliveryPlanOfAnEmptyFile, IsAnAnswerWithoutABody) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::firmware

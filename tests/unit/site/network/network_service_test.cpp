@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace tavi::site {
+namespace tavi::site::network {
 namespace {
 
 struct address_case {
@@ -51,4 +51,4 @@ TEST(NetworkService, AnswersWithTheAddressItWasGiven) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::network

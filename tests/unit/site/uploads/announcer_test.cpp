@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 using std::chrono::milliseconds;
@@ -127,4 +127,4 @@ TEST_F(AnnouncerTest, EarliestOfAllIsNext) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

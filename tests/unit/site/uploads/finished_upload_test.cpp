@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 using std::chrono::milliseconds;
@@ -72,4 +72,4 @@ INSTANTIATE_TEST_SUITE_P(Situations, BadSidecar,
                                          R"({"token":"t","owner":"o","name":"n","expires_at":1)"));
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

@@ -6,7 +6,7 @@
 
 #include <gmock/gmock.h>
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 using parameter_map = std::map<std::string, std::string>;
@@ -102,4 +102,4 @@ INSTANTIATE_TEST_SUITE_P(
                     name_row{"form-data; filename*=broken", ""}));
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

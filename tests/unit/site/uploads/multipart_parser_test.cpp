@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 void PrintTo(multipart_parser::state state, std::ostream* out) {
   constexpr char const* names[] = {"reading", "complete", "broken"};
@@ -214,4 +214,4 @@ TEST(MultipartParserLimitTest, ContentIsHandedOnAsItComes) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

@@ -12,7 +12,7 @@
 #include "log_capture.h"
 #include "temporary_folder.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 namespace fs = std::filesystem;
@@ -313,4 +313,4 @@ TEST_F(SpoolTest, FolderThatVanishedMakesNoUpload) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

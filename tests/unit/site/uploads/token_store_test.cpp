@@ -10,7 +10,7 @@
 
 #include "log_capture.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 
 void PrintTo(token_answer answer, std::ostream* out) {
   constexpr char const* names[] = {"granted", "unknown", "in_use", "gone"};
@@ -239,4 +239,4 @@ TEST_F(TokenStoreTest, NoTokenIsEverLogged) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

@@ -7,7 +7,7 @@
 #include "upload_site.h"
 #include "uploads/finished_upload.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 namespace fs = std::filesystem;
@@ -155,4 +155,4 @@ TEST_F(UploadDurabilityTest, TokensAreMadeOnAnyThreadWhileFilesCome) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

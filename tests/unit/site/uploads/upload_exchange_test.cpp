@@ -5,7 +5,7 @@
 
 #include "upload_site.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 namespace fs = std::filesystem;
@@ -229,4 +229,4 @@ TEST_F(UploadExchangeTest, LargeFileIsNotHeldInMemory) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

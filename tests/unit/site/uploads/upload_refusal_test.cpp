@@ -7,7 +7,7 @@
 #include "file_size_limit.h"
 #include "upload_site.h"
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 namespace fs = std::filesystem;
@@ -276,4 +276,4 @@ TEST_F(UploadRefusalTest, FileThatCannotBeGivenItsFinalNameIsAFaultOfTheSite) {
 }
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

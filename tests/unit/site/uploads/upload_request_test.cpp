@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace tavi::site {
+namespace tavi::site::uploads {
 namespace {
 
 namespace beast_http = boost::beast::http;
@@ -123,4 +123,4 @@ INSTANTIATE_TEST_SUITE_P(
                   7}));
 
 }  // namespace
-}  // namespace tavi::site
+}  // namespace tavi::site::uploads

@@ -65,8 +65,8 @@ class UploadSiteTest : public testing::Test {
 
   void start() {
     auto const is_started = site.call([this] {
-      server = std::make_unique<tavi::site::upload_server>(
-          site.loop, options, [this](tavi::site::finished_upload const& upload) {
+      server = std::make_unique<tavi::site::uploads::upload_server>(
+          site.loop, options, [this](tavi::site::uploads::finished_upload const& upload) {
             announced.add({upload.token, upload.file_name, upload.file_path.string()});
           });
       listener = std::make_unique<tavi::http::http_listener>(site.loop, tavi::http::http_limits{});
@@ -126,10 +126,10 @@ class UploadSiteTest : public testing::Test {
 
   log_capture log;
   temporary_folder root;
-  tavi::site::upload_options options;
+  tavi::site::uploads::upload_options options;
   announcement_log announced;
   loop_thread site;
-  std::unique_ptr<tavi::site::upload_server> server;
+  std::unique_ptr<tavi::site::uploads::upload_server> server;
   std::unique_ptr<tavi::http::http_listener> listener;
   std::uint16_t port = 0;
 };
