@@ -70,8 +70,7 @@ asio::awaitable<bool> write_response(http_exchange& exchange, text_response cons
   co_return !error;
 }
 
-/// A connection that is closed while bytes of the peer are unread is reset, and the reset may overtake the
-/// answer.
+/// A connection that is closed while bytes of the peer are unread is reset, which may overtake the answer.
 asio::awaitable<void> close_orderly(boost::beast::tcp_stream& stream) {
   boost::system::error_code error;
   stream.socket().shutdown(asio::ip::tcp::socket::shutdown_send, error);

@@ -22,8 +22,7 @@ struct http_limits {
   std::chrono::milliseconds accept_pause = std::chrono::milliseconds(200);  ///< after a failed accept
 };
 
-/// Accepts connections on the site's one port and hands each request to the route that its target begins
-/// with.
+/// Accepts connections on the site's one port and hands each request to the route whose prefix it has.
 ///
 /// Answers what belongs to no route with 404, a header that is broken or names no host with 400, one that is
 /// too large with 431 and one that comes too slowly with 408; a connection on which nothing came in that time

@@ -36,8 +36,7 @@ class firmware_file {
 
   /// Reads as many bytes as the buffer takes. May wait for the disk; any thread, one at a time.
   /// @return no error when the buffer is full of bytes of the opened state; `text_file_busy` when the file
-  /// has
-  ///         changed, was removed or renamed since; else what the system says
+  ///         has changed, was removed or renamed since; else what the system says
   [[nodiscard]] std::error_code read(std::uint64_t offset, std::span<char> buffer) const;
 
  private:

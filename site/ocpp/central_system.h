@@ -34,8 +34,7 @@ struct central_system_options {
   update_options update;  ///< of every firmware update
 };
 
-/// The site's side of OCPP 1.6-J: takes stations' connections and serves the OCPP 1.6 service of the
-/// controller.
+/// The site's side of OCPP 1.6-J: takes stations' connections, serves the controller's OCPP 1.6 service.
 ///
 /// Stations connect to "/ocpp/<identity>" with the sub-protocol "ocpp1.6". A new station is kept and
 /// announced once its handshake has succeeded; one that offers no such sub-protocol is connected and closed
@@ -72,8 +71,7 @@ class central_system : public tavi::ocpp1_6::i_req_resp_ocpp_1_6_service_handler
   /// @param request  receives a number above 0 when the station was asked, otherwise 0
   int on_request_diagnostics_upload(unsigned int const& station_id, std::string const& location,
                                     unsigned int& request) override;
-  /// Asks a station to fetch a file and waits for its answer; see `request_answer`. Any thread but the
-  /// loop's.
+  /// Asks a station to fetch a file and waits for its answer; see `request_answer`. Any thread but the loop's.
   /// @param path     of the file, as `firmware_source::find_file` takes it
   /// @param request  receives a number above 0 when the station was asked, otherwise 0
   int on_request_firmware_update(unsigned int const& station_id, std::string const& path,

@@ -38,8 +38,7 @@ struct field_rule {
 /// field of null counts as left out.
 /// @param object  a JSON object
 /// @return empty when every rule holds; otherwise the first break: `occurence_constraint_violation` for a
-/// missing
-///         field and for a list with too few elements, `type_constraint_violation`, and
+///         missing field and for a list with too few elements, `type_constraint_violation`, and
 ///         `property_constraint_violation` for a value
 [[nodiscard]] std::optional<ocpp_wire::refusal> find_violation(nlohmann::json const& object,
                                                                std::span<field_rule const> rules);

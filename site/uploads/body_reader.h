@@ -24,8 +24,8 @@ enum class body_result {
   disk_failure  ///< the disk refused it for another reason
 };
 
-/// How a failure to write is to be answered: a full disk, quota or file size as `spool_full`, else
-/// `disk_failure`.
+/// How a failure to write is to be answered: as `spool_full` when disk, quota or file size are at their end,
+/// else as `disk_failure`.
 [[nodiscard]] body_result judge_disk_error(std::error_code const& error);
 
 /// Writes a body into the spool as it comes, and takes the file out of it when it is a multipart one.

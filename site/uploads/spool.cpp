@@ -146,8 +146,7 @@ std::unique_ptr<partial_upload> spool::begin(std::error_code& error) {
     return nullptr;
   }
   auto upload = std::make_unique<partial_upload>(folder, id, file, budget);
-  // The mode that was asked for is cut by the process's mask, but who takes the file away may be in the
-  // group.
+  // The mode that was asked for is cut by the process's mask, but who takes the file away may be in the group.
   if (::fchmod(file, data_mode) != 0) {
     error = {errno, std::generic_category()};
     return nullptr;

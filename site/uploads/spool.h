@@ -44,8 +44,7 @@ class spool {
   /// Whether the file of an upload still waits.
   [[nodiscard]] static bool is_there(finished_upload const& upload);
 
-  /// Forgets an upload, and removes its file where it is still there. Does nothing when it is forgotten
-  /// already.
+  /// Forgets an upload, and removes its file where it is still there. Nothing when it is forgotten already.
   void remove(std::string const& id);
 
  private:

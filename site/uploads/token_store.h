@@ -56,9 +56,8 @@ class token_store {
 
   /// Makes a token of 43 characters out of A-Z a-z 0-9 - _.
   /// @param owner  who will take the uploaded file; 1 to 256 bytes
-  /// @return empty, with a line in the log, when the owner is none, the limit of live tokens is reached or
-  /// there
-  ///         is no randomness
+  /// @return empty, with a line in the log, when the owner is none, the limit of live tokens is reached, or
+  ///         there is no randomness
   [[nodiscard]] std::optional<std::string> make(std::string const& owner, time_point now);
 
   /// Takes a token into use. @param token  any bytes

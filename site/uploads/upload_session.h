@@ -30,8 +30,7 @@ struct upload_services {
   std::function<void(finished_upload const&)> on_finished;  ///< the file stands in the spool; on the loop
 };
 
-/// Answers one request below "/upload/": checks its token, receives the file, makes it durable and reports
-/// it.
+/// Answers one request below "/upload/": checks its token, receives the file, makes it durable, reports it.
 ///
 /// An upload that fails leaves no file, and its token can be used again.
 /// @param exchange  outlives the coroutine
