@@ -1,7 +1,10 @@
 #include "sub_webserver_service_handler.h"
 
+#include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,6 +12,7 @@
 #include "awaited_upload.h"
 #include "diagnostic_fixture.h"
 #include "manager_run.h"
+#include "mura_common/text.h"
 
 namespace tavi::stations_maintenance {
 namespace {
@@ -18,6 +22,21 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
+
+/// Seconds since the epoch, now.
+std::int64_t now() {
+  auto const since = std::chrono::system_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::seconds>(since).count();
+}
+
+/// The names that a file without one may have got between two moments.
+std::vector<std::string> names_between(std::string const& kind, std::int64_t first, std::int64_t last) {
+  std::vector<std::string> names;
+  for (auto second = first; second <= last; ++second) {
+    names.push_back(kind + "_" + mura_common::to_local_iso8601(second));
+  }
+  return names;
+}
 
 class UploadEvents : public DiagnosticManagerTest {
  protected:
@@ -61,8 +80,10 @@ TEST_F(UploadEvents, NameAReportWithoutANameAfterTheLocalTime) {
   given_expected("token", 3);
   log.clear();
   auto const uploaded = given_uploaded("x", "content");
+  auto const begin = now();
   handler.on_file_uploaded("token", "", uploaded);
   EXPECT_THAT(recorded_names(), ElementsAre(MatchesRegex("Diagnostics_[0-9]{8}T[0-9]{6}[+-][0-9]{4}")));
+  EXPECT_THAT(names_between("Diagnostics", begin, now()), Contains(recorded_names().at(0)));
   EXPECT_THAT(log.lines(), Contains(log_line{info, "File uploaded on tavi without file name"}));
   EXPECT_THAT(log.lines(), Contains(log_line{info, "Diagnostic " + recorded_names().at(0) +
                                                        " uploaded on tavi on " + uploaded}));
@@ -82,8 +103,10 @@ TEST_F(UploadEvents, FileAFirmwareUnderItsName) {
 TEST_F(UploadEvents, NameAFirmwareWithoutANameAfterTheLocalTime) {
   auto const token = given_announced();
   auto const uploaded = given_uploaded("x", "image");
+  auto const begin = now();
   handler.on_file_uploaded(token, "", uploaded);
   auto const name = stored_firmware_name();
+  EXPECT_THAT(names_between("Firmware", begin, now()), Contains(name));
   EXPECT_THAT(name, MatchesRegex("Firmware_[0-9]{8}T[0-9]{6}[+-][0-9]{4}"));
   ASSERT_GE(log.lines().size(), 2U);
   EXPECT_EQ(log.lines()[0], (log_line{info, "File uploaded on tavi without file name"}));
