@@ -7,11 +7,11 @@
 #include <system_error>
 #include <utility>
 
-#include <boost/locale/utf.hpp>
 #include <fmt/format.h>
 
 #include "config/config_nesting.h"
 #include "config/toml_versions.h"
+#include "mura_common/text.h"
 
 namespace mura_common {
 namespace {
@@ -86,28 +86,15 @@ std::string first_line_of(std::string_view explanation) {
   return std::string(explanation);
 }
 
-/// Where the text stops being UTF-8, which TOML demands; absent when it is all of it. Looked for in advance,
-/// because the parser goes astray over such bytes in literal strings.
-std::optional<std::size_t> foreign_byte_in(std::string_view text) {
-  using decoder = boost::locale::utf::utf_traits<char>;
-  auto const* at = text.begin();
-  while (at != text.end()) {
-    auto const offset = static_cast<std::size_t>(at - text.begin());
-    auto const code = decoder::decode(at, text.end());
-    if (code == boost::locale::utf::illegal || code == boost::locale::utf::incomplete) {
-      return offset;
-    }
-  }
-  return std::nullopt;
-}
-
 std::optional<toml_value> tree_of(std::string_view text, std::string& error) {
   if (text.size() > config_size_limit) {
     error = "it has " + std::to_string(text.size()) + " bytes, expected at most " +
             std::to_string(config_size_limit);
     return std::nullopt;
   }
-  if (auto const offset = foreign_byte_in(text)) {
+  // TOML demands UTF-8; looked for in advance, because the parser goes astray over other bytes in literal
+  // strings.
+  if (auto const offset = find_foreign_byte(text)) {
     auto const line = 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(*offset), '\n');
     error = "line " + std::to_string(line) + ": not UTF-8 here, expected nothing else";
     return std::nullopt;

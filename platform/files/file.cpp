@@ -36,9 +36,7 @@ std::optional<replaced_file> read_replaced(file_descriptor const& folder, std::s
     error = last_system_error();
     return {};
   }
-  if (!S_ISREG(status.st_mode)) {
-    error = std::make_error_code(S_ISDIR(status.st_mode) ? std::errc::is_a_directory
-                                                         : std::errc::invalid_argument);
+  if (!is_regular(status.st_mode, error)) {
     return {};
   }
   return replaced_file{status.st_mode & mode_bits, std::pair{status.st_uid, status.st_gid}};
@@ -73,7 +71,7 @@ bool write_and_rename(file_descriptor const& folder, std::string const& name, st
     error = last_system_error();
     return false;
   }
-  if (!write_all(file, content, error) || !take_over(file, *replaced, error) || !flush(file, error)) {
+  if (!write_all(file.get(), content, error) || !take_over(file, *replaced, error) || !flush(file, error)) {
     ::unlinkat(folder.get(), temporary.c_str(), 0);
     return false;
   }

@@ -2,7 +2,10 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include "mura_common/file.h"
 
 namespace mura_common {
 
@@ -30,9 +33,9 @@ bool flush(file_descriptor const& file, std::error_code& error) {
   return result == 0;
 }
 
-bool write_all(file_descriptor const& file, std::string_view content, std::error_code& error) {
+bool write_all(int file, std::string_view content, std::error_code& error) {
   while (!content.empty()) {
-    auto const written = ::write(file.get(), content.data(), content.size());
+    auto const written = ::write(file, content.data(), content.size());
     if (written >= 0) {
       content.remove_prefix(static_cast<std::size_t>(written));
     } else if (errno != EINTR) {
@@ -41,6 +44,13 @@ bool write_all(file_descriptor const& file, std::string_view content, std::error
     }
   }
   return true;
+}
+
+bool is_regular(mode_t mode, std::error_code& error) {
+  if (!S_ISREG(mode)) {
+    error = std::make_error_code(S_ISDIR(mode) ? std::errc::is_a_directory : std::errc::invalid_argument);
+  }
+  return S_ISREG(mode);
 }
 
 }  // namespace mura_common

@@ -1,7 +1,8 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
-#include <string_view>
 #include <system_error>
 
 #include "files/file_descriptor.h"
@@ -20,8 +21,8 @@ namespace mura_common {
 /// Flushes a file or folder to the disk. @return false, with `error` set, when the system reports a failure
 [[nodiscard]] bool flush(file_descriptor const& file, std::error_code& error);
 
-/// Writes all of `content` at the file's position. @return false, with `error` set, when not all was written
-[[nodiscard]] bool write_all(file_descriptor const& file, std::string_view content, std::error_code& error);
+/// Whether a mode, as `stat` tells it, is a regular file's. @return false, with `error` set, for anything else
+[[nodiscard]] bool is_regular(mode_t mode, std::error_code& error);
 
 /// Copies from one file's position to its end, to the other's position. The kernel does it where it can: a
 /// file system that shares blocks between files then copies nothing at all.

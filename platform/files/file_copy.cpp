@@ -120,7 +120,7 @@ bool copy_plainly(file_descriptor const& from, file_descriptor const& to, std::e
       return true;
     }
     if (length > 0) {
-      if (!write_all(to, {buffer->data(), static_cast<std::size_t>(length)}, error)) {
+      if (!write_all(to.get(), {buffer->data(), static_cast<std::size_t>(length)}, error)) {
         return false;
       }
     } else if (errno != EINTR) {
@@ -137,9 +137,7 @@ std::optional<mode_t> read_permissions(file_descriptor const& source, std::error
     error = last_system_error();
     return {};
   }
-  if (!S_ISREG(status.st_mode)) {
-    error = std::make_error_code(S_ISDIR(status.st_mode) ? std::errc::is_a_directory
-                                                         : std::errc::invalid_argument);
+  if (!is_regular(status.st_mode, error)) {
     return {};
   }
   return status.st_mode & permission_bits;

@@ -17,7 +17,7 @@ namespace mura_common {
 
 namespace {
 
-constexpr std::size_t piece = std::size_t{128} << 10U;
+constexpr std::size_t piece_size = std::size_t{128} << 10U;
 
 struct context_freer {
   void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
@@ -45,7 +45,7 @@ file_descriptor open_regular_file(std::filesystem::path const& path) {
 
 /// @return whether the file was read to its end
 bool add_content(EVP_MD_CTX* context, file_descriptor const& file) {
-  auto const buffer = std::make_unique<std::array<unsigned char, piece>>();
+  auto const buffer = std::make_unique<std::array<unsigned char, piece_size>>();
   while (true) {
     auto const length = ::read(file.get(), buffer->data(), buffer->size());
     if (length == 0) {

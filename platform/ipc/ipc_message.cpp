@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "mura_common/ipc.h"
+#include "mura_common/text.h"
 
 namespace mura_common::ipc {
 
@@ -19,35 +20,11 @@ std::string text_of(json const& message) {
   return message.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
-/// Looks at brackets outside of strings only; whether the text is JSON at all is the parser's business.
-bool is_shallow(std::string_view text) {
-  std::size_t depth = 0;
-  bool in_string = false;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    char const c = text[at];
-    if (in_string) {
-      if (c == '\\') {
-        ++at;
-      }
-      in_string = c != '"';
-    } else if (c == '"') {
-      in_string = true;
-    } else if (c == '[' || c == '{') {
-      if (++depth > nesting_limit) {
-        return false;
-      }
-    } else if ((c == ']' || c == '}') && depth > 0) {
-      --depth;
-    }
-  }
-  return true;
-}
-
 std::variant<json, unreadable> parse_object(std::string_view frame) {
   if (frame.empty()) {
     return unreadable{"the message is empty"};
   }
-  if (!is_shallow(frame)) {
+  if (is_json_deeper_than(frame, nesting_limit)) {
     return unreadable{fmt::format("the message nests deeper than {} levels", nesting_limit)};
   }
   auto message = json::parse(frame, nullptr, false);

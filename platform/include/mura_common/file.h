@@ -19,8 +19,7 @@ namespace mura_common {
 /// @param from   an existing regular file
 /// @param to     the name of the copy; its folder must exist, itself it must not
 /// @param error  cleared on success; otherwise why the copy was not made: `file_exists` when something stands
-/// at
-///               `to` already, `no_space_on_device`, and so on as the system reports it
+///               at `to` already, `no_space_on_device`, and so on as the system reports it
 /// @return whether the copy stands at `to`; when false nothing of it is left behind
 [[nodiscard]] MURA_COMMON_EXPORT bool copy_file_durably(std::filesystem::path const& from,
                                                         std::filesystem::path const& to,
@@ -37,8 +36,7 @@ namespace mura_common {
 /// @param content  the bytes that it will hold
 /// @param error    cleared on success, otherwise why the content was not replaced
 /// @return whether the new content is in force for good; when false the old file stands unchanged, except
-/// that
-///         after a failure of the last step, flushing the folder, a power loss decides which one stands
+///         that after a failure of the last step, flushing the folder, a power loss decides which one stands
 [[nodiscard]] MURA_COMMON_EXPORT bool replace_file_durably(std::filesystem::path const& path,
                                                            std::string_view content, std::error_code& error);
 
@@ -48,5 +46,11 @@ namespace mura_common {
 /// @return whether the folder was flushed
 [[nodiscard]] MURA_COMMON_EXPORT bool flush_folder(std::filesystem::path const& folder,
                                                    std::error_code& error);
+
+/// Writes all of `content` to an opened file, pipe or terminal, however many calls that takes.
+/// @param file   the descriptor; stays the caller's
+/// @param error  set when not all was written; untouched otherwise
+/// @return whether all was written; when false, a part of it may have been
+[[nodiscard]] MURA_COMMON_EXPORT bool write_all(int file, std::string_view content, std::error_code& error);
 
 }  // namespace mura_common

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -22,6 +24,19 @@ namespace mura_common {
 /// @param seconds_since_epoch  seconds since 1970-01-01T00:00:00Z; may be negative
 /// @return the text; empty when the moment lies outside what the C library can represent
 [[nodiscard]] MURA_COMMON_EXPORT std::string to_local_iso8601(std::int64_t seconds_since_epoch);
+
+/// Where a text stops being UTF-8: the offset of the first byte that belongs to no character.
+/// @return empty when all of it is UTF-8
+[[nodiscard]] MURA_COMMON_EXPORT std::optional<std::size_t> find_foreign_byte(std::string_view text);
+
+/// Whether all of a text is UTF-8.
+[[nodiscard]] inline bool is_utf8(std::string_view text) {
+  return !find_foreign_byte(text);
+}
+
+/// Whether arrays and objects are nested deeper in a JSON text than so many levels: found out before a parser
+/// builds, or recurses by, what a stranger sent. A text that is no JSON is judged by its brackets too.
+[[nodiscard]] MURA_COMMON_EXPORT bool is_json_deeper_than(std::string_view json, std::size_t levels);
 
 /// The word that was probably meant by one that nobody knows.
 ///

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <set>
 #include <string>
 #include <system_error>
@@ -245,6 +247,33 @@ TEST(FlushFolder, SaysWhyItCannot) {
   EXPECT_EQ(error, std::errc::no_such_file_or_directory);
   EXPECT_FALSE(flush_folder(folder.write("file", "x"), error));
   EXPECT_EQ(error, std::errc::not_a_directory);
+}
+
+TEST(WriteAll, GoesOnWhereAPipeTookAPart) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe(ends.data()), 0);
+  std::string const content(1U << 20U, 'x');
+  std::string received;
+  std::thread reader([&] {
+    std::array<char, 4096> piece{};
+    for (ssize_t length = 1; length > 0;) {
+      length = ::read(ends[0], piece.data(), piece.size());
+      received.append(piece.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    }
+  });
+  std::error_code error;
+  EXPECT_TRUE(write_all(ends[1], content, error));
+  ::close(ends[1]);
+  reader.join();
+  ::close(ends[0]);
+  EXPECT_FALSE(error);
+  EXPECT_EQ(received, content);
+}
+
+TEST(WriteAll, SaysWhyItFailed) {
+  std::error_code error;
+  EXPECT_FALSE(write_all(-1, "x", error));
+  EXPECT_EQ(error, std::errc::bad_file_descriptor);
 }
 
 }  // namespace

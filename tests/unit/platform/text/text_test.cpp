@@ -6,7 +6,9 @@
 #include <array>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -21,6 +23,37 @@ TEST(StartsWith, ComparesByteForByte) {
   EXPECT_FALSE(startsWith("Case", "case"));
   EXPECT_FALSE(startsWith("short", "shorter"));
   EXPECT_FALSE(startsWith("", "x"));
+}
+
+TEST(ForeignByte, IsFoundWhereTheTextStopsBeingUtf8) {
+  EXPECT_EQ(find_foreign_byte(""), std::nullopt);
+  EXPECT_EQ(find_foreign_byte("Z\xc3\xbcrich \xe2\x82\xac \xf0\x9f\x9a\x97"), std::nullopt);
+  EXPECT_EQ(find_foreign_byte(std::string_view("a\0b", 3)), std::nullopt);
+  EXPECT_EQ(find_foreign_byte("\xff"), 0U);
+  EXPECT_EQ(find_foreign_byte("ab\xfc"), 2U);
+  EXPECT_EQ(find_foreign_byte("ab\xe2\x82"), 2U) << "cut off";
+  EXPECT_EQ(find_foreign_byte("a\xc0\xaf"), 1U) << "longer than needed";
+  EXPECT_EQ(find_foreign_byte("a\xed\xa0\x80"), 1U) << "half of a pair";
+  EXPECT_EQ(find_foreign_byte("a\xf4\x90\x80\x80"), 1U) << "beyond the last character";
+  EXPECT_TRUE(is_utf8("\xc3\xbc"));
+  EXPECT_FALSE(is_utf8("\xfc"));
+}
+
+TEST(JsonDepth, CountsBracketsOutsideOfStrings) {
+  EXPECT_FALSE(is_json_deeper_than("", 0));
+  EXPECT_FALSE(is_json_deeper_than("1", 0));
+  EXPECT_TRUE(is_json_deeper_than("[]", 0));
+  EXPECT_FALSE(is_json_deeper_than(R"([{"a": 1}, [2], {"b": {}}])", 3));
+  EXPECT_TRUE(is_json_deeper_than(R"([{"a": 1}, [2], {"b": {}}])", 2));
+  EXPECT_FALSE(is_json_deeper_than(R"(["[[[[", "\"[[[[", "\\", "[["])", 1));
+  EXPECT_TRUE(is_json_deeper_than(R"(["\\", [1]])", 1)) << "the string has ended behind the backslashes";
+}
+
+TEST(JsonDepth, JudgesWhatIsNoJsonByItsBrackets) {
+  EXPECT_FALSE(is_json_deeper_than("]]]][", 1));
+  EXPECT_TRUE(is_json_deeper_than("]]]][[", 1));
+  EXPECT_TRUE(is_json_deeper_than("[[]", 1));
+  EXPECT_FALSE(is_json_deeper_than(R"("unfinished \)", 0));
 }
 
 TEST(ToHexString, WritesTwoLowerCaseDigitsForEachByte) {
