@@ -7,6 +7,7 @@
 #include <spdlog/spdlog.h>
 #include <sqlite3.h>
 
+#include "database/error_note.h"
 #include "database/sqlite_query.h"
 
 namespace mura_common {
@@ -31,7 +32,7 @@ std::optional<std::string> read_first_value(sqlite3* handle, char const* sql) {
   if (sqlite3_prepare_v2(handle, sql, -1, &prepared, nullptr) != SQLITE_OK) {
     return {};
   }
-  sqlite_query query{owned_statement(prepared)};
+  sqlite_query query(owned_statement(prepared), std::make_shared<error_note>());
   if (!query.execute()) {
     return {};
   }
@@ -142,7 +143,7 @@ bool is_idle(sqlite3* handle, char const* text) {
 
 struct sqlite_database::connection {
   owned_handle handle;
-  std::string error;
+  std::shared_ptr<error_note> error = std::make_shared<error_note>();
 };
 
 sqlite_database::sqlite_database() : own(std::make_unique<connection>()) {
@@ -158,7 +159,7 @@ bool sqlite_database::open(std::filesystem::path const& file) {
   auto [handle, reason] = error ? open_result{nullptr, error.message()} : open_checked(name);
   if (handle == nullptr) {
     spdlog::error("[sqlite_database] cannot use {} as database: {}", file.string(), reason);
-    own->error = std::move(reason);
+    own->error->keep(std::move(reason));
     return false;
   }
   own->handle = std::move(handle);
@@ -172,29 +173,29 @@ void sqlite_database::close() {
 std::unique_ptr<IQuery> sqlite_database::create_query(std::string const& sql) {
   auto* const handle = own->handle.get();
   if (handle == nullptr) {
-    own->error = "the database is not open";
+    own->error->keep("the database is not open");
     return {};
   }
   if (sql.find('\0') != std::string::npos) {
-    own->error = "the statement's text holds a zero byte";
+    own->error->keep("the statement's text holds a zero byte");
     return {};
   }
   sqlite3_stmt* prepared = nullptr;
   char const* rest = nullptr;
   if (sqlite3_prepare_v3(handle, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &prepared, &rest) != SQLITE_OK) {
-    own->error = sqlite3_errmsg(handle);
+    own->error->keep(sqlite3_errmsg(handle));
     return {};
   }
   owned_statement statement(prepared);
   if (statement == nullptr || !is_idle(handle, rest)) {
-    own->error = "expected exactly one statement in: " + sql;
+    own->error->keep("expected exactly one statement in: " + sql);
     return {};
   }
-  return std::make_unique<sqlite_query>(std::move(statement));
+  return std::make_unique<sqlite_query>(std::move(statement), own->error);
 }
 
 std::string sqlite_database::last_error() const {
-  return own->error;
+  return own->error->last();
 }
 
 }  // namespace mura_common

@@ -10,7 +10,8 @@ void statement_finalizer::operator()(sqlite3_stmt* statement) const {
   sqlite3_finalize(statement);
 }
 
-sqlite_query::sqlite_query(owned_statement prepared) : statement(std::move(prepared)) {
+sqlite_query::sqlite_query(owned_statement prepared, std::shared_ptr<error_note> told_of_errors)
+    : statement(std::move(prepared)), connection_error(std::move(told_of_errors)) {
 }
 
 void sqlite_query::reset() {
@@ -99,11 +100,11 @@ std::string sqlite_query::last_error() const {
 
 bool sqlite_query::may_bind(int position) {
   if (row) {
-    error = "cannot bind while a row of the statement is being read";
+    keep_error("cannot bind while a row of the statement is being read");
     return false;
   }
   if (position < 0 || position >= sqlite3_bind_parameter_count(statement.get())) {
-    error = sqlite3_errstr(SQLITE_RANGE);
+    keep_error(sqlite3_errstr(SQLITE_RANGE));
     return false;
   }
   return true;
@@ -134,7 +135,12 @@ bool sqlite_query::step() {
 }
 
 void sqlite_query::keep_error() const {
-  error = sqlite3_errmsg(sqlite3_db_handle(statement.get()));
+  keep_error(sqlite3_errmsg(sqlite3_db_handle(statement.get())));
+}
+
+void sqlite_query::keep_error(std::string text) const {
+  error = std::move(text);
+  connection_error->keep(error);
 }
 
 }  // namespace mura_common

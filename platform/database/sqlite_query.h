@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "database/error_note.h"
 #include "mura_common/database.h"
 
 struct sqlite3_stmt;
@@ -22,8 +23,9 @@ using owned_statement = std::unique_ptr<sqlite3_stmt, statement_finalizer>;
 /// so that it holds no lock on the database and takes new values at once.
 class sqlite_query : public IQuery {
  public:
-  /// @param prepared  the statement, not empty
-  explicit sqlite_query(owned_statement prepared);
+  /// @param prepared          the statement, not empty
+  /// @param connection_error  told of every error, not empty
+  sqlite_query(owned_statement prepared, std::shared_ptr<error_note> connection_error);
 
   void reset() override;
   bool bind_int32(int position, std::int32_t value) override;
@@ -49,8 +51,10 @@ class sqlite_query : public IQuery {
   [[nodiscard]] bool has_column(int column) const;
   [[nodiscard]] bool step();
   void keep_error() const;
+  void keep_error(std::string text) const;
 
   owned_statement statement;
+  std::shared_ptr<error_note> connection_error;
   bool row = false;
   mutable std::string error;
 };

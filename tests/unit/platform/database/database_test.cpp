@@ -176,6 +176,26 @@ INSTANTIATE_TEST_SUITE_P(
                       "the statement's text holds a zero byte"}),
     [](auto const& row) { return std::string(row.param.name); });
 
+TEST_F(Database, TellsWhatWentWrongLastWhereverItDid) {
+  ASSERT_TRUE(database.open(file));
+  run(database, "CREATE TABLE T (a UNIQUE)");
+  auto const insert = database.create_query("INSERT INTO T VALUES (?)");
+  ASSERT_NE(insert, nullptr);
+  EXPECT_EQ(database.create_query("SELECT b FROM T"), nullptr);
+  EXPECT_EQ(database.last_error(), "no such column: b");
+  ASSERT_TRUE(insert->bind_int32(0, 1));
+  ASSERT_TRUE(insert->execute());
+  EXPECT_EQ(database.last_error(), "no such column: b") << "what succeeds says nothing";
+  EXPECT_FALSE(insert->execute());
+  EXPECT_EQ(database.last_error(), "UNIQUE constraint failed: T.a");
+  EXPECT_FALSE(insert->bind_int32(1, 1));
+  EXPECT_EQ(database.last_error(), "column index out of range");
+  auto const broken = database.create_query("SELECT json(column1) FROM (VALUES ('1'), ('no JSON'))");
+  ASSERT_TRUE(broken != nullptr && broken->execute());
+  EXPECT_FALSE(broken->next());
+  EXPECT_EQ(database.last_error(), "malformed JSON");
+}
+
 TEST_F(Database, TakesBlanksCommentsAndSemicolonsBehindAStatement) {
   ASSERT_TRUE(database.open(file));
   for (auto const* const sql : {"SELECT 1;", "SELECT 1 ; \n", "SELECT 1; -- one", "SELECT 1;; /* one */ ;"}) {
