@@ -1,5 +1,8 @@
 #include "mura_common/database.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -9,12 +12,15 @@
 
 #include "database/error_note.h"
 #include "database/sqlite_query.h"
+#include "files/file_descriptor.h"
 
 namespace mura_common {
 
 namespace {
 
 constexpr int busy_timeout_milliseconds = 5000;
+/// Of a new database: what it tells about the site is for its owner and group alone.
+constexpr mode_t new_file_mode = S_IRUSR | S_IWUSR | S_IRGRP;
 
 struct database_closer {
   void operator()(sqlite3* handle) const {
@@ -88,6 +94,10 @@ open_result open_file(std::filesystem::path const& file) {
   auto const type = std::filesystem::status(file, ignored).type();
   if (type != std::filesystem::file_type::regular && type != std::filesystem::file_type::not_found) {
     return {nullptr, "expected a regular file"};
+  }
+  if (type == std::filesystem::file_type::not_found) {
+    // SQLite would let everyone read it. Where it cannot be made, SQLite says why.
+    file_descriptor const made(::open(file.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, new_file_mode));
   }
   sqlite3* opened = nullptr;
   auto const result = sqlite3_open_v2(

@@ -54,6 +54,49 @@ TEST_F(Database, IsMadeWhenItIsMissing) {
   EXPECT_EQ(database.last_error(), "");
 }
 
+mode_t permissions_of(fs::path const& name) {
+  struct stat status {};
+  EXPECT_EQ(::stat(name.c_str(), &status), 0) << name;
+  return status.st_mode & 0777;
+}
+
+/// Sets which permissions new files of this process lack, until its end.
+class file_mask {
+ public:
+  explicit file_mask(mode_t mask) : former(::umask(mask)) {}
+  ~file_mask() { ::umask(former); }
+  file_mask(file_mask const&) = delete;
+  file_mask& operator=(file_mask const&) = delete;
+
+ private:
+  mode_t former;
+};
+
+TEST_F(Database, IsMadeForItsOwnerAndGroupAlone) {
+  file_mask const none(0);
+  ASSERT_TRUE(database.open(file));
+  run(database, "CREATE TABLE T (a)");
+  for (auto const* const ending : {"", "-wal", "-shm"}) {
+    EXPECT_EQ(permissions_of(file.string() + ending), 0640U) << ending;
+  }
+}
+
+TEST_F(Database, IsMadeWithNoMoreThanTheProcessGrants) {
+  file_mask const strict(0077);
+  ASSERT_TRUE(database.open(file));
+  EXPECT_EQ(permissions_of(file), 0600U);
+}
+
+TEST_F(Database, KeepsThePermissionsThatItWasGiven) {
+  folder.write("service.db", "");
+  fs::permissions(file, static_cast<fs::perms>(0664));
+  file_mask const none(0);
+  ASSERT_TRUE(database.open(file));
+  run(database, "CREATE TABLE T (a)");
+  EXPECT_EQ(permissions_of(file), 0664U);
+  EXPECT_EQ(permissions_of(file.string() + "-wal"), 0664U);
+}
+
 TEST_F(Database, TakesAnEmptyFileAsANewOne) {
   folder.write("service.db", "");
   EXPECT_TRUE(database.open(file));
