@@ -9,50 +9,6 @@ namespace mura_common {
 
 namespace {
 
-/// A write transaction that is undone unless it was committed.
-class transaction {
- public:
-  explicit transaction(IDatabase& target) : database(target) {}
-  ~transaction() {
-    if (begun) {
-      static_cast<void>(run("ROLLBACK"));
-    }
-  }
-  transaction(transaction const&) = delete;
-  transaction& operator=(transaction const&) = delete;
-
-  [[nodiscard]] bool begin() {
-    begun = run("BEGIN IMMEDIATE");
-    return begun;
-  }
-  [[nodiscard]] bool commit() {
-    bool const committed = run("COMMIT");
-    begun = !committed;
-    return committed;
-  }
-
-  /// Why the last step failed.
-  [[nodiscard]] std::string const& reason() const { return error; }
-
- private:
-  bool run(char const* sql) {
-    auto const query = database.create_query(sql);
-    if (query == nullptr) {
-      error = database.last_error();
-      return false;
-    }
-    if (!query->execute()) {
-      error = query->last_error();
-      return false;
-    }
-    return true;
-  }
-
-  IDatabase& database;
-  bool begun = false;
-  std::string error;
-};
-
 void log_failure(std::string const& table, std::string const& step, std::string const& reason) {
   spdlog::error("[DatabaseTable] table {}: cannot {}: {}", table, step, reason);
 }
@@ -65,23 +21,19 @@ struct version_note {
 /// @return the note, or nothing, with a line in the log, when it cannot be read
 std::optional<version_note> read_note(IDatabase& database, std::string const& table) {
   auto const create = database.create_query(
-      "CREATE TABLE IF NOT EXISTS FrameworkTableVersions (name TEXT PRIMARY KEY NOT NULL, version INTEGER "
-      "NOT "
-      "NULL)");
-  if (create == nullptr || !create->execute()) {
-    log_failure(table, "create the versions' table", create ? create->last_error() : database.last_error());
+      "CREATE TABLE IF NOT EXISTS FrameworkTableVersions "
+      "(name TEXT PRIMARY KEY NOT NULL, version INTEGER NOT NULL)");
+  if (!statement(create).is_done()) {
+    log_failure(table, "create the versions' table", database.last_error());
     return {};
   }
   auto const select = database.create_query("SELECT version FROM FrameworkTableVersions WHERE name = ?");
-  if (select == nullptr || !select->bind_text(0, table) || !select->execute()) {
-    log_failure(table, "read its version", select ? select->last_error() : database.last_error());
+  statement const noted(select, table);
+  if (!noted.is_done()) {
+    log_failure(table, "read its version", database.last_error());
     return {};
   }
-  version_note note;
-  if (select->has_row()) {
-    note.version = select->get_int64(0);
-  }
-  return note;
+  return version_note{noted.row([](IQuery const& row) { return row.get_int64(0); })};
 }
 
 }  // namespace
@@ -91,16 +43,17 @@ DatabaseTable::DatabaseTable(IDatabase& database, std::string const& name, unsig
 }
 
 bool DatabaseTable::initTable() {
+  noted_failure.clear();
   transaction work(home);
-  if (!work.begin()) {
-    log_failure(noted_name, "begin a transaction", work.reason());
+  if (!work.has_begun()) {
+    log_failure(noted_name, "begin a transaction", work.error());
     return false;
   }
   if (!init_in_transaction()) {
     return false;
   }
   if (!work.commit()) {
-    log_failure(noted_name, "commit its schema", work.reason());
+    log_failure(noted_name, "commit its schema", work.error());
     return false;
   }
   return true;
@@ -117,7 +70,7 @@ bool DatabaseTable::init_in_transaction() {
     return false;
   }
   if (!init()) {
-    log_failure(noted_name, "init", home.last_error());
+    log_failure(noted_name, "init", reason_of_failure());
     return false;
   }
   return noted->version ? update_from(static_cast<unsigned int>(*noted->version)) : note(own_version);
@@ -130,7 +83,7 @@ bool DatabaseTable::update_from(unsigned int noted) {
   auto reached = own_version;
   if (!update(noted, reached)) {
     log_failure(noted_name, fmt::format("update from version {} to {}", noted, own_version),
-                home.last_error());
+                reason_of_failure());
     return false;
   }
   return note(reached);
@@ -140,13 +93,22 @@ bool DatabaseTable::note(unsigned int reached) {
   auto const query = home.create_query(
       "INSERT INTO FrameworkTableVersions (name, version) VALUES (?, ?) "
       "ON CONFLICT (name) DO UPDATE SET version = excluded.version");
-  if (query == nullptr || !query->bind_text(0, noted_name) || !query->bind_uint32(1, reached) ||
-      !query->execute()) {
-    log_failure(noted_name, fmt::format("note version {}", reached),
-                query ? query->last_error() : home.last_error());
+  if (!statement(query, noted_name, reached).is_done()) {
+    log_failure(noted_name, fmt::format("note version {}", reached), home.last_error());
     return false;
   }
   return true;
+}
+
+bool DatabaseTable::note_failure(std::string const& reason) {
+  if (noted_failure.empty()) {
+    noted_failure = reason;
+  }
+  return false;
+}
+
+std::string DatabaseTable::reason_of_failure() const {
+  return noted_failure.empty() ? home.last_error() : noted_failure;
 }
 
 }  // namespace mura_common

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -75,7 +76,8 @@ class MURA_COMMON_EXPORT IDatabase {
   /// statement or more than one, or the database is not open; `last_error` then says why
   [[nodiscard]] virtual std::unique_ptr<IQuery> create_query(std::string const& sql) = 0;
 
-  /// What went wrong in the last failed operation of the database; empty when nothing did.
+  /// What went wrong in the database's last operation that failed, be it a preparation, a binding, an
+  /// execution or a step to the next row; it stays until the next failure. Empty when nothing failed.
   [[nodiscard]] virtual std::string last_error() const = 0;
 };
 
@@ -91,6 +93,9 @@ class MURA_COMMON_EXPORT sqlite_database : public IDatabase {
   sqlite_database& operator=(sqlite_database const&) = delete;
 
   /// Opens the file, creating it when it is missing; an empty file is a database without tables.
+  ///
+  /// A new file may be written by its owner and read by its group, as far as the process's umask has it; the
+  /// permissions of an existing one stay. The write-ahead log beside it has the same.
   ///
   /// A database that is open already is closed first.
   /// @param file  the database's name; its folder must exist
@@ -127,9 +132,10 @@ class MURA_COMMON_EXPORT DatabaseTable {
   /// A database that knows no version for the name is new to the table: its version is noted without
   /// `update`. All of it is one transaction: after a failure, or a crash at any moment, the database is as it
   /// was.
-  /// @return whether the table can be used; false, with one line in the log, when `init` or `update` failed,
-  ///         when the noted version is newer than this class (an older program must not write to it: not even
-  ///         `init` is called), or when the note cannot be read or written
+  /// @return whether the table can be used; false, with one line in the log, when `init` or `update` failed
+  ///         (for the reason that they noted, else the database's last error), when the noted version is newer
+  ///         than this class (an older program must not write to it: not even `init` is called), or when the
+  ///         note cannot be read or written
   [[nodiscard]] bool initTable();
 
  protected:
@@ -147,14 +153,21 @@ class MURA_COMMON_EXPORT DatabaseTable {
   /// The database that the table lives in.
   [[nodiscard]] IDatabase& table_database() const { return home; }
 
+  /// Notes why `init` or `update` is about to fail, where the database's last error will not tell it by the
+  /// time that they return. Of several notes the first one counts: what fails in its wake hides no cause.
+  /// @return false, for the caller to pass on
+  bool note_failure(std::string const& reason);
+
  private:
   bool init_in_transaction();
   bool update_from(unsigned int noted);
   bool note(unsigned int reached);
+  [[nodiscard]] std::string reason_of_failure() const;
 
   IDatabase& home;
   std::string const noted_name;
   unsigned int const own_version;
+  std::string noted_failure;
 };
 
 /// Collects the rows of an executed statement.
@@ -169,5 +182,112 @@ template <typename Converter>
   }
   return rows;
 }
+
+/// One run of a prepared statement: its construction binds the values and executes, its end resets.
+///
+/// It is used by one thread, and lives no longer than the query. Only one run of a query lives at a time.
+class MURA_COMMON_EXPORT statement {
+ public:
+  /// Binds the values to the positions from 0 on, each as what its type says (signed and unsigned integers of
+  /// 32 and 64 bits, text, an empty optional as NULL), and executes. A position beyond the last value keeps
+  /// what was bound to it before. When a value cannot be bound the query is not executed: the run has failed.
+  template <typename... Values>
+  explicit statement(IQuery& prepared, Values const&... values)
+      : query{&prepared}, done(bind_all(values...) && query->execute()) {}
+  /// As above. Without a query nothing is run: the run is not done, but has not failed either.
+  template <typename... Values>
+  explicit statement(std::unique_ptr<IQuery> const& prepared, Values const&... values)
+      : query{prepared.get()}, done(query && bind_all(values...) && query->execute()) {}
+  ~statement() = default;
+  statement(statement const&) = delete;
+  statement& operator=(statement const&) = delete;
+
+  /// Whether the query was executed and every row asked for could be read.
+  [[nodiscard]] bool is_done() const { return done; }
+  /// Whether there is a query and it is not done.
+  [[nodiscard]] bool has_failed() const { return query && !done; }
+  /// What went wrong; empty when nothing did.
+  [[nodiscard]] std::string error() const { return query ? query->last_error() : std::string(); }
+
+  /// The current row, as `converter` makes it of the query. @return empty when no row is current
+  template <typename Converter>
+  [[nodiscard]] auto row(Converter&& converter) const {
+    auto const is_current = done && query->has_row();
+    return is_current ? std::optional(converter(*query)) : std::nullopt;
+  }
+
+  /// Reads from the current row to the last one, as `fetchRows`. When one cannot be read, the run has failed,
+  /// and those before it are the result.
+  template <typename Converter>
+  [[nodiscard]] auto rows(Converter&& converter) {
+    std::vector<decltype(converter(*query))> collected;
+    if (done) {
+      collected = fetchRows(*query, converter);
+      done = query->last_error().empty();
+    }
+    return collected;
+  }
+
+  /// The first column of the current row. @return empty when no row is current
+  [[nodiscard]] std::optional<std::uint32_t> number() const {
+    return row([](IQuery const& current) { return current.get_uint32(0); });
+  }
+  /// The first column of every row, read as `rows` does.
+  [[nodiscard]] std::vector<std::string> texts() {
+    return rows([](IQuery const& current) { return current.get_text(0); });
+  }
+
+ private:
+  template <typename... Values>
+  [[nodiscard]] bool bind_all(Values const&... values) {
+    [[maybe_unused]] int position = 0;
+    return (bind(position++, values) && ...);
+  }
+  [[nodiscard]] bool bind(int position, std::int32_t value) { return query->bind_int32(position, value); }
+  [[nodiscard]] bool bind(int position, std::uint32_t value) { return query->bind_uint32(position, value); }
+  [[nodiscard]] bool bind(int position, std::int64_t value) { return query->bind_int64(position, value); }
+  [[nodiscard]] bool bind(int position, std::uint64_t value) { return query->bind_uint64(position, value); }
+  [[nodiscard]] bool bind(int position, std::string const& value) {
+    return query->bind_text(position, value);
+  }
+  template <typename Value>
+  [[nodiscard]] bool bind(int position, std::optional<Value> const& value) {
+    return value ? bind(position, *value) : query->bind_null(position);
+  }
+
+  struct resetter {
+    void operator()(IQuery* used) const { used->reset(); }
+  };
+
+  // Reset also when an exception leaves the execution.
+  std::unique_ptr<IQuery, resetter> query;
+  bool done;
+};
+
+/// A write transaction: what is changed in the database during its life is undone unless it was committed.
+///
+/// There is one at a time in a database. It is used by one thread, and must not outlive the database.
+class MURA_COMMON_EXPORT transaction {
+ public:
+  /// Begins it.
+  explicit transaction(IDatabase& target);
+  ~transaction();
+  transaction(transaction const&) = delete;
+  transaction& operator=(transaction const&) = delete;
+
+  /// Whether it could begin; otherwise each change stands alone, and `error` says why.
+  [[nodiscard]] bool has_begun() const { return begun; }
+  /// Makes what was changed last. @return false when that fails, or it had not begun; see `error`
+  [[nodiscard]] bool commit();
+  /// Why the last step failed; empty when none did.
+  [[nodiscard]] std::string const& error() const { return reason; }
+
+ private:
+  bool run(char const* sql);
+
+  IDatabase& database;
+  std::string reason;
+  bool begun;
+};
 
 }  // namespace mura_common

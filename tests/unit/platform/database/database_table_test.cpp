@@ -22,12 +22,16 @@ class recording_table : public DatabaseTable {
   std::optional<unsigned int> reached;
   std::string init_sql = "CREATE TABLE IF NOT EXISTS Records (a)";
   std::string update_sql = "ALTER TABLE Records ADD COLUMN b";
+  std::vector<std::string> causes;
   int inits = 0;
   std::vector<std::pair<unsigned int, unsigned int>> updates;
 
  protected:
   bool init() override {
     ++inits;
+    for (auto const& cause : causes) {
+      EXPECT_FALSE(note_failure(cause));
+    }
     return run(init_sql) && init_result;
   }
   bool update(unsigned int from_version, unsigned int& to_version) override {
@@ -146,6 +150,20 @@ TEST_F(Table, NotesNothingWhenInitFails) {
   table.init_result = true;
   EXPECT_TRUE(table.initTable());
   EXPECT_EQ(noted(), "1");
+}
+
+TEST_F(Table, TellsTheFirstCauseThatItNotedWhateverFailsAfterIt) {
+  recording_table table(database, 1);
+  table.causes = {"the cause", "its consequence"};
+  table.init_result = false;
+  table.init_sql = "SELECT missing";
+  EXPECT_FALSE(table.initTable());
+  EXPECT_TRUE(log.holds(spdlog::level::err, "table records: cannot init: the cause"));
+  log.clear();
+  table.causes.clear();
+  EXPECT_FALSE(table.initTable());
+  EXPECT_TRUE(log.holds(spdlog::level::err, "table records: cannot init: no such column: missing"))
+      << "what was noted at one start says nothing at the next";
 }
 
 TEST_F(Table, IsNotUpdatedWhenInitFails) {
