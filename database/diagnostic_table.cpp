@@ -8,6 +8,8 @@
 
 namespace tavi::stations_maintenance {
 
+using mura_common::statement;
+
 namespace {
 
 // The columns of a select of all columns.
@@ -50,8 +52,14 @@ std::string select_paths_statement(std::vector<int> const& diagnostic_ids) {
   return text.str();
 }
 
-std::string path_of_row(mura_common::IQuery const& query) {
-  return query.get_text(0);
+diagnostic_report_info report_without_size(mura_common::IQuery const& query) {
+  diagnostic_report_info report;
+  report.diagnostic_id = query.get_uint32(id_column);
+  report.diagnostic_name = query.get_text(name_column);
+  report.station_id = query.get_uint32(station_column);
+  report.timestamp_creation = query.get_int64(timestamp_column);
+  report.type = static_cast<diagnostic_report_type>(query.get_int32(type_column));
+  return report;
 }
 
 }  // namespace
@@ -69,8 +77,8 @@ bool diagnostic_table::init() {
                   database.last_error());
     return false;
   }
-  if (!create->execute()) {
-    spdlog::error("[diagnostic_table] Unable to create diagnostic table : error = {}", create->last_error());
+  if (statement const creation(create); creation.has_failed()) {
+    spdlog::error("[diagnostic_table] Unable to create diagnostic table : error = {}", creation.error());
     return false;
   }
   if (!prepare_statements()) {
@@ -120,42 +128,25 @@ bool diagnostic_table::insert_diagnostic_report(unsigned int const& station_id,
   if (!select_by_station_query) {
     return false;
   }
-  insert_query->bind_text(0, report_name);
-  insert_query->bind_uint32(1, station_id);
-  insert_query->bind_int64(2, seconds_since_epoch());
-  insert_query->bind_int32(3, code_of(type));
-  insert_query->bind_uint64(4, size);
-  auto const inserted = insert_query->execute();
-  if (!inserted) {
-    spdlog::error("[diagnostic_table] Unable to store new diagnostic report : error = {}",
-                  insert_query->last_error());
+  statement const insertion(insert_query, report_name, station_id, seconds_since_epoch(), code_of(type),
+                            std::uint64_t{size});
+  if (insertion.has_failed()) {
+    spdlog::error("[diagnostic_table] Unable to store new diagnostic report : error = {}", insertion.error());
   }
-  insert_query->reset();
-  return inserted;
+  return insertion.is_done();
 }
 
 std::optional<std::uint32_t> diagnostic_table::get_max_diagnostic_id(unsigned int const& station_id) {
-  std::optional<std::uint32_t> id;
-  max_id_query->bind_uint32(0, station_id);
-  if (!max_id_query->execute()) {
-    spdlog::error("[diagnostic_table] Unable to get max diagnostic report i: error = {}",
-                  max_id_query->last_error());
-  } else if (max_id_query->has_row()) {
-    id = max_id_query->get_uint32(0);
+  statement const highest(*max_id_query, station_id);
+  if (highest.has_failed()) {
+    spdlog::error("[diagnostic_table] Unable to get max diagnostic report i: error = {}", highest.error());
   }
-  max_id_query->reset();
-  return id;
+  return highest.number();
 }
 
 bool diagnostic_table::update_full_path_query(unsigned int const& diagnostic_id,
                                               std::string const& full_path) {
-  auto updated = false;
-  if (update_path_query) {
-    update_path_query->bind_text(0, full_path);
-    update_path_query->bind_uint32(1, diagnostic_id);
-    updated = update_path_query->execute();
-    update_path_query->reset();
-  }
+  auto const updated = statement(update_path_query, full_path, diagnostic_id).is_done();
   if (!updated) {
     // The number is the report's, whatever the text calls it: operators' searches rely on the wording.
     spdlog::error("[diagnostic_table] Unable to update diagnostic path for station {}", diagnostic_id);
@@ -169,62 +160,52 @@ std::vector<std::string> diagnostic_table::get_all_diagnostics_path() {
 }
 
 std::vector<std::string> diagnostic_table::get_all_diagnostics_path(bool& is_whole) {
-  is_whole = false;
-  if (!select_all_paths_query) {
-    return {};
+  statement all(select_all_paths_query);
+  auto paths = all.texts();
+  is_whole = all.is_done();
+  if (all.has_failed()) {
+    spdlog::error("[diagnostic_table] Can't get any diagnostic path : error = {}", all.error());
   }
-  if (!select_all_paths_query->execute()) {
-    spdlog::error("[diagnostic_table] Can't get any diagnostic path : error = {}",
-                  select_all_paths_query->last_error());
-  }
-  if (!select_all_paths_query->has_row()) {
+  if (select_all_paths_query && paths.empty()) {
     spdlog::info("[diagnostic_table] There is not any diagnostic reports");
   }
-  auto paths = mura_common::fetchRows(*select_all_paths_query, path_of_row);
-  is_whole = select_all_paths_query->last_error().empty();
-  select_all_paths_query->reset();
   return paths;
 }
 
 std::vector<diagnostic_report_info> diagnostic_table::get_all_diagnostics() {
-  if (!select_all_query) {
-    return {};
+  statement all(select_all_query);
+  auto reports = fetch_all(all, select_all_query);
+  if (all.has_failed()) {
+    spdlog::error("[diagnostic_table] Can't get any diagnostic : error = {}", all.error());
   }
-  if (!select_all_query->execute()) {
-    spdlog::error("[diagnostic_table] Can't get any diagnostic : error = {}", select_all_query->last_error());
-  }
-  if (!select_all_query->has_row()) {
+  if (select_all_query && reports.empty()) {
     spdlog::info("[diagnostic_table] There is not any diagnostic reports");
   }
-  return fetch_all_and_reset(select_all_query);
+  return reports;
 }
 
 std::vector<diagnostic_report_info> diagnostic_table::get_diagnostics_of_station(
     unsigned int const& station_id) {
-  if (!select_by_station_query) {
-    return {};
-  }
-  select_by_station_query->bind_uint32(0, station_id);
-  if (!select_by_station_query->execute()) {
+  statement of_station(select_by_station_query, station_id);
+  auto reports = fetch_all(of_station, select_by_station_query);
+  if (of_station.has_failed()) {
     spdlog::error("[diagnostic_table] Can't get diagnostics of stations {} : error = {}", station_id,
-                  select_by_station_query->last_error());
+                  of_station.error());
   }
-  if (!select_by_station_query->has_row()) {
+  if (select_by_station_query && reports.empty()) {
     // An error here, though information for all reports: whoever asks for one station expects some.
     spdlog::error("[diagnostic_table] There is not any diagnostic reports found for station {}", station_id);
   }
-  return fetch_all_and_reset(select_by_station_query);
+  return reports;
 }
 
-std::vector<diagnostic_report_info> diagnostic_table::fetch_all_and_reset(
-    std::unique_ptr<mura_common::IQuery> const& query) {
-  auto reports = mura_common::fetchRows(*query, [&](mura_common::IQuery const& /*current*/) {
+std::vector<diagnostic_report_info> diagnostic_table::fetch_all(
+    statement& run, std::unique_ptr<mura_common::IQuery> const& query) {
+  return run.rows([&](mura_common::IQuery const& /*current*/) {
     diagnostic_report_info report;
     fetch_diagnostic_reports(query, report);
     return report;
   });
-  query->reset();
-  return reports;
 }
 
 bool diagnostic_table::fetch_diagnostic_reports(std::unique_ptr<mura_common::IQuery> const& query,
@@ -232,28 +213,18 @@ bool diagnostic_table::fetch_diagnostic_reports(std::unique_ptr<mura_common::IQu
   if (!query || !query->has_row()) {
     return false;
   }
-  out.diagnostic_id = query->get_uint32(id_column);
-  out.diagnostic_name = query->get_text(name_column);
-  out.station_id = query->get_uint32(station_column);
-  out.timestamp_creation = query->get_int64(timestamp_column);
-  out.type = static_cast<diagnostic_report_type>(query->get_int32(type_column));
+  out = report_without_size(*query);
   out.size = query->get_uint32(size_column);
   return true;
 }
 
 bool diagnostic_table::execute_get_oldest_diagnostic_request(
     std::unique_ptr<mura_common::IQuery> const& query, std::optional<diagnostic_report_info>& out) {
-  auto const executed = query->execute();
-  if (executed && query->has_row()) {
-    out.emplace();
-    out->diagnostic_id = query->get_uint32(id_column);
-    out->diagnostic_name = query->get_text(name_column);
-    out->station_id = query->get_uint32(station_column);
-    out->timestamp_creation = query->get_int64(timestamp_column);
-    out->type = static_cast<diagnostic_report_type>(query->get_int32(type_column));
+  statement const oldest(*query);
+  if (auto report = oldest.row(report_without_size)) {
+    out = std::move(report);
   }
-  query->reset();
-  return executed;
+  return oldest.is_done();
 }
 
 std::optional<diagnostic_report_info> diagnostic_table::get_oldest_diagnostic(
@@ -303,45 +274,35 @@ std::optional<diagnostic_report_info> diagnostic_table::get_oldest_of_station_an
 
 std::uint32_t diagnostic_table::count_stored_diagnostic_reports(unsigned int const& station_id,
                                                                 diagnostic_report_type type) {
-  std::uint32_t count = 0;
   count_query->bind_int32(1, code_of(type));
-  count_query->bind_uint32(0, station_id);
-  if (!count_query->execute()) {
+  statement const count(*count_query, station_id);
+  if (count.has_failed()) {
     spdlog::error("[diagnostic_table] Unable to count diagnostic of station{} : error = {}", station_id,
-                  count_query->last_error());
-  } else if (count_query->has_row()) {
-    count = count_query->get_uint32(0);
+                  count.error());
   }
-  count_query->reset();
-  return count;
+  return count.number().value_or(0);
 }
 
 bool diagnostic_table::delete_diagnostic_reports_for_station(unsigned int const& station_id) {
-  if (!delete_by_station_query) {
-    return false;
-  }
-  delete_by_station_query->bind_uint32(0, station_id);
-  auto const deleted = delete_by_station_query->execute();
-  if (!deleted) {
+  statement const deletion(delete_by_station_query, station_id);
+  if (deletion.has_failed()) {
     spdlog::error("[diagnostic_table] Can't delete diagnostic reports of station {}, error = {}", station_id,
-                  delete_by_station_query->last_error());
+                  deletion.error());
   }
-  delete_by_station_query->reset();
-  return deleted;
+  return deletion.is_done();
 }
 
 bool diagnostic_table::delete_diagnostic_report_for_path(std::string const& full_path) {
-  if (!delete_by_path_query) {
-    return false;
-  }
-  delete_by_path_query->bind_text(0, full_path);
-  auto const deleted = delete_by_path_query->execute();
-  if (!deleted) {
+  statement const deletion(delete_by_path_query, full_path);
+  if (deletion.has_failed()) {
     spdlog::error("[diagnostic_table] Can't delete diagnostic report for path {}, error = {}", full_path,
-                  delete_by_path_query->last_error());
+                  deletion.error());
   }
-  delete_by_path_query->reset();
-  return deleted;
+  return deletion.is_done();
+}
+
+diagnostic_deletions diagnostic_table::begin_deletions() {
+  return diagnostic_deletions(table_database());
 }
 
 std::vector<std::string> diagnostic_table::get_list_of_diagnostics_path(
@@ -351,21 +312,20 @@ std::vector<std::string> diagnostic_table::get_list_of_diagnostics_path(
     return {};
   }
   auto& database = table_database();
-  auto const statement = select_paths_statement(diagnostic_ids);
-  auto const query = database.create_query(statement);
+  auto const text = select_paths_statement(diagnostic_ids);
+  auto const query = database.create_query(text);
   if (!query) {
     spdlog::critical(
         "[diagnostic_table] Error while creating select diagnostic reports names  query ({}) => query = {}",
-        database.last_error(), statement);
-    return {};
+        database.last_error(), text);
   }
-  if (!query->execute()) {
+  statement chosen(query);
+  auto paths = chosen.texts();
+  if (chosen.has_failed()) {
     spdlog::critical(
         "[diagnostic_table] Error while executing select diagnostic reports names ({}) => query = {}",
-        database.last_error(), statement);
+        database.last_error(), text);
   }
-  auto paths = mura_common::fetchRows(*query, path_of_row);
-  query->reset();
   return paths;
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "diagnostic_deletions.h"
 #include "mura_common/database.h"
 #include "stations_maintenance/diagnostic_report.h"
 
@@ -38,14 +39,15 @@ class diagnostic_table : public mura_common::DatabaseTable {
   /// Stores where a report's file lies. @return whether the statement ran; an unknown id is no error
   bool update_full_path_query(unsigned int const& diagnostic_id, std::string const& full_path);
 
-  /// Every stored path, placeholders included, in the database's order; those before the failure when one
-  /// cannot be read.
+  /// Every stored path, placeholders included, in the database's order; those before the failure, with an
+  /// error in the log, when one cannot be read.
   std::vector<std::string> get_all_diagnostics_path();
   /// As without the parameter. @param is_whole  set: whether every path is among the result
   std::vector<std::string> get_all_diagnostics_path(bool& is_whole);
-  /// Every report, in the database's order.
+  /// Every report, in the database's order; those before the failure, with an error in the log, when one
+  /// cannot be read.
   std::vector<diagnostic_report_info> get_all_diagnostics();
-  /// The reports of one station, in the database's order.
+  /// The reports of one station, as `get_all_diagnostics`.
   std::vector<diagnostic_report_info> get_diagnostics_of_station(unsigned int const& station_id);
 
   /// The oldest report, of all or of those of a station, of all its types or of one. Its `size` is not
@@ -64,14 +66,8 @@ class diagnostic_table : public mura_common::DatabaseTable {
   /// Deletes the rows with exactly this path. @return whether the statement ran; no row to delete is no error
   bool delete_diagnostic_report_for_path(std::string const& full_path);
 
-  /// Prepares many deletions by path: until `end_deletions` they are one transaction, flushed to disk once,
-  /// and each finds its rows without walking through the others. Nothing else is to be changed meanwhile.
-  /// @return false, with a line in the log, when that is not possible; each deletion then stands alone, as
-  ///         without this call
-  bool begin_deletions();
-  /// Makes the deletions since `begin_deletions` last. Does nothing without it.
-  /// @return false, with a line in the log, when that fails: the rows are back
-  bool end_deletions();
+  /// Prepares many deletions by path at once; see the result's class.
+  [[nodiscard]] diagnostic_deletions begin_deletions();
 
   /// The stored paths of the reports with these ids, each once, in the database's order; unknown ids give
   /// none.
@@ -88,9 +84,8 @@ class diagnostic_table : public mura_common::DatabaseTable {
 
  private:
   [[nodiscard]] bool prepare_statements();
-  [[nodiscard]] bool run(char const* statement);
-  [[nodiscard]] std::vector<diagnostic_report_info> fetch_all_and_reset(
-      std::unique_ptr<mura_common::IQuery> const& query);
+  [[nodiscard]] std::vector<diagnostic_report_info> fetch_all(
+      mura_common::statement& run, std::unique_ptr<mura_common::IQuery> const& query);
   [[nodiscard]] std::optional<diagnostic_report_info> get_oldest_of_all();
   [[nodiscard]] std::optional<diagnostic_report_info> get_oldest_of_station(int station_id);
   [[nodiscard]] std::optional<diagnostic_report_info> get_oldest_of_station_and_type(
@@ -108,7 +103,6 @@ class diagnostic_table : public mura_common::DatabaseTable {
   std::unique_ptr<mura_common::IQuery> delete_by_path_query;
   std::unique_ptr<mura_common::IQuery> delete_by_station_query;
   std::unique_ptr<mura_common::IQuery> count_query;
-  bool has_begun_deletions = false;
 };
 
 }  // namespace tavi::stations_maintenance

@@ -7,6 +7,8 @@
 
 namespace tavi::stations_maintenance {
 
+using mura_common::statement;
+
 namespace {
 
 // The columns of a select of all columns.
@@ -20,20 +22,6 @@ std::string text_or_empty(mura_common::IQuery const& query, int column) {
   return query.is_null(column) ? std::string() : query.get_text(column);
 }
 
-std::string name_of_row(mura_common::IQuery const& query) {
-  return query.get_text(0);
-}
-
-/// @return the count, or nothing when it could not be taken
-std::optional<std::uint32_t> fetch_count_and_reset(mura_common::IQuery& query) {
-  std::optional<std::uint32_t> count;
-  if (query.execute() && query.has_row()) {
-    count = query.get_uint32(0);
-  }
-  query.reset();
-  return count;
-}
-
 }  // namespace
 
 firmware_table::firmware_table(mura_common::IDatabase& database, stations_model_table& models)
@@ -45,37 +33,35 @@ std::uint32_t firmware_table::add_firmware(std::optional<std::string> const& ver
   if (!insert_firmware_query || !max_id_query) {
     return failure;
   }
-  auto result = failure;
-  if (auto const added = insert_placeholder(version)) {
-    id = *added;
-    auto association_failed = false;
-    result = associate_models_to_firmware(id, models, association_failed);
-    if (association_failed) {
-      spdlog::error("[firmware_table] Force remove firmware id {} after model association failure", id);
-      remove_firmware(id);
-    }
+  // Row and associations are there together or not at all, whatever ends the process in between.
+  mura_common::transaction announcement(table_database());
+  if (!announcement.has_begun() || !statement(insert_firmware_query, version).is_done()) {
+    spdlog::error("[firmware_table] Fail to execute query to add firmware");
+    return failure;
   }
-  insert_firmware_query->reset();
-  max_id_query->reset();
+  auto const result = associate_last_added(models, id);
+  if (!announcement.commit()) {
+    spdlog::error("[firmware_table] Fail to execute query to add firmware");
+    return failure;
+  }
   return result;
 }
 
-std::optional<unsigned int> firmware_table::insert_placeholder(std::optional<std::string> const& version) {
-  if (version) {
-    insert_firmware_query->bind_text(0, *version);
-  } else {
-    insert_firmware_query->bind_null(0);
-  }
-  if (!insert_firmware_query->execute()) {
-    spdlog::error("[firmware_table] Fail to execute query to add firmware");
-    return {};
-  }
-  if (!max_id_query->execute() || !max_id_query->has_row()) {
-    spdlog::error("[firmware_table] Fail to execute query to get the last added firmware ID");
-    return {};
-  }
+std::uint32_t firmware_table::associate_last_added(std::vector<std::string> const& models, unsigned int& id) {
   // Callers take turns, so the highest id is that of the row just inserted.
-  return max_id_query->get_uint32(0);
+  auto const added = statement(max_id_query).number();
+  if (!added) {
+    spdlog::error("[firmware_table] Fail to execute query to get the last added firmware ID");
+    return failure;
+  }
+  id = *added;
+  auto association_failed = false;
+  auto const result = associate_models_to_firmware(id, models, association_failed);
+  if (association_failed) {
+    spdlog::error("[firmware_table] Force remove firmware id {} after model association failure", id);
+    remove_firmware(id);
+  }
+  return result;
 }
 
 std::uint32_t firmware_table::associate_models_to_firmware(unsigned int firmware_id,
@@ -89,9 +75,7 @@ std::uint32_t firmware_table::associate_models_to_firmware(unsigned int firmware
     return unknown_model;
   }
   for (auto const& model : models) {
-    auto const result = associate_model(firmware_id, model);
-    insert_association_query->reset();
-    if (result != success) {
+    if (auto const result = associate_model(firmware_id, model); result != success) {
       return result;
     }
     // Never set again: a firmware that fits one known model is worth keeping.
@@ -108,11 +92,10 @@ std::uint32_t firmware_table::associate_model(unsigned int firmware_id, std::str
   if (model_id < 1) {
     return unknown_model;
   }
-  insert_association_query->bind_uint32(0, firmware_id);
-  insert_association_query->bind_int32(1, model_id);
-  if (!insert_association_query->execute()) {
+  statement const association(insert_association_query, firmware_id, model_id);
+  if (association.has_failed()) {
     spdlog::error("[firmware_table] Failed to add association between firmware with id {} and model {}: {}",
-                  firmware_id, model, insert_association_query->last_error());
+                  firmware_id, model, association.error());
     return association_error;
   }
   return success;
@@ -121,71 +104,56 @@ std::uint32_t firmware_table::associate_model(unsigned int firmware_id, std::str
 bool firmware_table::update_stored_firmware_info(unsigned int id, std::string const& version,
                                                  std::string const& path, unsigned long size,
                                                  std::string const& hash) {
-  if (!update_firmware_query) {
-    return false;
-  }
-  update_firmware_query->bind_text(0, version);
-  update_firmware_query->bind_text(1, path);
-  update_firmware_query->bind_uint64(2, size);
-  update_firmware_query->bind_text(3, hash);
-  update_firmware_query->bind_uint32(4, id);
-  auto const updated = update_firmware_query->execute();
-  if (!updated) {
+  statement const update(update_firmware_query, version, path, std::uint64_t{size}, hash, id);
+  if (update.has_failed()) {
     spdlog::error("[firmware_table] Failed to update firmware with id {}", id);
   }
-  update_firmware_query->reset();
-  return updated;
+  return update.is_done();
 }
 
 std::optional<station_firmware_info> firmware_table::get_firmware(unsigned int id) {
-  std::optional<station_firmware_info> firmware;
   if (!select_by_id_query) {
-    return firmware;
+    return {};
   }
-  select_by_id_query->bind_uint32(0, id);
-  if (select_by_id_query->execute() && select_by_id_query->has_row()) {
-    firmware = firmware_info_from_query(*select_by_id_query);
+  statement const chosen(select_by_id_query, id);
+  auto firmware = chosen.row(firmware_info_from_query);
+  if (firmware) {
     firmware->models = models_associated_to_firmware(id);
   } else {
     spdlog::error("[firmware_table] Failed to get firmware with id: {}", id);
   }
-  select_by_id_query->reset();
   return firmware;
 }
 
 std::optional<std::vector<station_firmware_info>> firmware_table::get_all_firmwares() {
-  std::optional<std::vector<station_firmware_info>> firmwares;
-  if (!select_all_query) {
-    return firmwares;
-  }
-  if (select_all_query->execute()) {
-    firmwares = fetch_all(*select_all_query);
-  } else {
+  statement all(select_all_query);
+  auto firmwares = fetch_all(all);
+  if (all.has_failed()) {
     spdlog::error("[firmware_table] Failed to get all firmware");
   }
-  select_all_query->reset();
   return firmwares;
 }
 
 std::optional<std::vector<station_firmware_info>> firmware_table::get_firmware_from_model(
     std::string const& model) {
-  std::optional<std::vector<station_firmware_info>> firmwares;
   auto model_id = -1;
   if (!firmwares_of_model_query || !known_models.get_model_id(model, model_id) || model_id < 1) {
-    return firmwares;
+    return {};
   }
-  firmwares_of_model_query->bind_text(0, model);
-  if (firmwares_of_model_query->execute()) {
-    firmwares = fetch_all(*firmwares_of_model_query);
-  } else {
+  statement of_model(firmwares_of_model_query, model);
+  auto firmwares = fetch_all(of_model);
+  if (of_model.has_failed()) {
     spdlog::error("[firmware_table] Failed to get associated firmwares with model : {}", model);
   }
-  firmwares_of_model_query->reset();
   return firmwares;
 }
 
-std::vector<station_firmware_info> firmware_table::fetch_all(mura_common::IQuery& query) {
-  auto firmwares = mura_common::fetchRows(query, firmware_info_from_query);
+std::optional<std::vector<station_firmware_info>> firmware_table::fetch_all(statement& run) {
+  auto firmwares = run.rows(firmware_info_from_query);
+  if (!run.is_done()) {
+    // A list cut short would let a version that is stored already pass for a new one.
+    return {};
+  }
   for (auto& firmware : firmwares) {
     firmware.models = models_associated_to_firmware(firmware.id);
   }
@@ -193,55 +161,40 @@ std::vector<station_firmware_info> firmware_table::fetch_all(mura_common::IQuery
 }
 
 std::vector<std::string> firmware_table::models_associated_to_firmware(unsigned int id) {
-  std::vector<std::string> models;
-  if (!models_of_firmware_query) {
-    return models;
+  statement of_firmware(models_of_firmware_query, id);
+  auto models = of_firmware.texts();
+  if (of_firmware.has_failed()) {
+    models.clear();
   }
-  models_of_firmware_query->bind_uint32(0, id);
-  if (models_of_firmware_query->execute() && models_of_firmware_query->has_row()) {
-    models = mura_common::fetchRows(*models_of_firmware_query, name_of_row);
-  } else {
+  if (models_of_firmware_query && models.empty()) {
     // No model at all is an error as well: a firmware without one can never be offered to a station.
     spdlog::error("[firmware_table] Failed to get associated models with firmware id : {}", id);
   }
-  models_of_firmware_query->reset();
   return models;
 }
 
 std::uint32_t firmware_table::nb_stored_firmware() {
-  if (!count_query) {
-    return failure;
-  }
-  auto const count = fetch_count_and_reset(*count_query);
-  if (!count) {
+  auto const count = statement(count_query).number();
+  if (count_query && !count) {
     spdlog::error("[firmware_table] Failed to execute query to get the number of stored software");
   }
   return count.value_or(failure);
 }
 
 std::uint32_t firmware_table::nb_stored_firmware_for_model(std::string const& model) {
-  if (!count_for_model_query) {
-    return failure;
-  }
-  count_for_model_query->bind_text(0, model);
-  auto const count = fetch_count_and_reset(*count_for_model_query);
-  if (!count) {
+  auto const count = statement(count_for_model_query, model).number();
+  if (count_for_model_query && !count) {
     spdlog::error("[firmware_table] Failed to execute query to get the numer of stored software");
   }
   return count.value_or(failure);
 }
 
 bool firmware_table::remove_firmware(unsigned int id) {
-  if (!delete_by_id_query) {
-    return false;
-  }
-  delete_by_id_query->bind_uint32(0, id);
-  auto const removed = delete_by_id_query->execute();
-  if (!removed) {
+  statement const removal(delete_by_id_query, id);
+  if (removal.has_failed()) {
     spdlog::error("[firmware_table] Failed to delete firmware with id: {}", id);
   }
-  delete_by_id_query->reset();
-  return removed;
+  return removal.is_done();
 }
 
 station_firmware_info firmware_table::firmware_info_from_query(mura_common::IQuery const& query) {

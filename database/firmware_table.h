@@ -53,7 +53,8 @@ class firmware_table : public mura_common::DatabaseTable {
   /// Adds a placeholder for an announced firmware and ties it to station models.
   ///
   /// The row is removed again when not even its first model could be associated. When a later one could not,
-  /// the code tells it, but the firmware stays with the models associated so far.
+  /// the code tells it, but the firmware stays with the models associated so far. All of it is one
+  /// transaction: a crash in between leaves nothing.
   /// @param version  empty when it was not told
   /// @param models   names of the models, in the order in which they are associated; one named twice is
   ///                 associated twice
@@ -81,11 +82,11 @@ class firmware_table : public mura_common::DatabaseTable {
   std::optional<station_firmware_info> get_firmware(unsigned int id);
 
   /// Every firmware with its models, placeholders included, in the database's order.
-  /// @return an empty list when there is none; nothing on a database error
+  /// @return an empty list when there is none; nothing on a database error, be it in the midst of the rows
   std::optional<std::vector<station_firmware_info>> get_all_firmwares();
 
   /// The firmwares tied to a model, with all their models, placeholders included, in the database's order.
-  /// @return an empty list when there is none; nothing for an unknown model or on a database error
+  /// @return an empty list when there is none; nothing for an unknown model, or as `get_all_firmwares`
   std::optional<std::vector<station_firmware_info>> get_firmware_from_model(std::string const& model);
 
   /// Names of the models that a firmware is tied to, sorted.
@@ -106,13 +107,14 @@ class firmware_table : public mura_common::DatabaseTable {
   static station_firmware_info firmware_info_from_query(mura_common::IQuery const& query);
 
  private:
+  bool note_database_error();
   [[nodiscard]] bool prepare_firmware_statements();
   [[nodiscard]] bool prepare_relation_statements();
   [[nodiscard]] bool remove_abandoned_uploads();
   void create_relation_index();
-  [[nodiscard]] std::optional<unsigned int> insert_placeholder(std::optional<std::string> const& version);
+  [[nodiscard]] std::uint32_t associate_last_added(std::vector<std::string> const& models, unsigned int& id);
   [[nodiscard]] std::uint32_t associate_model(unsigned int firmware_id, std::string const& model);
-  [[nodiscard]] std::vector<station_firmware_info> fetch_all(mura_common::IQuery& query);
+  [[nodiscard]] std::optional<std::vector<station_firmware_info>> fetch_all(mura_common::statement& run);
 
   std::unique_ptr<mura_common::IQuery> insert_firmware_query;
   std::unique_ptr<mura_common::IQuery> update_firmware_query;

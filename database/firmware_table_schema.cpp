@@ -27,10 +27,10 @@ constexpr char const* relation_columns =
 
 bool firmware_table::init() {
   auto const has_firmwares = create_table("FirmwareTable", firmware_columns);
-  auto const has_firmware_statements = prepare_firmware_statements();
+  auto const has_firmware_statements = prepare_firmware_statements() || note_database_error();
   auto const has_relation =
       has_firmwares && has_firmware_statements && create_table("FirmwareModelsRelation", relation_columns);
-  auto const has_relation_statements = prepare_relation_statements();
+  auto const has_relation_statements = prepare_relation_statements() || note_database_error();
   auto const is_clean = remove_abandoned_uploads();
   auto const is_ready = has_relation && has_relation_statements && is_clean;
   if (is_ready) {
@@ -42,20 +42,24 @@ bool firmware_table::init() {
 bool firmware_table::create_table(char const* name, std::string const& columns) {
   std::ostringstream text;
   text << "CREATE TABLE IF NOT EXISTS " << name << " (" << columns << ");";
-  auto const statement = text.str();
-  spdlog::debug("[firmware_table] Executing query : {}", statement);
+  spdlog::debug("[firmware_table] Executing query : {}", text.str());
   auto& database = table_database();
-  auto const create = database.create_query(statement);
+  auto const create = database.create_query(text.str());
   if (!create) {
     spdlog::critical("[firmware_table] Unable to init query to create table {} : error = {}", name,
                      database.last_error());
-    return false;
+    return note_database_error();
   }
-  if (!create->execute()) {
-    spdlog::critical("[firmware_table] Unable to create {} table : error = {}", name, create->last_error());
-    return false;
+  if (mura_common::statement const creation(create); creation.has_failed()) {
+    spdlog::critical("[firmware_table] Unable to create {} table : error = {}", name, creation.error());
+    return note_database_error();
   }
   return true;
+}
+
+bool firmware_table::note_database_error() {
+  // At once, because the clean-up at the end of `init` leaves an error of its own at every start.
+  return note_failure(table_database().last_error());
 }
 
 bool firmware_table::prepare_firmware_statements() {
@@ -98,11 +102,11 @@ bool firmware_table::remove_abandoned_uploads() {
   // FirmwareTable has no column uri, so nothing can be prepared here, and abandoned uploads wait for the
   // clean-up of the store; in a database that has one, a start that removed them counts as failed.
   auto const query = table_database().create_query("DELETE FROM FirmwareTable WHERE uri IS NULL OR uri='';");
-  if (!query || !query->execute()) {
+  if (!mura_common::statement(query).is_done()) {
     return true;
   }
   spdlog::error("[firmware_table] Failed to remove previous pending upload from database");
-  return false;
+  return note_failure("previous pending uploads were in the database");
 }
 
 void firmware_table::create_relation_index() {
@@ -111,9 +115,9 @@ void firmware_table::create_relation_index() {
   auto& database = table_database();
   auto const create = database.create_query(
       "CREATE INDEX IF NOT EXISTS FirmwareModelsRelationByFirmware ON FirmwareModelsRelation (firmware_id);");
-  if (!create || !create->execute()) {
+  if (!mura_common::statement(create).is_done()) {
     spdlog::warn("[firmware_table] Unable to index FirmwareModelsRelation : error = {}",
-                 create ? create->last_error() : database.last_error());
+                 database.last_error());
   }
 }
 

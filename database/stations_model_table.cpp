@@ -7,6 +7,8 @@
 
 namespace tavi::stations_maintenance {
 
+using mura_common::statement;
+
 namespace {
 
 constexpr char const* create_models_statement =
@@ -26,9 +28,9 @@ stations_model_table::stations_model_table(mura_common::IDatabase& database)
 bool stations_model_table::init() {
   auto& database = table_database();
   auto const create = database.create_query(create_models_statement);
-  if (!create || !create->execute()) {
+  if (statement const creation(create); !creation.is_done()) {
     spdlog::critical("[stations_model_table] Unable to create models table query : error = {}",
-                     create ? create->last_error() : database.last_error());
+                     create ? creation.error() : database.last_error());
     return false;
   }
   // Unchecked: without it the names can still be stored, and each look-up says that it failed.
@@ -50,32 +52,25 @@ bool stations_model_table::add_stations_models(std::list<tavi::stations::station
   // A site without any supported model is a mistake in its files, hence no success.
   auto added = !models.empty();
   for (auto const& model : models) {
-    insert->bind_text(0, model.name);
-    if (!insert->execute()) {
+    if (!statement(insert, model.name).is_done()) {
       spdlog::error("[stations_model_table] Fail to add model {} to database", model.name);
       added = false;
     }
-    insert->reset();
   }
   return added;
 }
 
 bool stations_model_table::get_model_id(std::string const& name, int& id) {
   id = no_id;
-  if (!select_model_id_query) {
-    return false;
-  }
-  select_model_id_query->bind_text(0, name);
-  auto const executed = select_model_id_query->execute();
-  if (!executed) {
+  statement const look_up(select_model_id_query, name);
+  auto const found = look_up.row([](mura_common::IQuery const& query) { return query.get_int32(0); });
+  if (look_up.has_failed()) {
     spdlog::error("[stations_model_table] Failed to execute query to get model '{}'", name);
-  } else if (select_model_id_query->has_row()) {
-    id = select_model_id_query->get_int32(0);
-  } else {
+  } else if (look_up.is_done() && !found) {
     spdlog::error("[stations_model_table] Unknown model '{}'", name);
   }
-  select_model_id_query->reset();
-  return executed;
+  id = found.value_or(no_id);
+  return look_up.is_done();
 }
 
 }  // namespace tavi::stations_maintenance

@@ -35,7 +35,7 @@ void delete_rows_without_file(diagnostic_table& table, std::vector<std::string> 
     return;
   }
   std::vector<std::string> deleted;
-  table.begin_deletions();
+  auto deletions = table.begin_deletions();
   for (auto const& path : missing) {
     spdlog::info(
         "[diagnostic_manager] File {} stored in database but can't be found in the directory. "
@@ -47,7 +47,7 @@ void delete_rows_without_file(diagnostic_table& table, std::vector<std::string> 
       log_row_that_stays(path);
     }
   }
-  if (!table.end_deletions()) {
+  if (!deletions.commit()) {
     std::for_each(deleted.begin(), deleted.end(), log_row_that_stays);
   }
 }

@@ -207,9 +207,8 @@ std::vector<failing_operation> failing_lists_and_deletions() {
        "IN(",
        [](auto& t) { return t.get_list_of_diagnostics_path({1}).empty(); },
        {critical,
-        "[diagnostic_table] Error while executing select diagnostic reports names (no statement) => query =  "
-        "SELECT "
-        "full_path FROM DiagnosticReports WHERE diagnostic_id IN(1);"}},
+        "[diagnostic_table] Error while executing select diagnostic reports names (disk I/O error) => "
+        "query =  SELECT full_path FROM DiagnosticReports WHERE diagnostic_id IN(1);"}},
   };
 }
 
@@ -242,70 +241,31 @@ TEST_F(FaultyDiagnosticTable, TellsTheStatementForChosenIdsThatItCannotPrepare) 
                            "diagnostic_id IN(3,-1);"}));
 }
 
-struct failing_step {
-  char const* name;
-  char const* statement;
-};
-
-class FailingBegin : public FaultyDiagnosticTable, public testing::WithParamInterface<failing_step> {};
-
-TEST_P(FailingBegin, LeavesEachDeletionToItself) {
+TEST_F(FaultyDiagnosticTable, TellsWhereAListBreaksOff) {
   ASSERT_TRUE(table.init());
   ASSERT_TRUE(table.insert_diagnostic_report(7, "a", diagnostic_report_type::manual, 1));
+  ASSERT_TRUE(table.insert_diagnostic_report(7, "b", diagnostic_report_type::manual, 1));
   log.clear();
-  database.fail_to_execute(GetParam().statement);
-  EXPECT_FALSE(table.begin_deletions());
-  EXPECT_THAT(log.lines(), ElementsAre(log_line{
-                               err, "[diagnostic_table] Unable to delete many diagnostic reports at once : " +
-                                        std::string(GetParam().statement) + " error = disk I/O error"}));
-  EXPECT_TRUE(table.delete_diagnostic_report_for_path("tmp"));
-  EXPECT_TRUE(table.end_deletions());
-  database.heal();
-  EXPECT_TRUE(table.get_all_diagnostics().empty());
-  EXPECT_TRUE(table.begin_deletions()) << "no transaction was left open";
-  EXPECT_TRUE(table.end_deletions());
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Each, FailingBegin,
-    testing::Values(failing_step{"Transaction", "BEGIN IMMEDIATE;"},
-                    failing_step{"Index",
-                                 "CREATE INDEX DiagnosticReportsByPath ON DiagnosticReports (full_path);"}),
-    [](auto const& tested) { return std::string(tested.param.name); });
-
-class FailingEnd : public FaultyDiagnosticTable, public testing::WithParamInterface<failing_step> {};
-
-TEST_P(FailingEnd, BringsTheRowsBack) {
-  ASSERT_TRUE(table.init());
-  ASSERT_TRUE(table.insert_diagnostic_report(7, "a", diagnostic_report_type::manual, 1));
-  log.clear();
-  ASSERT_TRUE(table.begin_deletions());
-  EXPECT_TRUE(table.delete_diagnostic_report_for_path("tmp"));
-  database.fail_to_execute(GetParam().statement);
-  EXPECT_FALSE(table.end_deletions());
-  EXPECT_THAT(log.lines(), ElementsAre(log_line{
-                               err, "[diagnostic_table] Unable to delete many diagnostic reports at once : " +
-                                        std::string(GetParam().statement) + " error = disk I/O error"}));
-  database.heal();
+  database.break_after_first_row_of("SELECT");
+  bool is_whole = true;
+  EXPECT_THAT(table.get_all_diagnostics_path(is_whole), ElementsAre("tmp"));
+  EXPECT_FALSE(is_whole);
   EXPECT_EQ(table.get_all_diagnostics().size(), 1U);
-  EXPECT_TRUE(table.begin_deletions()) << "neither transaction nor index was left";
-  EXPECT_TRUE(table.delete_diagnostic_report_for_path("tmp"));
-  EXPECT_TRUE(table.end_deletions());
-  EXPECT_TRUE(table.get_all_diagnostics().empty());
-}
-
-INSTANTIATE_TEST_SUITE_P(Each, FailingEnd,
-                         testing::Values(failing_step{"Index", "DROP INDEX DiagnosticReportsByPath;"},
-                                         failing_step{"Transaction", "COMMIT;"}),
-                         [](auto const& tested) { return std::string(tested.param.name); });
-
-TEST_F(FaultyDiagnosticTable, SaysWhyWhatMustBeDeletedAtOnceCannotBePrepared) {
-  database.refuse_to_prepare("BEGIN");
-  EXPECT_FALSE(table.begin_deletions());
-  EXPECT_THAT(log.lines(), ElementsAre(log_line{
-                               err,
-                               "[diagnostic_table] Unable to delete many diagnostic reports at once : BEGIN "
-                               "IMMEDIATE; error = no statement"}));
+  EXPECT_EQ(table.get_diagnostics_of_station(7).size(), 1U);
+  EXPECT_EQ(table.get_list_of_diagnostics_path({1, 2}).size(), 1U);
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(
+          log_line{err, "[diagnostic_table] Can't get any diagnostic path : error = disk I/O error"},
+          log_line{err, "[diagnostic_table] Can't get any diagnostic : error = disk I/O error"},
+          log_line{err, "[diagnostic_table] Can't get diagnostics of stations 7 : error = disk I/O error"},
+          log_line{
+              critical,
+              "[diagnostic_table] Error while executing select diagnostic reports names (disk I/O "
+              "error) => query =  SELECT full_path FROM DiagnosticReports WHERE diagnostic_id IN(1,2);"}));
+  database.heal();
+  EXPECT_EQ(table.get_all_diagnostics_path(is_whole).size(), 2U);
+  EXPECT_TRUE(is_whole);
 }
 
 }  // namespace

@@ -322,48 +322,57 @@ TEST_F(DiagnosticTable, ReadsARecordWithoutGoingOnToTheNext) {
   EXPECT_EQ(record.diagnostic_id, first);
 }
 
-TEST_F(DiagnosticTable, DeletesManyByPathWithoutWalkingThroughTheOthers) {
-  given_placed_report(1, "/b");
-  given_placed_report(1, "/a");
-  given_placed_report(1, "/c");
-  ASSERT_TRUE(table.begin_deletions());
-  auto const plan =
-      database.create_query("EXPLAIN QUERY PLAN DELETE FROM DiagnosticReports WHERE full_path IS ?;");
-  ASSERT_TRUE(plan && plan->execute());
-  EXPECT_THAT(mura_common::fetchRows(*plan, [](auto const& row) { return row.get_text(3); }),
-              ElementsAre(testing::StartsWith("SEARCH DiagnosticReports USING ")));
-  EXPECT_TRUE(table.delete_diagnostic_report_for_path("/c"));
-  ASSERT_TRUE(table.end_deletions());
-  EXPECT_THAT(table.get_all_diagnostics_path(), ElementsAre("/b", "/a"));
-  EXPECT_EQ(text_from_database("SELECT count(*) FROM sqlite_master WHERE type = 'index' AND sql NOT NULL"),
-            "0");
-  EXPECT_THAT(log.lines(), IsEmpty());
+TEST_F(DiagnosticTable, NotesItsVersionUnderItsName) {
+  EXPECT_EQ(text_from_database("SELECT version FROM FrameworkTableVersions WHERE name = 'diagnostic_table'"),
+            "1");
 }
 
-TEST_F(DiagnosticTable, MakesManyDeletionsLastAtOnce) {
-  given_placed_report(1, "/a");
-  given_placed_report(1, "/b");
-  mura_common::sqlite_database other;
-  ASSERT_TRUE(other.open(folder.path() / "reports.db"));
-  auto const count = other.create_query("SELECT count(*) FROM DiagnosticReports");
-  ASSERT_TRUE(count);
-  auto const seen_by_others = [&] {
-    EXPECT_TRUE(count->execute());
-    auto const rows = count->get_int32(0);
-    count->reset();
-    return rows;
-  };
-  ASSERT_TRUE(table.begin_deletions());
-  EXPECT_TRUE(table.delete_diagnostic_report_for_path("/a"));
-  EXPECT_TRUE(table.delete_diagnostic_report_for_path("/b"));
-  EXPECT_EQ(seen_by_others(), 2);
-  ASSERT_TRUE(table.end_deletions());
-  EXPECT_EQ(seen_by_others(), 0);
+TEST_F(DiagnosticTable, KnowsStationsAndReportsWithEveryNumberOf32Bits) {
+  constexpr unsigned int station = 3'000'000'000;
+  constexpr unsigned int report = 4'000'000'000;
+  text_from_database("INSERT INTO DiagnosticReports VALUES(4000000000, 'a', 3000000000, 1, 1, 1, 'tmp')");
+  EXPECT_EQ(table.get_max_diagnostic_id(station), report);
+  EXPECT_TRUE(table.update_full_path_query(report, "/a"));
+  EXPECT_THAT(table.get_all_diagnostics_path(), ElementsAre("/a"));
+  ASSERT_EQ(table.get_diagnostics_of_station(station).size(), 1U);
+  EXPECT_EQ(table.get_diagnostics_of_station(station).front().diagnostic_id, report);
+  EXPECT_EQ(table.count_stored_diagnostic_reports(station, manual), 1U);
+  EXPECT_TRUE(table.insert_diagnostic_report(station, "b", manual, 1));
+  EXPECT_EQ(text_from_database("SELECT count(*) FROM DiagnosticReports WHERE station_id = 3000000000"), "2");
+  EXPECT_TRUE(table.delete_diagnostic_reports_for_station(station));
+  EXPECT_THAT(table.get_all_diagnostics(), IsEmpty());
 }
 
-TEST_F(DiagnosticTable, HasNoDeletionsToEndThatWereNotBegun) {
-  EXPECT_TRUE(table.end_deletions());
-  EXPECT_THAT(log.lines(), IsEmpty());
+TEST_F(DiagnosticTable, ReadsTimesBeyond32Bits) {
+  constexpr std::int64_t in_the_year_2128 = 5'000'000'000;
+  text_from_database("INSERT INTO DiagnosticReports VALUES(1, 'a', 7, 5000000000, 1, 1, '/a')");
+  EXPECT_EQ(table.get_all_diagnostics().front().timestamp_creation, in_the_year_2128);
+  EXPECT_EQ(table.get_diagnostics_of_station(7).front().timestamp_creation, in_the_year_2128);
+  ASSERT_TRUE(table.get_oldest_diagnostic(7, manual));
+  EXPECT_EQ(table.get_oldest_diagnostic(7, manual)->timestamp_creation, in_the_year_2128);
+}
+
+TEST_F(DiagnosticTable, AnswersEachQuestionForTheOldestAnew) {
+  given_report(1, "of 1");
+  given_report(2, "of 2");
+  EXPECT_EQ(table.get_oldest_diagnostic(1, {})->diagnostic_name, "of 1");
+  EXPECT_EQ(table.get_oldest_diagnostic(2, {})->diagnostic_name, "of 2");
+  EXPECT_EQ(table.get_oldest_diagnostic(1, periodic)->diagnostic_name, "of 1");
+  EXPECT_EQ(table.get_oldest_diagnostic(2, periodic)->diagnostic_name, "of 2");
+}
+
+TEST_F(DiagnosticTable, SaysWhyChosenPathsCannotBeReadWhateverFailedBefore) {
+  text_from_database("DROP TABLE DiagnosticReports");
+  text_from_database(
+      "CREATE VIEW DiagnosticReports AS SELECT 1 AS diagnostic_id, abs(-9223372036854775808) AS full_path");
+  EXPECT_FALSE(database.create_query("SELECT uri FROM DiagnosticReports"));
+  EXPECT_THAT(table.get_list_of_diagnostics_path({1}), IsEmpty());
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(log_line{
+          spdlog::level::critical,
+          "[diagnostic_table] Error while executing select diagnostic reports names (integer overflow) "
+          "=> query =  SELECT full_path FROM DiagnosticReports WHERE diagnostic_id IN(1);"}));
 }
 
 }  // namespace

@@ -136,6 +136,45 @@ TEST_F(FaultyFirmwareTable, ListsFirmwaresWhoseModelsItCannotRead) {
   EXPECT_THAT(log.lines(), ElementsAre(line, line, line));
 }
 
+TEST_F(FaultyFirmwareTable, TakesAListThatBreaksOffForAFailure) {
+  given_ready_tables();
+  given_stored({"A", "B"});
+  given_stored({"A"});
+  database.break_after_first_row_of("SELECT * FROM FirmwareTable;");
+  EXPECT_FALSE(table.get_all_firmwares());
+  database.break_after_first_row_of("SELECT FirmwareTable.*");
+  EXPECT_FALSE(table.get_firmware_from_model("A"));
+  database.break_after_first_row_of("SELECT name");
+  EXPECT_THAT(table.models_associated_to_firmware(1), IsEmpty());
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(log_line{err, "[firmware_table] Failed to get all firmware"},
+                  log_line{err, "[firmware_table] Failed to get associated firmwares with model : A"},
+                  log_line{err, "[firmware_table] Failed to get associated models with firmware id : 1"}));
+  database.heal();
+  EXPECT_THAT(table.get_all_firmwares(), Optional(SizeIs(2)));
+  EXPECT_THAT(table.get_firmware_from_model("A"), Optional(SizeIs(2)));
+}
+
+/// What fails around an announcement.
+class FailingTransaction : public FaultyFirmwareTable, public testing::WithParamInterface<char const*> {};
+
+TEST_P(FailingTransaction, AnnouncesNothing) {
+  given_ready_tables();
+  database.fail_to_execute(GetParam());
+  unsigned int id = 0;
+  EXPECT_EQ(table.add_firmware("1.0", {"A"}, id), firmware_table::failure);
+  EXPECT_THAT(stored_ids(), IsEmpty());
+  EXPECT_THAT(stored_associations(), IsEmpty());
+  EXPECT_THAT(log.lines(),
+              ElementsAre(log_line{err, "[firmware_table] Fail to execute query to add firmware"}));
+  database.heal();
+  EXPECT_EQ(table.add_firmware("1.0", {"A"}, id), firmware_table::success);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, FailingTransaction, testing::Values("BEGIN", "COMMIT"),
+                         [](auto const& tested) { return std::string(tested.param); });
+
 /// One operation whose statement fails. What it answers is checked by `answers_failure`, what it logs by the
 /// lines, and what is left by the number of rows.
 struct failing_firmware_operation {

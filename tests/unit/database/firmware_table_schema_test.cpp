@@ -220,6 +220,38 @@ TEST_F(FirmwareTableSchema, IsRefusedQuietlyWhenAnyOneStatementOfAssociationsIsM
   }
 }
 
+/// What another program left behind, and what it keeps the table from.
+struct foreign_table {
+  char const* name;
+  char const* sql;
+  char const* cause;
+};
+
+class ForeignTable : public FirmwareTableSchema, public testing::WithParamInterface<foreign_table> {};
+
+TEST_P(ForeignTable, IsToldAsTheCauseOfTheRefusal) {
+  run(GetParam().sql);
+  EXPECT_FALSE(table.initTable());
+  EXPECT_EQ(
+      log.lines().back(),
+      (log_line{err, std::string("[DatabaseTable] table FirmwareTable: cannot init: ") + GetParam().cause}));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, ForeignTable,
+    testing::Values(foreign_table{"Firmwares", "CREATE TABLE FirmwareTable (id, version, path, size, digest)",
+                                  "no such column: hash"},
+                    foreign_table{"Associations", "CREATE TABLE FirmwareModelsRelation (id, firmware, model)",
+                                  "no such column: FirmwareModelsRelation.firmware_id"}),
+    [](auto const& tested) { return std::string(tested.param.name); });
+
+TEST_F(FirmwareTableSchema, TellsTheFirstOfSeveralCauses) {
+  database.fail_to_execute("CREATE TABLE IF NOT EXISTS FirmwareTable");
+  EXPECT_FALSE(table.initTable());
+  EXPECT_EQ(log.lines().back(),
+            (log_line{err, "[DatabaseTable] table FirmwareTable: cannot init: disk I/O error"}));
+}
+
 TEST_F(FirmwareTableSchema, IsRefusedWhileTheModelsAreMissing) {
   run("DROP TABLE StationsModelsTable");
   EXPECT_FALSE(table.init());

@@ -307,5 +307,51 @@ TEST_F(FirmwareTable, ReadsAnEmptyRecordWhereNoRowIsCurrent) {
   EXPECT_EQ(firmware_table::firmware_info_from_query(*query), station_firmware_info{});
 }
 
+TEST_F(FirmwareTable, KnowsFirmwaresWithEveryNumberOf32Bits) {
+  constexpr unsigned int id = 3'000'000'000;
+  run("INSERT INTO FirmwareTable VALUES(3000000000, '1.0', NULL, NULL, NULL)");
+  auto failed = true;
+  EXPECT_EQ(table.associate_models_to_firmware(id, {"A"}, failed), firmware_table::success);
+  EXPECT_THAT(stored_associations(), ElementsAre("3000000000:1"));
+  EXPECT_THAT(table.models_associated_to_firmware(id), ElementsAre("A"));
+  EXPECT_TRUE(table.update_stored_firmware_info(id, "1.0", "/store/fw", 10, "abcd"));
+  auto const firmware = table.get_firmware(id);
+  ASSERT_TRUE(firmware);
+  EXPECT_EQ(firmware->id, id);
+  EXPECT_EQ(firmware->path, "/store/fw");
+  unsigned int next = 0;
+  EXPECT_EQ(table.add_firmware("2.0", {"A"}, next), firmware_table::success);
+  EXPECT_EQ(next, id + 1);
+  EXPECT_TRUE(table.remove_firmware(id));
+  EXPECT_THAT(stored_ids(), ElementsAre("3000000001"));
+}
+
+TEST_F(FirmwareTable, TakesAModelWithoutAProperIdForUnknown) {
+  run("INSERT INTO StationsModelsTable VALUES(0, 'Zero')");
+  unsigned int id = 0;
+  EXPECT_EQ(table.add_firmware("1.0", {"Zero"}, id), firmware_table::unknown_model);
+  EXPECT_THAT(stored_ids(), IsEmpty());
+  EXPECT_FALSE(table.get_firmware_from_model("Zero"));
+}
+
+TEST_F(FirmwareTable, ShowsAnAnnouncementToOthersOnceItIsWhole) {
+  mura_common::sqlite_database other;
+  ASSERT_TRUE(other.open(folder.path() / "firmware.db"));
+  auto const count = other.create_query("SELECT count(*) FROM FirmwareTable");
+  ASSERT_TRUE(count);
+  std::vector<std::int32_t> seen;
+  database.before_executing("", [&] {
+    EXPECT_TRUE(count->execute());
+    seen.push_back(count->get_int32(0));
+    count->reset();
+  });
+  unsigned int id = 0;
+  EXPECT_EQ(table.add_firmware("1.0", {"A", "unknown"}, id), firmware_table::unknown_model);
+  database.heal();
+  EXPECT_THAT(seen, testing::AllOf(testing::SizeIs(testing::Ge(5)), testing::Each(0)))
+      << "a crash at any of these moments leaves nothing";
+  EXPECT_THAT(stored_associations(), ElementsAre("1:1"));
+}
+
 }  // namespace
 }  // namespace tavi::stations_maintenance
