@@ -1,5 +1,8 @@
 #pragma once
 
+#include <atomic>
+
+#include "mura_common/program_signals.h"
 #include "stations_maintenance/stations_maintenance_service.h"
 #include "tavi/logger/req_resp_logger_service.h"
 #include "tavi/network/req_resp_network_service.h"
@@ -26,7 +29,13 @@ class host {
 
  private:
   [[nodiscard]] bool start(int argc, char const** argv);
+  void on_end_signal(int number);
 
+  std::atomic<bool> is_ready = false;
+  bool is_stopping = false;  ///< belongs to the thread of the signals
+  // Before whatever starts a thread.
+  mura_common::program_signals signals{mura_common::hangup_meaning::go_on,
+                                       [this](int number) { on_end_signal(number); }};
   tavi::logger::req_resp_logger_service logger;
   tavi::ocpp1_6::req_resp_ocpp_1_6_service ocpp;
   tavi::webserver_token::req_resp_webserver_token_service tokens;

@@ -68,7 +68,7 @@ class HostProgram(SiteCase):
         host = site.start_host()
         for _ in range(2):
             os.kill(host.pid, signal.SIGHUP)
-        host.wait_for(r"\[host\] signal 1: .*going on", PATIENCE)
+        host.wait_for(r"SIGHUP: .*the program goes on", PATIENCE)
         self.assertEqual(host.stop(), 0)
         self.assertRegex(host.lines()[-1], "the service has stopped")
         site.forget(host)
@@ -79,7 +79,7 @@ class HostProgram(SiteCase):
                           site.state / "config")
         host.wait_for(r"\[host\] starting", PATIENCE)
         os.kill(host.pid, signal.SIGHUP)
-        host.wait_for(r"\[host\] signal 1: .*going on", PATIENCE)
+        host.wait_for(r"SIGHUP: .*the program goes on", PATIENCE)
         self.assertEqual(host.stop(), 0)
 
     def test_a_working_directory_that_cannot_be_made_is_told(self):
