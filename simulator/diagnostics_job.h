@@ -32,8 +32,8 @@ class diagnostics_job : public std::enable_shared_from_this<diagnostics_job> {
   /// Checks the location and makes the archive. @return empty when ready to upload; otherwise why not
   [[nodiscard]] boost::asio::awaitable<std::string> prepare(diagnostics_material material);
 
-  /// Uploads, with as many further tries as the request grants. After `prepare` only. @return the last
-  /// outcome
+  /// Uploads, with as many further tries as the request grants. After `prepare` only.
+  /// @return the last outcome
   [[nodiscard]] boost::asio::awaitable<upload_outcome> upload();
 
   /// Breaks off whatever runs; the job then ends as failed.
