@@ -16,6 +16,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
+/// As the reports in it have.
+constexpr mode_t mode_of_new_archives = 0640;
+
 /// @return whether an archive stands there already; `error` is set when something else does
 bool is_there(fs::path const& target, std::error_code& error) {
   std::error_code unknown;
@@ -79,7 +82,8 @@ bool archive_draft::prepare(fs::path const& destination, std::error_code& error)
     return false;
   }
   folder = name;
-  return !has_older || copy_archive(target, path(), error);
+  is_new = !has_older;
+  return is_new || copy_archive(target, path(), error);
 }
 
 fs::path archive_draft::path() const {
@@ -91,7 +95,7 @@ bool archive_draft::publish(std::error_code& error) const {
   error.clear();
   {
     file_descriptor const archive(::open(path().c_str(), O_RDONLY | O_CLOEXEC));
-    if (!archive.is_open()) {
+    if (!archive.is_open() || (is_new && ::fchmod(archive.get(), mode_of_new_archives) != 0)) {
       error = last_system_error();
       return false;
     }

@@ -22,13 +22,15 @@ class archive_draft {
   /// Where the archive is to be made.
   [[nodiscard]] std::filesystem::path path() const;
 
-  /// Flushes the archive and gives it its name, in place of what stood there.
+  /// Flushes the archive and gives it its name, in place of what stood there, whose permissions it keeps; a new one
+  /// gets 0640.
   /// @return false, with `error` set, when it is missing or a step fails
   [[nodiscard]] bool publish(std::error_code& error) const;
 
  private:
   std::filesystem::path target;
   std::filesystem::path folder;
+  bool is_new = true;  ///< whether nothing stands at the destination
 };
 
 }  // namespace mura_common

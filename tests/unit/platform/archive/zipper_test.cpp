@@ -275,6 +275,17 @@ TEST_F(Zipper, KeepsThePermissionsOfTheOlderArchive) {
   EXPECT_EQ(fs::status(archive).permissions(), fs::perms{0600});
 }
 
+TEST_F(Zipper, LetsTheOwnersGroupReadANewArchiveWhateverTheMask) {
+  in_workdir("a", "first");
+  for (mode_t const mask : {0077U, 0000U}) {
+    fs::remove(archive);
+    auto const before = ::umask(mask);
+    EXPECT_TRUE(pack({"a"}, archive));
+    ::umask(before);
+    EXPECT_EQ(fs::status(archive).permissions(), fs::perms{0640});
+  }
+}
+
 TEST_F(Zipper, LeavesOutAFileThatIsMissingAndWarns) {
   in_workdir("a", "content");
   EXPECT_TRUE(pack({"a", "gone\nb"}, archive));
