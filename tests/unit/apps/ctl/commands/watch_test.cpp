@@ -191,6 +191,7 @@ TEST_F(Watch, ShowsWhatTheStationsWantedTell) {
 }
 
 TEST_F(Watch, OfStationsRefusesEventsThatNoStationTells) {
+  clock.on_wait = [this](int) { clock.is_raised = true; };
   EXPECT_EQ(run_command(context, watch_options{{"functional_log"}, {8}}), exit_code::usage);
   EXPECT_THAT(output.complaints, ElementsAre(HasSubstr("no station tells")));
 }
