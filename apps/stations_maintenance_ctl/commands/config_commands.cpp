@@ -80,9 +80,9 @@ void explain_refusal(command_context& context, change_step const& refused,
     return;
   }
   context.console.complain(fmt::format(
-      "the service did not take {}: it, or the other value, may lie outside its range in "
-      "[limits.diagnostic_report] of the "
-      "service's configuration file, or the file cannot be written; the service's log says which. {}",
+      "the service did not take {}: it, or the other value, may lie outside its range (min and max in "
+      "[limits.diagnostic_report] of stations_maintenance_service.toml), or the service may not write to the folder of "
+      "that file, of which it warns at its start; its log says which. {}",
       refused.name, in_force));
 }
 
