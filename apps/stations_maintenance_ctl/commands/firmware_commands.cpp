@@ -2,6 +2,7 @@
 #include <fmt/ranges.h>
 
 #include "commands/commands.h"
+#include "commands/deletion_question.h"
 #include "commands/each_once.h"
 #include "commands/limit_to.h"
 
@@ -69,7 +70,8 @@ exit_code run_command(command_context& context, firmware_available_options const
 exit_code run_command(command_context& context, firmware_delete_options const& options) {
   auto code = exit_code::done;
   auto const ids = each_once(options.ids);
-  auto const question = fmt::format("Delete firmware {}?", fmt::join(ids, ", "));
+  auto const is_asked = !options.yes && context.console.can_ask();
+  auto const question = is_asked ? deletion_question(context, ids) : std::string();
   if (!confirm(context, question, options.yes, false, code)) {
     return code;
   }

@@ -2,6 +2,7 @@
 
 #include "commands/commands.h"
 #include "commands/limit_to.h"
+#include "commands/deletion_question.h"
 #include "commands/report_target.h"
 #include "text/plain_text.h"
 
@@ -103,7 +104,9 @@ exit_code run_command(command_context& context, reports_delete_options const& op
     return show_text(context, "no report deleted\n", {{"deleted", json::array()}}, code);
   }
   auto const has_ids = !options.target.ids.empty();
-  if (!confirm(context, fmt::format("Delete {}?", count_text(chosen)), options.yes, !has_ids, code)) {
+  auto const is_asked = !options.yes && context.console.can_ask();
+  auto const question = is_asked ? deletion_question(chosen) : fmt::format("Delete {}?", count_text(chosen));
+  if (!confirm(context, question, options.yes, !has_ids, code)) {
     return code;
   }
   told_deletion told;

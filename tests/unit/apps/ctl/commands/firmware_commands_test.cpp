@@ -94,14 +94,29 @@ TEST_F(FirmwareCommands, DeleteTakesEachOnceAndDoesNotAskWithoutATerminal) {
 
 TEST_F(FirmwareCommands, DeleteAsksOnATerminal) {
   console.answer = true;
+  firmware known;
+  known.id = 7;
+  known.version = "2.1.0";
+  known.size = 2048;
+  known.path = "/firmware/fw-2.bin";
+  EXPECT_CALL(handler, on_get_firmware(7)).WillOnce(Return(known));
   EXPECT_CALL(handler, on_delete_firmware(7))
       .WillOnce(Return(stations_maintenance::delete_firmware_result::deleted));
   EXPECT_EQ(run_command(context, firmware_delete_options{{7}, false}), exit_code::done);
-  EXPECT_THAT(console.questions, ElementsAre("Delete firmware 7?"));
+  EXPECT_THAT(console.questions, ElementsAre("Delete firmware 7 (fw-2.bin, version 2.1.0, 2.0 KiB)?"));
+}
+
+TEST_F(FirmwareCommands, DeleteOfOneThatIsUnknownAsksByItsId) {
+  console.answer = false;
+  EXPECT_CALL(handler, on_get_firmware(7)).WillOnce(Return(std::nullopt));
+  EXPECT_CALL(handler, on_get_firmware(8)).WillOnce(Return(std::nullopt));
+  EXPECT_EQ(run_command(context, firmware_delete_options{{7, 8}, false}), exit_code::failed);
+  EXPECT_THAT(console.questions, ElementsAre("  firmware 7\n  firmware 8\nDelete firmware 7, 8?"));
 }
 
 TEST_F(FirmwareCommands, DeleteThatIsDeclinedDeletesNothing) {
   console.answer = false;
+  EXPECT_CALL(handler, on_get_firmware(7)).WillOnce(Return(std::nullopt));
   EXPECT_EQ(run_command(context, firmware_delete_options{{7}, false}), exit_code::failed);
   EXPECT_THAT(console.complaints, ElementsAre("nothing was done"));
 }

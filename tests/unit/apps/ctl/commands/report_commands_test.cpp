@@ -163,11 +163,11 @@ TEST_F(ReportCommands, DeleteByIdsNeedsNoConfirmationWithoutATerminal) {
   EXPECT_THAT(console.complaints, IsEmpty());
 }
 
-TEST_F(ReportCommands, DeleteAsksOnATerminalAndSaysHowMuchItIs) {
+TEST_F(ReportCommands, DeleteAsksOnATerminalAndNamesTheReport) {
   console.answer = true;
   expect_deletion({report_of(1, 1)}, {1}, delete_reports_result::deleted, {});
   EXPECT_EQ(run_command(context, delete_ids({1})), exit_code::done);
-  EXPECT_THAT(console.questions, ElementsAre("Delete 1 report (1000 B)?"));
+  EXPECT_THAT(console.questions, ElementsAre("Delete report 1 (log_1.tar.gz of station 1, 1000 B)?"));
 }
 
 TEST_F(ReportCommands, DeleteThatIsDeclinedDeletesNothing) {
