@@ -53,13 +53,9 @@ std::string explain(asked_station const& asked) {
     case asking_outcome::not_connected:
       return fmt::format("station {} is not connected: try again when it is online", asked.station_id);
     case asking_outcome::failed:
-      if (!asked.is_answered) {
-        break;
-      }
-      return fmt::format(
-          "station {} gives no report: it may be uploading one already, reports of this type may be "
-          "switched off, or it did not answer; the service's log says which",
-          asked.station_id);
+      return asked.reason.empty()
+                 ? std::string()
+                 : fmt::format("station {} gives no report: {}", asked.station_id, asked.reason);
     case asking_outcome::not_filed:
       return fmt::format("station {} accepted, but its report has not been filed in time; it may still come",
                          asked.station_id);

@@ -31,7 +31,8 @@ struct asked_station {
   asking_outcome outcome = asking_outcome::accepted;  ///< how far it has come
   unsigned int request = 0;                           ///< number of the request to the station, once accepted
   std::optional<stations_maintenance::diagnostic_report_info> report = {};  ///< once filed
-  bool is_answered = true;  ///< false, and failed, when the service gave no answer about it
+  std::string reason =
+      {};  ///< why it failed, as the end of a sentence; empty without an answer, and otherwise
 };
 
 /// Whether its report may still come.

@@ -5,6 +5,7 @@
 #include "commands/asked_stations.h"
 #include "commands/commands.h"
 #include "commands/each_once.h"
+#include "commands/refusal_reason.h"
 #include "commands/report_target.h"
 #include "commands/site_access.h"
 #include "commands/upload_failures.h"
@@ -55,8 +56,10 @@ exit_code ask_stations(command_context& context, std::vector<std::uint32_t> cons
     };
     auto const code =
         take(context, fmt::format("asking station {} for a report", id), ask, context.limits.station);
-    station.is_answered = code.value.has_value();
     station.outcome = code.value ? outcome_of(*code.value) : asking_outcome::failed;
+    if (code.value && station.outcome == asking_outcome::failed) {
+      station.reason = find_refusal_reason(context, id, type);
+    }
     asked.push_back(station);
     if (!code.value) {
       return code.code;

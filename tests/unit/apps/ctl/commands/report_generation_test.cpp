@@ -58,9 +58,11 @@ TEST_F(ReportGeneration, ExplainsEachStationThatGivesNone) {
   expect_asking(3, generation_result::not_connected);
   expect_asking(4, generation_result::failed);
   EXPECT_EQ(run_command(context, ask({1, 2, 3, 4})), exit_code::failed);
-  EXPECT_THAT(console.complaints,
-              ElementsAre(HasSubstr("station 2 is not known"), HasSubstr("station 3 is not connected"),
-                          HasSubstr("station 4 gives no report")));
+  EXPECT_THAT(
+      console.complaints,
+      ElementsAre(
+          HasSubstr("station 2 is not known"), HasSubstr("station 3 is not connected"),
+          HasSubstr("station 4 gives no report: ocpp_1_6_service, which asks the stations, does not run")));
   EXPECT_EQ(document()[0],
             json({{"station_id", 1}, {"outcome", "accepted"}, {"request", 5}, {"report", nullptr}}));
   EXPECT_EQ(document()[1]["outcome"], "unknown_station");
