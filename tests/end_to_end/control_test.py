@@ -12,7 +12,7 @@ from control_site import DONE, FAILED, NOT_REACHABLE, TIME_OUT, USAGE, ControlCa
 from site_case import PATIENCE, SiteCase, file_sha256, wait_until
 
 EVERY_COMMAND = (("config", "get"), ("config", "set", "--period", "1h"), ("firmware", "list"),
-                 ("firmware", "show", "1"), ("firmware", "add", __file__, "--model", "X7-22"),
+                 ("firmware", "show", "1"), ("firmware", "add", __file__, "--model", "X7-22", "--version", "1"),
                  ("firmware", "delete", "1", "--yes"), ("firmware", "available", "--station", "1"),
                  ("reports", "list"), ("reports", "generate", "--all"), ("reports", "delete", "1"),
                  ("reports", "export", "archive.zip", "1"), ("reports", "folder"))
@@ -120,7 +120,7 @@ class Firmware(ControlCase):
         self.assertEqual([one["status"] for one in self.json("firmware", "list")], ["available"])
 
     def test_without_a_version_it_says_that_nothing_is_offered(self):
-        self.assert_fails(FAILED, "no version", "firmware", "add", self.make_file(), "--model", "X7-22",
+        self.assert_fails(FAILED, "no version", "firmware", "add", self.make_file(), "--model", "X7-22", "--no-version",
                           output="\nstatus\twithout_version\n")
         self.assertEqual([one["status"] for one in self.json("firmware", "list")], ["without_version"])
 

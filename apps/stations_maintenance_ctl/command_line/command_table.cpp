@@ -56,16 +56,17 @@ std::vector<option_record> make_common_options() {
 /// What the manual says before the commands.
 std::vector<std::string> make_description() {
   return {
-      "Asks the stations maintenance service of this controller: its configuration, the firmware that it keeps "
-      "for the site's charging stations, and their diagnostic reports.",
+      "Asks the stations maintenance service of this controller: its configuration, the firmware that it "
+      "keeps for the site's charging stations, and their diagnostic reports.",
       "On a terminal, results are tables with titles, rounded sizes and ages. Otherwise they are lines for "
       "other programs: no titles, a tab between the fields, sizes in bytes, periods in seconds, moments in "
-      "UTC, nothing for an empty list, and - for an empty field. Fields that describe one thing come as a line "
-      "each: name, tab, value.",
+      "UTC, nothing for an empty list, and - for an empty field. Fields that describe one thing come as a "
+      "line each: name, tab, value.",
       "With --json results are JSON: an array for lists, otherwise an object; for watch one object on each "
-      "line. Enumerations are written by their names, durations in seconds, moments in seconds since 1970, or "
-      "as the field \"time\" of an event in UTC. Field names are stable; fields may be added.",
-      "Control characters in names that come from stations are shown as \\x1b or \\u202e, a backslash as two.",
+      "line. Enumerations are written by their names, durations in seconds, moments in seconds since 1970, "
+      "or as the field \"time\" of an event in UTC. Field names are stable; fields may be added.",
+      "Control characters in names that come from stations are shown as \\x1b or \\u202e, "
+      "a backslash as two.",
   };
 }
 

@@ -33,13 +33,16 @@ command_record make_firmware_add() {
       "waits until the service has taken it, and shows what it became. The stored SHA-256 is compared with "
       "that of the file.",
       "When the upload fails or is interrupted, the announcement is taken back; a second Ctrl-C ends at once "
-      "and leaves it to the service's upload time-out. Without --version the service keeps no firmware, "
-      "because it cannot read the version from the file."};
+      "and leaves it to the service's upload time-out.",
+      "The service cannot read a version from the file: what has none is uploaded and then discarded, so "
+      "--version has to be given. With --no-version it is uploaded all the same, to try the way there."};
   made.options = {
       make_required<options>("FILE", value::file, &options::file, "File to upload"),
       make_required<options>("--model", value::model, &options::models,
                              "Station model that it fits; may be repeated"),
       make_option<options>("--version", value::version, &options::version, "Version of the firmware"),
+      make_flag<options>("--no-version", &options::no_version,
+                         "Upload it without a version, though it is discarded then"),
       make_option<options>("--address", value::address, &options::address,
                            "Web server, as HOST:PORT; otherwise the network service is asked"),
       make_option<options>("--timeout", value::patience, &options::time_out,

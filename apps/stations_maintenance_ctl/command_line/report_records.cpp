@@ -116,9 +116,9 @@ command_record make_reports_export() {
   using options = reports_export_options;
   auto made = make_command<options>("reports", "export", "Packs reports into a zip archive");
   made.details = {
-      "Takes ids, or the conditions of \"reports list\", or --all. The service writes the archive, so it needs "
-      "to be allowed to write there. An archive that exists is left alone, unless --append lets it gain the "
-      "reports; so is one that cannot be looked at.",
+      "Takes ids, or the conditions of \"reports list\", or --all. The service writes the archive, so it "
+      "needs to be allowed to write there. An archive that exists is left alone, unless --append lets it "
+      "gain the reports; so is one that cannot be looked at.",
       "The files in the archive are counted: when it does not hold every report, because a stored file is "
       "missing or could not be packed, the command says so and fails. Where the count does not tell, because "
       "this user may not read the archive or it may have held some of the reports before, the result says "
@@ -141,6 +141,39 @@ command_record make_reports_export() {
   return made;
 }
 
+command_record make_reports_show() {
+  using options = reports_show_options;
+  auto made = make_command<options>("reports", "show", "Shows one report and what is in it");
+  made.details = {
+      "Lists the files in a report that is a zip or tar archive, with their sizes, and shows the first "
+      "lines of one that is text. Nothing is unpacked. The report is read where the service keeps it, so "
+      "this user needs to be allowed to read it.",
+      "With --json these are \"files\" and \"first_lines\", null where there are none. For other programs "
+      "each file is a line beginning with file and each line of a text one beginning with line."};
+  made.options = {make_required<options>("ID", value::report_id, &options::id, "Id of the report")};
+  made.examples = {{"", "stations_maintenance_ctl reports show 12"}};
+  return made;
+}
+
+command_record make_reports_get() {
+  using options = reports_get_options;
+  auto made = make_command<options>("reports", "get", "Copies a report out");
+  made.details = {
+      "Copies the report to a file or into a folder; into the current folder under its own name where none "
+      "is given. A file that exists is left alone, unless --force has it replaced. The copy stands there "
+      "whole or not at all, with mode 0640. This user needs to be allowed to read the report."};
+  made.options = {
+      make_required<options>("ID", value::report_id, &options::id, "Id of the report"),
+      make_option<options>("FILE", value::file, &options::file, "File to be made, or a folder for it"),
+      make_flag<options>("--force", &options::force, "Replace the file when it exists"),
+  };
+  made.examples = {
+      {"", "stations_maintenance_ctl reports get 12"},
+      {"", "stations_maintenance_ctl reports get 12 /tmp/station_3.tar.gz --force"},
+  };
+  return made;
+}
+
 command_record make_reports_folder() {
   auto made = make_command<reports_folder_options>("reports", "folder",
                                                    "Shows the folder that the service keeps them in");
@@ -152,8 +185,8 @@ command_record make_reports_folder() {
 }  // namespace
 
 std::vector<command_record> make_report_records() {
-  return {make_reports_list(), make_reports_generate(), make_reports_delete(), make_reports_export(),
-          make_reports_folder()};
+  return {make_reports_list(),   make_reports_show(),   make_reports_get(),   make_reports_generate(),
+          make_reports_delete(), make_reports_export(), make_reports_folder()};
 }
 
 }  // namespace tavi::ctl

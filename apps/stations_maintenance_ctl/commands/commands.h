@@ -30,6 +30,11 @@ exit_code run_command(command_context& context, reports_delete_options const& op
 /// See above.
 exit_code run_command(command_context& context, reports_export_options const& options);
 /// See above.
+/// Shows what is in a report. This user has to be allowed to read the file.
+exit_code run_command(command_context& context, reports_show_options const& options);
+/// Copies a report. As for showing it; the copy has mode 0640, and stands there whole or not at all.
+exit_code run_command(command_context& context, reports_get_options const& options);
+/// See above.
 exit_code run_command(command_context& context, reports_folder_options const& options);
 /// Shows events until the user ends it.
 exit_code run_command(command_context& context, watch_options const& options);

@@ -81,8 +81,8 @@ void explain_refusal(command_context& context, change_step const& refused,
   }
   context.console.complain(fmt::format(
       "the service did not take {}: it, or the other value, may lie outside its range (min and max in "
-      "[limits.diagnostic_report] of stations_maintenance_service.toml), or the service may not write to the folder of "
-      "that file, of which it warns at its start; its log says which. {}",
+      "[limits.diagnostic_report] of stations_maintenance_service.toml), or the service may not write to the "
+      "folder of that file, of which it warns at its start; its log says which. {}",
       refused.name, in_force));
 }
 

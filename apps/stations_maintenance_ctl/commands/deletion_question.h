@@ -14,8 +14,8 @@ namespace tavi::ctl {
 [[nodiscard]] std::string deletion_question(
     std::vector<stations_maintenance::diagnostic_report_info> const& reports);
 
-/// As for reports, with name, version and size of each firmware, which the service is asked for. One that it gives no
-/// record of is named by its id alone: deleting it will tell why.
+/// As for reports, with name, version and size of each firmware, which the service is asked for. One that
+/// it gives no record of is named by its id alone: deleting it will tell why.
 [[nodiscard]] std::string deletion_question(command_context& context,
                                             std::vector<std::uint32_t> const& firmwares);
 

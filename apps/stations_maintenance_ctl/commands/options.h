@@ -39,6 +39,7 @@ struct firmware_add_options {
   std::filesystem::path file;          ///< to upload
   std::vector<std::string> models;     ///< that it fits, at least one
   std::optional<std::string> version;  ///< not empty
+  bool no_version = false;             ///< there is none, and that is wanted; excludes a version
   std::optional<std::string> address;  ///< of the web server; from the network service when absent
   std::chrono::seconds time_out{60};   ///< for the service to take the uploaded file
 };
@@ -95,6 +96,19 @@ struct reports_export_options {
   std::chrono::seconds time_out{600};  ///< of one request
 };
 
+/// `reports show`
+struct reports_show_options {
+  std::uint32_t id = 0;  ///< of the report
+};
+
+/// `reports get`
+struct reports_get_options {
+  std::uint32_t id = 0;  ///< of the report
+  std::optional<std::filesystem::path>
+      file;            ///< to be made, or a folder for it; here under the report's name if absent
+  bool force = false;  ///< replace a file that exists
+};
+
 /// `reports folder`
 struct reports_folder_options {};
 
@@ -109,6 +123,7 @@ using command_options =
     std::variant<config_get_options, config_set_options, firmware_list_options, firmware_show_options,
                  firmware_add_options, firmware_delete_options, firmware_available_options,
                  reports_list_options, reports_generate_options, reports_delete_options,
-                 reports_export_options, reports_folder_options, watch_options>;
+                 reports_export_options, reports_show_options, reports_get_options, reports_folder_options,
+                 watch_options>;
 
 }  // namespace tavi::ctl

@@ -53,7 +53,7 @@ std::string find_refusal_reason(command_context& context, std::uint32_t station_
   return type == diagnostic_report_type::periodic
              ? "the station refused, or gave no answer in time"
              : "the station refused or gave no answer in time, or manual reports are switched off "
-               "(max_manual_report_per_station in [diagnostic_report] of the service's configuration file is 0)";
+               "(max_manual_report_per_station in [diagnostic_report] of the service's configuration is 0)";
 }
 
 }  // namespace tavi::ctl

@@ -1,8 +1,8 @@
 #include <fmt/format.h>
 
-#include "commands/archive_count.h"
 #include "commands/commands.h"
 #include "commands/report_target.h"
+#include "commands/zip_archive.h"
 #include "text/plain_text.h"
 
 namespace tavi::ctl {

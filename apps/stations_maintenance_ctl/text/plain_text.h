@@ -18,7 +18,8 @@ namespace tavi::ctl {
 /// Columns that a text takes on a terminal: one for each character. @param text  as `escape_text` gives it
 [[nodiscard]] std::size_t width_of(std::string_view text);
 
-/// Breaks a paragraph between its words, so that no line takes more columns than `width`, unless a word alone does.
+/// Breaks a paragraph between its words, so that no line takes more columns than `width`, unless a word
+/// alone does.
 [[nodiscard]] std::string wrap_text(std::string_view paragraph, std::size_t width);
 
 /// As much of a text, from its beginning, as has room in so many columns. @param text  as for `width_of`

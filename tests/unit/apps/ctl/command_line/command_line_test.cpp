@@ -114,9 +114,12 @@ TEST(CommandLine, ReadsAFirmware) {
   EXPECT_EQ(full.version, "2.1");
   EXPECT_EQ(full.address, "localhost:8180");
   EXPECT_EQ(full.time_out, 120s);
-  auto const least = options_of<firmware_add_options>({"firmware", "add", "--model", "X7", "fw.bin"});
+  auto const least =
+      options_of<firmware_add_options>({"firmware", "add", "--model", "X7", "fw.bin", "--no-version"});
   EXPECT_EQ(least.file, "fw.bin");
   EXPECT_EQ(least.version, std::nullopt);
+  EXPECT_TRUE(least.no_version);
+  EXPECT_FALSE(full.no_version);
   EXPECT_EQ(least.address, std::nullopt);
   EXPECT_EQ(least.time_out, 60s);
 }
@@ -181,6 +184,17 @@ TEST(CommandLine, ReadsWhatIsExportedWhere) {
       options_of<reports_export_options>({"reports", "export", "/a/out.zip", "--type", "manual", "--append"});
   EXPECT_EQ(by_type.target.choice.type, diagnostic_report_type::manual);
   EXPECT_TRUE(by_type.append);
+}
+
+TEST(CommandLine, ReadsWhichReportIsShownOrCopiedWhere) {
+  EXPECT_EQ(options_of<reports_show_options>({"reports", "show", "12"}).id, 12U);
+  auto const bare = options_of<reports_get_options>({"reports", "get", "12"});
+  EXPECT_EQ(bare.id, 12U);
+  EXPECT_EQ(bare.file, std::nullopt);
+  EXPECT_FALSE(bare.force);
+  auto const full = options_of<reports_get_options>({"reports", "get", "12", "/a/b", "--force"});
+  EXPECT_EQ(full.file, "/a/b");
+  EXPECT_TRUE(full.force);
 }
 
 /// A command line that is wrong, and what the line about it names.
@@ -254,6 +268,12 @@ INSTANTIATE_TEST_SUITE_P(
         refusal_case{"AddressWithPath",
                      {"firmware", "add", "f", "--model", "X", "--address", "h/x"},
                      "\"h/x\" is not"},
+        refusal_case{"NoVersion", {"firmware", "add", "f", "--model", "X"}, "uploaded firmware is discarded"},
+        refusal_case{"VersionAndNone",
+                     {"firmware", "add", "f", "--model", "X", "--version", "1", "--no-version"},
+                     "too much at once: give --version, or --no-version"},
+        refusal_case{"NoReportToShow", {"reports", "show"}, "ID"},
+        refusal_case{"NoReportToGet", {"reports", "get", "--force"}, "ID"},
         refusal_case{"NoTime", {"firmware", "add", "f", "--model", "X", "--timeout", "0"}, "--timeout"},
         refusal_case{"TwoFiles", {"firmware", "add", "a", "b", "--model", "X"}, "b"},
         refusal_case{"NoId", {"firmware", "show"}, "ID"},

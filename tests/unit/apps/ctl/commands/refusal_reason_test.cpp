@@ -34,7 +34,8 @@ class RefusalReason : public ctl_test {
 };
 
 TEST_F(RefusalReason, IsThatReportsOfTheTypeAreSwitchedOff) {
-  EXPECT_CALL(handler, on_get_configuration).WillOnce(Return(configuration{0, false, std::chrono::seconds(60)}));
+  EXPECT_CALL(handler, on_get_configuration)
+      .WillOnce(Return(configuration{0, false, std::chrono::seconds(60)}));
   EXPECT_THAT(reason(report_type::periodic), HasSubstr("periodic reports are switched off"));
 }
 
@@ -62,7 +63,8 @@ TEST_F(RefusalReason, IsThatTheNetworkServiceTellsNoAddress) {
 TEST_F(RefusalReason, IsTheStationsWhenNothingElseIsInTheWay) {
   start_site(station_diagnostics_status::idle);
   EXPECT_THAT(reason(), HasSubstr("max_manual_report_per_station"));
-  EXPECT_CALL(handler, on_get_configuration).WillOnce(Return(configuration{2, true, std::chrono::seconds(60)}));
+  EXPECT_CALL(handler, on_get_configuration)
+      .WillOnce(Return(configuration{2, true, std::chrono::seconds(60)}));
   EXPECT_EQ(reason(report_type::periodic), "the station refused, or gave no answer in time");
 }
 

@@ -1,5 +1,6 @@
-#include "commands/archive_count.h"
+#include "commands/zip_archive.h"
 
+#include <cstdlib>
 #include <ostream>
 
 #include <gtest/gtest.h>
@@ -58,6 +59,47 @@ TEST(ArchivedFiles, OfNoFileAreNotCounted) {
   temporary_folder folder;
   EXPECT_EQ(count_archived_files(folder.path() / "none.zip"), std::nullopt);
   EXPECT_EQ(count_archived_files(folder.path()), std::nullopt);
+}
+
+/// What a program packs, not this one.
+void pack(temporary_folder const& folder, std::string const& names) {
+  auto const command = "cd '" + folder.path().string() + "' && zip -q a.zip " + names;
+  ASSERT_EQ(std::system(command.c_str()), 0);
+}
+
+TEST(ListedFiles, AreThoseInTheArchiveWithTheirSizesWhenUnpacked) {
+  temporary_folder folder;
+  folder.write("empty.log", "");
+  folder.write("long.log", std::string(100'000, 'x'));
+  pack(folder, "long.log empty.log");
+  auto const files = list_archived_files(folder.path() / "a.zip");
+  EXPECT_EQ(files, (std::vector<archived_file>{{"long.log", 100'000}, {"empty.log", 0}}));
+}
+
+TEST(ListedFiles, AreNoneInAnEmptyArchive) {
+  temporary_folder folder;
+  EXPECT_EQ(list_archived_files(folder.write("a.zip", end_record(0))), std::vector<archived_file>{});
+}
+
+TEST(ListedFiles, AreUnknownWhereTheListIsNoWholeOne) {
+  temporary_folder folder;
+  folder.write("x", "content");
+  pack(folder, "x");
+  auto const whole = content_of(folder.path() / "a.zip");
+  auto const list_at = whole.find("PK\x01\x02");
+  auto const end_at = whole.rfind("PK\x05\x06");
+  auto damaged = [&](std::size_t at, char byte) {
+    auto copy = whole;
+    copy[at] = byte;
+    return list_archived_files(folder.write("damaged.zip", copy));
+  };
+  EXPECT_TRUE(damaged(list_at + 4, whole[list_at + 4]).has_value());
+  EXPECT_EQ(damaged(list_at + 2, 'x'), std::nullopt) << "no entry begins there";
+  EXPECT_EQ(damaged(list_at + 29, '\x7f'), std::nullopt) << "the name is longer than the list";
+  EXPECT_EQ(damaged(end_at + 10, '\x02'), std::nullopt) << "one entry is missing";
+  EXPECT_EQ(damaged(end_at + 15, '\x7f'), std::nullopt) << "the list is longer than the file";
+  EXPECT_EQ(damaged(end_at + 19, '\x7f'), std::nullopt) << "the list begins behind the file";
+  EXPECT_EQ(list_archived_files(folder.write("none.zip", "PK is no archive")), std::nullopt);
 }
 
 }  // namespace
