@@ -1,5 +1,6 @@
 #include "commands/command_context.h"
 
+#include "text/plain_text.h"
 #include "text/quantity_text.h"
 
 namespace tavi::ctl {
@@ -22,30 +23,35 @@ waiting_notice tell_waiting(command_context& context, std::string const& what,
 }
 
 exit_code explain_failure(command_context& context, std::string const& what,
-                          mura_common::call_failure failure) {
-  switch (failure) {
-    case mura_common::call_failure::timed_out:
-    case mura_common::call_failure::connection_lost:
-    case mura_common::call_failure::not_reached:
-    case mura_common::call_failure::closed:
-      context.console.complain(
-          what +
-          ": the stations maintenance service gave no answer in time. It may be busy with another "
-          "request, or have ended meanwhile: look at its log");
-      return exit_code::time_out;
-    case mura_common::call_failure::malformed:
-      context.console.complain(
-          what +
-          ": the stations maintenance service answered with what this program does not understand. "
-          "Are both of the same version?");
-      return exit_code::failed;
-    case mura_common::call_failure::refused:
-    case mura_common::call_failure::none:
+                          mura_common::call_outcome const& outcome) {
+  using mura_common::call_failure;
+  auto const tell = [&](std::string const& told, exit_code code) {
+    context.console.complain(what + ": the stations maintenance service " + told);
+    return code;
+  };
+  switch (outcome.failure) {
+    case call_failure::timed_out:
+      return tell("gave no answer in time: it is busy with another request, or hangs. Look at its log",
+                  exit_code::time_out);
+    case call_failure::connection_lost:
+      return tell("ended before it answered. It may have done it all the same: look at its log",
+                  exit_code::not_reachable);
+    case call_failure::not_reached:
+      return tell("went away before the request reached it: look at its log", exit_code::not_reachable);
+    case call_failure::malformed:
+      return tell("answered with what this program does not understand. Are both of the same version?",
+                  exit_code::failed);
+    case call_failure::refused:
+    case call_failure::closed:
+    case call_failure::none:
       break;
   }
-  context.console.complain(what +
-                           ": the stations maintenance service answered with an error; its log says why");
-  return exit_code::failed;
+  return tell("answered with an error (" + escape_text(outcome.reason) + "); its log says more",
+              exit_code::failed);
+}
+
+bool has_no_answer(exit_code code) {
+  return code == exit_code::time_out || code == exit_code::not_reachable;
 }
 
 exit_code show_text(command_context& context, std::string const& text, json const& document, exit_code code) {

@@ -47,7 +47,11 @@ struct taken {
 
 /// Tells why a request gave no result. @param what  that was asked for @return how the command ends
 exit_code explain_failure(command_context& context, std::string const& what,
-                          mura_common::call_failure failure);
+                          mura_common::call_outcome const& outcome);
+
+/// Whether a command ends so because a request got no answer: what it asked for may have been done all the
+/// same.
+[[nodiscard]] bool has_no_answer(exit_code code);
 
 /// Tells at a terminal, after a while, that the answer to a request is being waited for.
 [[nodiscard]] waiting_notice tell_waiting(command_context& context, std::string const& what,
@@ -60,7 +64,7 @@ template <typename T>
   if (answer.value) {
     return {std::move(answer.value), exit_code::done};
   }
-  return {std::nullopt, explain_failure(context, what, answer.failure)};
+  return {std::nullopt, explain_failure(context, what, {answer.failure, answer.reason})};
 }
 
 /// Asks the service and takes the result out of its answer. Who waits for it at a terminal is told so.

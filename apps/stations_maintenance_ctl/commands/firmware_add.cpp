@@ -80,7 +80,7 @@ taken<announcement> announce(command_context& context, firmware_add_options cons
   announcement made;
   auto const code = take(context, "announcing the firmware",
                          [&] { return context.service.store_firmware(desc, made.uri, made.id); });
-  if (!code.value && code.code == exit_code::time_out) {
+  if (!code.value && has_no_answer(code.code)) {
     context.console.complain(
         "the firmware may be announced all the same: \"firmware list\" shows it then as pending_upload until "
         "the service's upload time-out, \"firmware delete\" takes it back");
@@ -165,7 +165,7 @@ taken<station_firmware_info> await_decision(command_context& context, announceme
     auto firmware = take_present(
         context, what, [&] { return context.service.get_firmware(made.id); },
         fmt::format("firmware {} is gone: somebody deleted it", made.id));
-    if (!firmware.value && firmware.code == exit_code::time_out) {
+    if (!firmware.value && has_no_answer(firmware.code)) {
       leave_to_service(context, made);
     }
     if (!firmware.value || is_decided(firmware.value->status)) {

@@ -115,7 +115,7 @@ exit_code run_command(command_context& context, reports_delete_options const& op
                                        return delete_portion(context, filter, what, options.time_out, told);
                                      });
   code = judge(context, told, sent == exit_code::done ? code : sent);
-  if (sent == exit_code::time_out) {
+  if (has_no_answer(sent)) {
     return sent;
   }
   auto const left = read_reports(context);

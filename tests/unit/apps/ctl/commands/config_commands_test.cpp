@@ -57,7 +57,7 @@ TEST_F(ConfigCommands, GetFailsWhenTheServiceHasNone) {
 TEST_F(ConfigCommands, GetFailsWhenTheServiceAnswersWithAnError) {
   EXPECT_CALL(handler, on_get_configuration).WillOnce(testing::Throw(std::runtime_error("told to fail")));
   EXPECT_EQ(run_command(context, config_get_options{}), exit_code::failed);
-  EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("answered with an error")));
+  EXPECT_THAT(console.complaints, ElementsAre(HasSubstr("answered with an error (failed: ")));
 }
 
 TEST_F(ConfigCommands, GetFailsWhenTheOutputCannotBeWritten) {
