@@ -222,9 +222,20 @@ class Reports(ControlCase):
         self.assertEqual(self.json("reports", "list"), [])
         self.assertEqual(self.site.reports(), [])
 
-    def test_the_folder_is_that_of_the_configuration(self):
-        self.assertEqual(self.succeed("reports", "folder").output, "diagnostic_reports\n")
-        self.assertEqual(self.json("reports", "folder"), {"diagnostics_folder_path": "diagnostic_reports"})
+    def test_the_folder_of_the_configuration_can_be_opened(self):
+        folder = self.succeed("reports", "folder").output.rstrip("\n")
+        self.assertTrue(os.path.isabs(folder) and folder.endswith("/diagnostic_reports") and os.path.isdir(folder), folder)
+        self.assertEqual(self.json("reports", "folder"), {"diagnostics_folder_path": folder})
+
+    def test_a_report_can_be_looked_into_and_copied_out(self):
+        report = self.generate()[0]["report"]
+        shown = self.json("reports", "show", str(report["diagnostic_id"]))
+        self.assertTrue(shown["files"], shown)
+        target = self.state / "copy"
+        self.succeed("reports", "get", str(report["diagnostic_id"]), target)
+        self.assertEqual(file_sha256(target), file_sha256(shown["path"]))
+        self.assertEqual(os.stat(target).st_mode & 0o777, 0o640)
+        self.assert_fails(FAILED, "exists", "reports", "get", str(report["diagnostic_id"]), target)
 
     def test_a_station_that_is_not_known_or_not_there_is_named(self):
         self.assert_fails(FAILED, "station 99", "reports", "generate", "--station", "99", "--wait",
@@ -321,7 +332,7 @@ class SilentService(ControlCase):
         self.assert_fails(TIME_OUT, "gave no answer in time", "--timeout", "2s", "reports", "folder")
         self.assertLess(time.monotonic() - begin, 20, "the usual time-out was taken")
         os.kill(self.host.pid, signal.SIGCONT)
-        self.assertEqual(self.succeed("reports", "folder").output, "diagnostic_reports\n")
+        self.assertRegex(self.succeed("reports", "folder").output, "/diagnostic_reports\n$")
 
 
 if __name__ == "__main__":

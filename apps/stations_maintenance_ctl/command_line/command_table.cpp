@@ -10,9 +10,9 @@ command_record make_watch() {
   using options = watch_options;
   auto made = make_command<options>("", "watch", "Shows events as they come");
   made.details = {
-      "Shows the events of the stations and of the upload server, and what is written to the functional log, a "
-      "line each, until Ctrl-C, SIGTERM or SIGHUP (exit code 0), or until its reader goes away (1). A station's "
-      "identity stands behind its number. Upload tokens are cut short.",
+      "Shows the events of the stations and of the upload server, and what is written to the functional "
+      "log, a line each, until Ctrl-C, SIGTERM or SIGHUP (exit code 0), or until its reader goes away (1). "
+      "A station's identity stands behind its number. Upload tokens are cut short.",
       std::string("Events: ") + event_names + "."};
   made.options = {
       make_option<options>("--event", value::event, &options::events,

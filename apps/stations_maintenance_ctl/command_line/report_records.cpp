@@ -69,9 +69,9 @@ command_record make_reports_generate() {
   auto made = make_command<options>("reports", "generate", "Asks stations for reports");
   made.details = {
       "Asks the stations one after the other. With --wait it ends when every station that accepted has its "
-      "report filed, with exit code 4 when --timeout is over before. A station that tells of a failed upload "
-      "is named at once, and waited for like the others, because it may try again. Ctrl-C ends the asking and "
-      "the waiting, and shows how far it has come.",
+      "report filed, with exit code 4 when --timeout is over before. A station that tells of a failed "
+      "upload is named at once, and waited for like the others, because it may try again. Ctrl-C ends the "
+      "asking and the waiting, and shows how far it has come.",
       "The outcome of each station is accepted, unknown_station, not_connected, failed, filed, not_filed or "
       "upload_failed. A request without an answer counts as failed and ends the asking."};
   made.options = {
@@ -99,8 +99,8 @@ command_record make_reports_delete() {
   made.details = {
       "Takes ids, or the conditions of \"reports list\", or --all. Asks first on a terminal, unless --yes is "
       "given; without a terminal, conditions and --all need --yes.",
-      "Many are deleted a hundred at a time. Ctrl-C ends after those under way, and the result tells how many are "
-      "gone; a second one ends at once."};
+      "Many are deleted a hundred at a time. Ctrl-C ends after those under way, and the result tells how "
+      "many are gone; a second one ends at once."};
   add_target<options>(made);
   made.options.push_back(make_flag<options>("--yes", &options::yes, "Do not ask"));
   made.options.push_back(make_option<options>("--timeout", value::patience, &options::time_out,
@@ -124,9 +124,9 @@ command_record make_reports_export() {
       "this user may not read the archive or it may have held some of the reports before, the result says "
       "\"up to\", and the service's log names the reports that it could not pack. With --json the reports "
       "asked for are \"chosen\" and the number in the archive is \"packed\", null where it is not known.",
-      "Many are exported fifty at a time, so that the archive is whole at any moment. Ctrl-C ends after those "
-      "under way and leaves the archive with what it holds then; a second one ends at once, and the service "
-      "still packs what it was asked for."};
+      "Many are exported fifty at a time, so that the archive is whole at any moment. Ctrl-C ends after "
+      "those under way and leaves the archive with what it holds then; a second one ends at once, and the "
+      "service still packs what it was asked for."};
   made.options = {make_required<options>("DESTINATION", value::archive, &options::destination,
                                          "Archive, ending in .zip")};
   add_target<options>(made);
@@ -177,7 +177,9 @@ command_record make_reports_get() {
 command_record make_reports_folder() {
   auto made = make_command<reports_folder_options>("reports", "folder",
                                                    "Shows the folder that the service keeps them in");
-  made.details = {"A relative folder lies below the service's working directory."};
+  made.details = {
+      "The path can be opened. The service's working directory, below which a relative folder lies, is shown "
+      "to root and to the service's user only; others are told that the folder is relative."};
   made.examples = {{"", "stations_maintenance_ctl reports folder"}};
   return made;
 }

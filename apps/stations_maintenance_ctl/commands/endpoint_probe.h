@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "commands/command_context.h"
@@ -12,6 +13,11 @@ namespace tavi::ctl {
 /// EACCES
 ///         when this user may not, ENAMETOOLONG when the path is too long for a socket
 [[nodiscard]] int probe_endpoint(std::filesystem::path const& socket);
+
+/// The current directory of the process that listens at a socket. @return empty when nobody does, or when
+/// this user may not know: root may, and the user as whom the process runs
+[[nodiscard]] std::optional<std::filesystem::path> find_folder_of_listener(
+    std::filesystem::path const& socket);
 
 /// Whether a service listens; when it does not, says so and what to do about it.
 /// @param service    its name, which names its socket

@@ -2,6 +2,7 @@
 
 #include "commands/commands.h"
 #include "commands/each_once.h"
+#include "commands/service_paths.h"
 #include "commands/site_access.h"
 #include "mura_common/hash.h"
 #include "mura_common/text.h"
@@ -236,10 +237,11 @@ exit_code run_command(command_context& context, firmware_add_options const& opti
     take_back(context, *made.value);
     return code_of_end(context, uploaded);
   }
-  auto const firmware = await_decision(context, *made.value, options.time_out);
+  auto firmware = await_decision(context, *made.value, options.time_out);
   if (!firmware.value) {
     return code_of_end(context, firmware.code);
   }
+  make_path_openable(*firmware.value);
   return show(context, *firmware.value, judge(context, *firmware.value, hash));
 }
 

@@ -5,6 +5,7 @@
 #include "commands/deletion_question.h"
 #include "commands/each_once.h"
 #include "commands/limit_to.h"
+#include "commands/service_paths.h"
 
 namespace tavi::ctl {
 
@@ -30,6 +31,7 @@ std::string explain_deletion(delete_firmware_result code, std::uint32_t id) {
   }
 }
 
+/// Shows the first of what was found, with paths that can be opened.
 exit_code show_first(command_context& context,
                      taken<std::vector<stations_maintenance::station_firmware_info>> listed,
                      std::optional<std::uint32_t> limit) {
@@ -37,6 +39,7 @@ exit_code show_first(command_context& context,
     return listed.code;
   }
   limit_to(*listed.value, limit);
+  make_path_openable(*listed.value);
   return show(context, *listed.value, exit_code::done);
 }
 
@@ -50,11 +53,15 @@ exit_code run_command(command_context& context, firmware_list_options const& opt
 }
 
 exit_code run_command(command_context& context, firmware_show_options const& options) {
-  auto const found = take_present(
+  auto found = take_present(
       context, fmt::format("showing firmware {}", options.id),
       [&] { return context.service.get_firmware(options.id); },
       explain_deletion(delete_firmware_result::unknown_firmware, options.id));
-  return found.value ? show(context, *found.value, exit_code::done) : found.code;
+  if (!found.value) {
+    return found.code;
+  }
+  make_path_openable(*found.value);
+  return show(context, *found.value, exit_code::done);
 }
 
 exit_code run_command(command_context& context, firmware_available_options const& options) {

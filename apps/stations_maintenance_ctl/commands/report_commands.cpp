@@ -1,8 +1,9 @@
 #include <fmt/format.h>
 
 #include "commands/commands.h"
-#include "commands/limit_to.h"
 #include "commands/deletion_question.h"
+#include "commands/limit_to.h"
+#include "commands/report_file.h"
 #include "commands/report_target.h"
 #include "text/plain_text.h"
 
@@ -84,13 +85,12 @@ exit_code run_command(command_context& context, reports_list_options const& opti
 }
 
 exit_code run_command(command_context& context, reports_folder_options const& /*options*/) {
-  auto const folder = take(context, "asking for the folder of the reports",
-                           [&] { return context.service.get_diagnostics_folder_path(); });
+  auto const folder = read_report_folder(context);
   if (!folder.value) {
     return folder.code;
   }
-  return show_text(context, escape_text(*folder.value) + '\n', {{"diagnostics_folder_path", *folder.value}},
-                   exit_code::done);
+  auto const path = folder.value->string();
+  return show_text(context, escape_text(path) + '\n', {{"diagnostics_folder_path", path}}, exit_code::done);
 }
 
 exit_code run_command(command_context& context, reports_delete_options const& options) {

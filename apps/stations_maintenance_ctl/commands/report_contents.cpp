@@ -40,8 +40,8 @@ std::vector<std::string> lines_of(std::string const& text) {
 
 /// Whether this is the beginning of a text; a character that is cut at the end does not count.
 bool is_text(std::string const& beginning) {
-  constexpr std::size_t longest_rest = 3;
-  for (std::size_t rest = 0; rest <= std::min(longest_rest, beginning.size()); ++rest) {
+  std::size_t const longest_rest = beginning.size() == beginning_size ? 3 : 0;
+  for (std::size_t rest = 0; rest <= longest_rest; ++rest) {
     if (is_utf8(std::string_view(beginning).substr(0, beginning.size() - rest))) {
       return beginning.find('\0') == std::string::npos;
     }

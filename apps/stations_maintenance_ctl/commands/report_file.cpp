@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "commands/report_target.h"
+#include "commands/service_paths.h"
 #include "text/plain_text.h"
 #include "text/record_names.h"
 
@@ -39,12 +40,18 @@ std::filesystem::path path_of(std::filesystem::path const& folder, diagnostic_re
 }
 
 taken<std::filesystem::path> read_report_folder(command_context& context) {
-  auto const folder =
-      take(context, "asking for the folder of the reports", context.service.get_diagnostics_folder_path());
-  if (!folder.value) {
-    return {std::nullopt, folder.code};
+  auto const given = take(context, "asking for the folder of the reports",
+                          [&] { return context.service.get_diagnostics_folder_path(); });
+  if (!given.value) {
+    return {std::nullopt, given.code};
   }
-  return {std::filesystem::path(*folder.value), exit_code::done};
+  auto const folder = find_in_service(*given.value);
+  if (folder.is_relative()) {
+    context.console.complain(fmt::format(
+        "{} lies below the service's working directory, which is shown to root and the service's user only",
+        escape_text(folder.string())));
+  }
+  return {folder, exit_code::done};
 }
 
 taken<stored_report> find_report(command_context& context, std::uint32_t id) {

@@ -145,14 +145,16 @@ TEST_F(ReportCommands, ListKeepsNamesOfStationsOffTheTerminal) {
   EXPECT_THAT(console.output, HasSubstr("\\x1b]0;x\\x07\n"));
 }
 
-TEST_F(ReportCommands, FolderIsShown) {
+TEST_F(ReportCommands, FolderIsShownWithTheServicesWorkingDirectory) {
+  auto const working = std::filesystem::current_path().string();
   EXPECT_CALL(handler, on_get_diagnostics_folder_path).Times(2).WillRepeatedly(Return("reports\n"));
   EXPECT_EQ(run_command(context, reports_folder_options{}), exit_code::done);
-  EXPECT_EQ(console.output, "reports\\x0a\n");
+  EXPECT_EQ(console.output, working + "/reports\\x0a\n");
+  EXPECT_THAT(console.complaints, IsEmpty());
   console.output.clear();
   context.is_json = true;
   EXPECT_EQ(run_command(context, reports_folder_options{}), exit_code::done);
-  EXPECT_EQ(document(), json({{"diagnostics_folder_path", "reports\n"}}));
+  EXPECT_EQ(document(), json({{"diagnostics_folder_path", working + "/reports\n"}}));
 }
 
 TEST_F(ReportCommands, DeleteByIdsNeedsNoConfirmationWithoutATerminal) {

@@ -19,21 +19,21 @@ class ReportReading : public ctl_test {
   void SetUp() override {
     ctl_test::SetUp();
     std::filesystem::create_directories(source.parent_path());
-    folder.write("station_3/manual_reports/12_log_12.tar.gz", "first\nsecond\n");
+    store.write("station_3/manual_reports/12_log_12.tar.gz", "first\nsecond\n");
     std::filesystem::permissions(source, std::filesystem::perms{0604});
   }
 
   void expect_report() {
     EXPECT_CALL(handler, on_get_diagnostic_reports).WillOnce(Return(std::vector{report_of(12, 3)}));
-    EXPECT_CALL(handler, on_get_diagnostics_folder_path).WillOnce(Return(folder.path().string()));
+    EXPECT_CALL(handler, on_get_diagnostics_folder_path).WillOnce(Return(store.path().string()));
   }
 
   static std::filesystem::perms mode_of(std::filesystem::path const& file) {
     return std::filesystem::status(file).permissions();
   }
 
-  temporary_folder folder;
-  std::filesystem::path source = folder.path() / "station_3/manual_reports/12_log_12.tar.gz";
+  temporary_folder store;
+  std::filesystem::path source = store.path() / "station_3/manual_reports/12_log_12.tar.gz";
   temporary_folder destination;
   std::filesystem::path copy = destination.path() / "copy";
 };
@@ -55,7 +55,7 @@ TEST_F(ReportReading, ShowsARecordAndTheFirstLinesOfAText) {
 
 TEST_F(ReportReading, ShowsTheFilesOfAnArchive) {
   auto const command =
-      "cd '" + folder.path().string() + "' && echo x > a && tar -czf '" + source.string() + "' a";
+      "cd '" + store.path().string() + "' && echo x > a && tar -czf '" + source.string() + "' a";
   ASSERT_EQ(std::system(command.c_str()), 0);
   expect_report();
   EXPECT_EQ(run_command(context, reports_show_options{12}), exit_code::done);
@@ -78,7 +78,7 @@ TEST_F(ReportReading, ShowsJson) {
 }
 
 TEST_F(ReportReading, MakesLinesHarmless) {
-  folder.write("station_3/manual_reports/12_log_12.tar.gz", "\x1b[2J\n");
+  store.write("station_3/manual_reports/12_log_12.tar.gz", "\x1b[2J\n");
   expect_report();
   EXPECT_EQ(run_command(context, reports_show_options{12}), exit_code::done);
   EXPECT_THAT(console.output, HasSubstr("line\t\\x1b[2J\n"));
