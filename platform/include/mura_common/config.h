@@ -106,6 +106,7 @@ std::optional<ConfigParameter<T>> IConfigParameterProvider::getParam(std::string
 /// that were set: every other byte, comments and order included, stays as the operator left it.
 class MURA_COMMON_EXPORT toml_config : public IConfigParameterProvider {
  public:
+  /// Empty: every parameter is absent until a file is loaded.
   toml_config();
   ~toml_config() override;
   toml_config(toml_config const&) = delete;

@@ -87,6 +87,7 @@ class MURA_COMMON_EXPORT IDatabase {
 /// foreign_keys=ON and a busy time-out of five seconds. Destroyed after every query that it created.
 class MURA_COMMON_EXPORT sqlite_database : public IDatabase {
  public:
+  /// Touches no file.
   sqlite_database();
   ~sqlite_database() override;
   sqlite_database(sqlite_database const&) = delete;

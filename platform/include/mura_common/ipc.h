@@ -89,6 +89,7 @@ struct call_outcome {
   /// escaped before it is shown. Empty otherwise.
   std::string reason = {};
 
+  /// Whether the call ended this way.
   bool operator==(call_failure other) const { return failure == other; }
 };
 

@@ -43,6 +43,7 @@ class TAVI_SIBLINGS_EXPORT sub_logger_service : public mura_common::subscription
 /// Publisher of the events, held by the logger service itself. May be called from any thread.
 class TAVI_SIBLINGS_EXPORT pub_logger_service : public mura_common::publisher {
  public:
+  /// Opens nothing: `start` does.
   pub_logger_service();
 
   /// See `i_sub_logger_service_handler::on_functional_log`. @return whether the event left; subscribers may

@@ -65,6 +65,7 @@ class TAVI_SIBLINGS_EXPORT sub_charging_stations_service : public mura_common::s
 /// Each operation returns whether the event left; subscribers may still miss it.
 class TAVI_SIBLINGS_EXPORT pub_charging_stations_service : public mura_common::publisher {
  public:
+  /// Opens nothing: `start` does.
   pub_charging_stations_service();
 
   /// See `i_sub_charging_stations_service_handler::on_station_status`.

@@ -43,6 +43,7 @@ class TAVI_SIBLINGS_EXPORT sub_webserver_token_service : public mura_common::sub
 /// Publisher of the events, held by the web-server token service itself. May be called from any thread.
 class TAVI_SIBLINGS_EXPORT pub_webserver_token_service : public mura_common::publisher {
  public:
+  /// Opens nothing: `start` does.
   pub_webserver_token_service();
 
   /// Announces an uploaded file to every subscriber. @return whether the event left; subscribers may still
