@@ -436,7 +436,7 @@ TEST_F(CtlProgram, AsksOnATerminalBeforeItDeletes) {
       .WillOnce(Return(stations_maintenance::delete_reports_result::deleted));
   let_service_see_expectations();
   ctl_process careful(words({"reports", "delete", "--all"}), ctl_streams::terminal);
-  careful.read_output("Delete 1 report (1000 B)? [y/N] ");
+  careful.read_output("Delete report 1 (log_1.tar.gz of station 1, 1000 B)? [y/N] ");
   careful.type("\n");
   EXPECT_EQ(careful.wait(), 1);
   EXPECT_THAT(careful.read_output(), HasSubstr("nothing was done"));
