@@ -23,8 +23,4 @@ boot_decision read_boot_answer(nlohmann::json const& payload, std::chrono::secon
   return decision;
 }
 
-std::chrono::milliseconds next_pause(std::chrono::milliseconds last, std::chrono::milliseconds longest) {
-  return std::min(last * 2, longest);
-}
-
 }  // namespace tavi::simulator

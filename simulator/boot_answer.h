@@ -20,8 +20,4 @@ struct boot_decision {
 [[nodiscard]] boot_decision read_boot_answer(nlohmann::json const& payload,
                                              std::chrono::seconds interval_of_station);
 
-/// How long to wait before the next try to connect: twice as long as the last time, at most `longest`.
-[[nodiscard]] std::chrono::milliseconds next_pause(std::chrono::milliseconds last,
-                                                   std::chrono::milliseconds longest);
-
 }  // namespace tavi::simulator

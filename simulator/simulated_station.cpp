@@ -12,6 +12,7 @@
 #include "boot_answer.h"
 #include "diagnostics_job.h"
 #include "firmware_update.h"
+#include "reconnect_pause.h"
 #include "spawn_task.h"
 #include "station_session.h"
 #include "station_status.h"
@@ -121,7 +122,7 @@ asio::awaitable<void> simulated_station::members::stay_connected(std::shared_ptr
     }
     auto const time = self->pause_time;
     self->on_session_over(reason, time);
-    self->pause_time = next_pause(time, self->options->pace.longest_pause);
+    self->pause_time = next_reconnect_pause(time, self->options->pace.longest_pause);
     boost::system::error_code ignored;
     self->pause.expires_after(time);
     co_await self->pause.async_wait(asio::redirect_error(asio::use_awaitable, ignored));

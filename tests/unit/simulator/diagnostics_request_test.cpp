@@ -107,11 +107,4 @@ TEST(BootAnswer, DecidesWhetherAndWhenToGoOn) {
   }
 }
 
-TEST(BootAnswer, DoublesThePauseUpToTheLongest) {
-  EXPECT_EQ(next_pause(1s, 30s), 2s);
-  EXPECT_EQ(next_pause(15s, 30s), 30s);
-  EXPECT_EQ(next_pause(16s, 30s), 30s);
-  EXPECT_EQ(next_pause(30s, 30s), 30s);
-}
-
 }  // namespace
