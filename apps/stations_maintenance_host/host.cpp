@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
 namespace tavi::stations_maintenance {
@@ -19,19 +20,24 @@ namespace {
   std::_Exit(exit_code);
 }
 
-/// Where the example of a configuration file lies, wherever the whole was installed.
-std::string place_of_example(std::string const& name) {
+/// The one file of which nobody else says where its example is: loading a configuration that is missing does.
+constexpr auto stations_file = "supported_stations.json";
+
+/// Where its example lies, wherever the whole was installed.
+std::string place_of_example() {
   std::error_code error;
   auto const program = fs::read_symlink("/proc/self/exe", error);
-  auto const installed = (program.parent_path() / EXAMPLES_FROM_PROGRAM / name).lexically_normal();
-  return fs::exists(installed, error) ? installed.string() : "config/" + name + " in this program's sources";
+  auto const installed = (program.parent_path() / EXAMPLES_FROM_PROGRAM / stations_file).lexically_normal();
+  return fs::exists(installed, error) ? installed.string()
+                                      : fmt::format("config/{} in this program's sources", stations_file);
 }
 
-/// Says where a file of the configuration that is missing can be had.
-void point_to_example(std::string const& config_dir, std::string const& name) {
+/// Says where it can be had when it is missing.
+void point_to_example(std::string const& config_dir) {
   std::error_code error;
-  if (!config_dir.empty() && !fs::exists(fs::path(config_dir) / name, error) && !error) {
-    spdlog::info("[host] there is no {} in {}, an example is {}", name, config_dir, place_of_example(name));
+  if (!config_dir.empty() && !fs::exists(fs::path(config_dir) / stations_file, error) && !error) {
+    spdlog::info("[host] there is no {} in {}, an example is {}", stations_file, config_dir,
+                 place_of_example());
   }
 }
 
@@ -58,8 +64,7 @@ int host::run(int argc, char const** argv) {
     if (!mura_common::service::service::find_wrong_usage(argc, argv).empty()) {
       return wrong_usage;
     }
-    point_to_example(service.config_dir(), service.name() + ".toml");
-    point_to_example(service.config_dir(), "supported_stations.json");
+    point_to_example(service.config_dir());
     return EXIT_FAILURE;
   }
   is_ready = true;

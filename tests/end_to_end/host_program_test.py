@@ -103,7 +103,13 @@ class HostProgram(SiteCase):
     def test_a_missing_configuration_is_told(self):
         result = self.run_host("--working-dir", self.state)
         self.assert_fails_with(result, "stations_maintenance_service.toml")
-        self.assertRegex(result.stdout, r"an example is \S*config/stations_maintenance_service.toml")
+        lines = [line for line in result.stdout.splitlines() if "stations_maintenance_service.toml" in line]
+        self.assertEqual(len(lines), 1, result.stdout)
+        self.assertRegex(lines[0], r"there is no such file; examples are in \S+ of the installation, and in config of")
+
+    def test_a_missing_list_of_stations_is_told_with_the_place_of_its_example(self):
+        result = self.run_host("--working-dir", self.state)
+        self.assertRegex(result.stdout, r"an example is \S*config/supported_stations.json")
 
     def test_a_file_that_is_no_database_is_told_and_left_alone(self):
         site = self.make_site()

@@ -175,7 +175,10 @@ class Package(SiteCase):
 
     def test_the_daemon_names_the_installed_example_of_a_configuration_that_is_missing(self):
         _, output, _ = run(self.installed("bin/stations_maintenance_host"), "--working-dir", self.state)
-        example = re.search(r"there is no stations_maintenance_service.toml in .*, an example is (\S+)", output)
+        place = re.search(r"stations_maintenance_service.toml: there is no such file; examples are in (\S+) of the", output)
+        self.assertIsNotNone(place, output)
+        self.installed(place[1] + "/stations_maintenance_service.toml")
+        example = re.search(r"there is no supported_stations.json in .*, an example is (\S+)", output)
         self.assertIsNotNone(example, output)
         self.assertTrue(pathlib.Path(example[1]).is_file(), example[1])
         self.assertTrue(pathlib.Path(example[1]).is_relative_to(self.staging.resolve()))
