@@ -59,9 +59,7 @@ std::string explain_unknown(CLI::App const& app) {
   for (auto const* const option : app.get_options()) {
     known.push_back("--" + option->get_lnames().front());
   }
-  auto const& word = unknown.front();
-  auto const meant = mura_common::find_nearest_word(word.substr(0, word.find('=')), known);
-  return "\"" + word + "\" is not known" + (meant.empty() ? "" : ": did you mean " + meant + "?");
+  return mura_common::explain_unknown_word(unknown.front(), known);
 }
 
 simulator_exit make_refusal(std::string const& fault) {

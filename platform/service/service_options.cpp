@@ -20,19 +20,13 @@ std::string refuse_missing(std::string const& value) {
   return value.starts_with("--") ? "expected a path, found the option " + value : "";
 }
 
-/// The options that were probably meant by those among `words` that nobody knows; empty when none comes near.
-std::string suggestion(CLI::App const& line, std::vector<std::string> const& words) {
+/// Explains the first word that nobody knows.
+std::string explain_unknown(CLI::App const& line) {
   std::vector<std::string> known;
   for (auto const* const option : line.get_options()) {
     known.push_back(option->get_name());
   }
-  for (auto const& word : words) {
-    auto const nearest = find_nearest_word(word.substr(0, word.find('=')), known);
-    if (word.starts_with('-') && !nearest.empty()) {
-      return "; did you mean " + nearest + "?";
-    }
-  }
-  return {};
+  return explain_unknown_word(line.remaining().front(), known);
 }
 
 }  // namespace
@@ -49,8 +43,11 @@ std::optional<service_options> parse_service_options(std::vector<std::string> co
   std::vector<std::string> from_last_to_first(arguments.rbegin(), arguments.rend());
   try {
     line.parse(std::move(from_last_to_first));
+  } catch (CLI::ExtrasError const&) {
+    error = explain_unknown(line);
+    return std::nullopt;
   } catch (CLI::Error const& refusal) {
-    error = refusal.what() + suggestion(line, line.remaining());
+    error = refusal.what();
     return std::nullopt;
   }
   return options;

@@ -52,7 +52,7 @@ class HostProgram(SiteCase):
         self.assertIn("usage:", self.run_host("--colour").stdout)
 
     def test_a_mistyped_option_is_told_with_the_one_that_was_meant(self):
-        self.assert_fails_with(self.run_host("--wroking-dir", self.state), "did you mean --working-dir?", code=2)
+        self.assert_fails_with(self.run_host("--wroking-dir", self.state), "did you mean \"--working-dir\"?", code=2)
 
     def test_a_value_that_is_missing_is_wrong_usage_too(self):
         self.assert_fails_with(self.run_host("--config-dir"), "--config-dir", code=2)

@@ -259,7 +259,7 @@ INSTANTIATE_TEST_SUITE_P(
         refused_line{"AbbreviatedOption", {"--working", "work"}, "--working"},
         refused_line{"MistypedOption",
                      {"--working-dir", "work", "--confg-dir=work"},
-                     "--confg-dir=work; did you mean --config-dir?"},
+                     "\"--confg-dir=work\" is not known here: did you mean \"--config-dir\"?"},
         refused_line{"HelpIsTheHostsOwn", {"--help"}, "--help"},
         refused_line{"StrayArgument", {"--working-dir", "work", "stray"}, "stray"},
         refused_line{"ValueMissingAtTheEnd", {"--working-dir"}, "--working-dir"},
