@@ -10,7 +10,6 @@
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 #include <boost/beast/websocket/stream.hpp>
-#include <nlohmann/json.hpp>
 
 #include "http_date.h"
 #include "mura_common/text.h"
@@ -28,14 +27,6 @@ constexpr std::chrono::seconds answer_time(10);
 /// For the whole of a connection that is only opened to be closed.
 constexpr std::chrono::seconds farewell_time(1);
 constexpr std::string_view target_prefix = "/ocpp/";
-
-bool is_utf8(std::string_view text) {
-  // A string is the one JSON text that holds arbitrary characters: the parser refuses it when it is no UTF-8.
-  std::string quoted = "\"";
-  std::copy_if(text.begin(), text.end(), std::back_inserter(quoted),
-               [](char c) { return c != '"' && c != '\\'; });
-  return nlohmann::json::accept(quoted + "\"");
-}
 
 std::optional<std::string> decode_percent(std::string_view text) {
   std::string decoded;
@@ -64,7 +55,7 @@ std::optional<std::string> decode_percent(std::string_view text) {
 bool is_identity(std::string_view identity) {
   auto const is_control = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; };
   return !identity.empty() && identity.size() <= identity_limit &&
-         std::none_of(identity.begin(), identity.end(), is_control) && is_utf8(identity);
+         std::none_of(identity.begin(), identity.end(), is_control) && mura_common::is_utf8(identity);
 }
 
 std::optional<std::string> read_identity(std::string_view target) {

@@ -19,27 +19,13 @@ std::error_code last_error() {
   return {errno, std::generic_category()};
 }
 
-std::error_code write_all(int file, std::string_view bytes) {
-  while (!bytes.empty()) {
-    auto const count = ::write(file, bytes.data(), bytes.size());
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
-    if (count < 0) {
-      return last_error();
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return {};
-}
-
 std::error_code write_new_file(std::filesystem::path const& path, std::string_view text) {
   auto const file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, sidecar_mode);
   if (file < 0) {
     return last_error();
   }
-  auto error = write_all(file, text);
-  if (!error && ::fsync(file) != 0) {
+  std::error_code error;
+  if (mura_common::write_all(file, text, error) && ::fsync(file) != 0) {
     error = last_error();
   }
   ::close(file);
@@ -87,8 +73,8 @@ bool partial_upload::reserve(std::uint64_t bytes) {
 }
 
 std::error_code partial_upload::write(std::string_view bytes) {
-  auto const error = write_all(file, bytes);
-  if (!error) {
+  std::error_code error;
+  if (mura_common::write_all(file, bytes, error)) {
     written += bytes.size();
   }
   return error;
