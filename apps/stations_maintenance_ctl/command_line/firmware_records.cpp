@@ -48,6 +48,9 @@ command_record make_firmware_add() {
       make_option<options>("--timeout", value::patience, &options::time_out,
                            "Time for the service to take the uploaded file (default 60s)"),
   };
+  made.rules = {{{{"--version"}, {"--no-version"}},
+                 "without a version the uploaded firmware is discarded",
+                 "--version, or --no-version if that is wanted"}};
   made.examples = {
       {"", "stations_maintenance_ctl firmware add fw-2.1.0.bin --model X7-22 --model X9-11 --version 2.1.0"},
       {"",
