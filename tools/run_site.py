@@ -171,9 +171,9 @@ def show_digest(file):
 
 def deliver(site, services, stations, firmware, digest):
     """Has the site send UpdateFirmware to the first station, and waits until that has installed it."""
-    stored = pathlib.Path(site.working_dir, firmware["path"].lstrip("/"))
+    stored = firmware["path"]
     seen, booted = len(stations.lines()), len(services.lines())
-    result, _ = site.ask("request_firmware_update", 1, str(stored), service="ocpp_1_6_service")
+    result, _ = site.ask("request_firmware_update", 1, stored, service="ocpp_1_6_service")
     if result != 0:
         raise site_processes.SiteError(f"the site could not send UpdateFirmware to station 1: result {result}")
     say("\nthe site has sent UpdateFirmware to station 1")

@@ -249,24 +249,27 @@ class Reports(ControlCase):
 
     def test_watch_shows_events_until_it_is_interrupted(self):
         watch = self.start_control("--json", "watch")
-        lines = []
-        # An event that is published before the subscription has come through is not seen: asked again until one is.
+        shown = bytearray()
         os.set_blocking(watch.stdout.fileno(), False)
 
+        def has_seen(event):
+            try:
+                shown.extend(os.read(watch.stdout.fileno(), 65536))
+            except BlockingIOError:
+                pass
+            return b'"' + event + b'"' in shown
+
+        # An event that is published before the subscription has come through is not seen: asked again until one is.
         def has_seen_upload():
             self.generate()
-            lines.extend((watch.stdout.read() or "").splitlines())
-            return any('"file_uploaded"' in line for line in lines)
+            return has_seen(b"file_uploaded")
         wait_until(has_seen_upload, "an upload to be seen")
         self.succeed("config", "set", "--period", "1h")
-
-        def has_seen_log():
-            lines.extend((watch.stdout.read() or "").splitlines())
-            return any('"functional_log"' in line for line in lines)
-        wait_until(has_seen_log, "an entry of the functional log to be seen")
+        wait_until(lambda: has_seen(b"functional_log"), "an entry of the functional log to be seen")
         watch.send_signal(signal.SIGINT)
         self.assertEqual(watch.wait(PATIENCE), 0)
-        self.assertTrue(any('"station_status"' in line and '"identity":"CS-00' in line for line in lines), lines)
+        self.assertTrue(any(b'"station_status"' in line and b'"identity":"CS-00' in line for line in shown.splitlines()),
+                        shown)
 
 
 class WithoutService(SiteCase):
