@@ -40,7 +40,8 @@ std::uint32_t firmware_table::add_firmware(std::optional<std::string> const& ver
     return failure;
   }
   auto const result = associate_last_added(models, id);
-  if (!announcement.commit()) {
+  // A database that is full has given up the whole by itself, and why has been told.
+  if (!announcement.commit() && result == success) {
     spdlog::error("[firmware_table] Fail to execute query to add firmware");
     return failure;
   }

@@ -53,13 +53,13 @@ class firmware_table : public mura_common::DatabaseTable {
   /// Adds a placeholder for an announced firmware and ties it to station models.
   ///
   /// The row is removed again when not even its first model could be associated. When a later one could not,
-  /// the code tells it, but the firmware stays with the models associated so far. All of it is one
-  /// transaction: a crash in between leaves nothing.
+  /// the code tells it, but the firmware stays with the models associated so far, unless the database
+  /// itself gave up, as when it is full. All of it is one transaction: a crash in between leaves nothing.
   /// @param version  empty when it was not told
   /// @param models   names of the models, in the order in which they are associated; one named twice is
   ///                 associated twice
-  /// @param id       receives the firmware's id, also when the row was removed again; unchanged when the row
-  ///                 could not be added or its id not be read
+  /// @param id       receives the firmware's id, also when the row was removed again or not committed; unchanged
+  ///                 when the row could not be added or its id not be read
   /// @return one of the codes above
   std::uint32_t add_firmware(std::optional<std::string> const& version,
                              std::vector<std::string> const& models, unsigned int& id);

@@ -86,7 +86,8 @@ class STATIONS_MAINTENANCE_EXPORT stations_maintenance_service : public mura_com
   /// request that asked for it.
   [[nodiscard]] tavi::webserver_token::i_sub_webserver_token_service_handler& upload_events();
   /// Takes stations that are created, whose directories are then made, and deleted, whose reports then go;
-  /// the other events have no effect. What comes before `init` has succeeded changes no directory.
+  /// the other events have no effect. What comes before `init` has read
+  /// the configuration changes no directory.
   [[nodiscard]] tavi::stations::i_sub_charging_stations_service_handler& station_events();
 
   /// Connects the clients, subscribes unless events are handed in, brings the tables up, reads the

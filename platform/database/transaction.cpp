@@ -1,3 +1,5 @@
+#include <exception>
+
 #include "mura_common/database.h"
 
 namespace mura_common {
@@ -6,8 +8,13 @@ transaction::transaction(IDatabase& target) : database(target), begun(run("BEGIN
 }
 
 transaction::~transaction() {
-  if (begun) {
+  if (!begun) {
+    return;
+  }
+  try {
     static_cast<void>(run("ROLLBACK"));
+  } catch (std::exception const&) {
+    // Without memory for the statement, the connection's end takes it back.
   }
 }
 

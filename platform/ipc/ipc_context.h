@@ -88,8 +88,7 @@ struct received_message {
 
 /// Takes the message that waits at `socket`, without waiting for one.
 /// @return empty when there is none after all: ZeroMQ announces a stranger's bytes before it has found out
-/// that
-///         they are no message, and a thread that then waited for one could wait for ever
+///         that they are no message, and a thread that then waited for one could wait for ever
 [[nodiscard]] std::optional<received_message> take_message(zmq::socket_t& socket);
 
 /// A socket that listens at `place`. @throws zmq::error_t

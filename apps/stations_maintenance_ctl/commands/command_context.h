@@ -103,8 +103,8 @@ template <typename Answer>
   return taken<value>{std::move(*given.value), exit_code::done};
 }
 
-/// Writes records: as JSON or as text, as the user wants. @return `code`, or `failed` when nothing could be
-/// written
+/// Writes records: as JSON or as text, as the user wants.
+/// @return `code`, or `failed` when nothing could be written
 template <typename Records, typename... Layout>
 exit_code show(command_context& context, Records const& records, exit_code code, Layout const&... layout) {
   auto const text =

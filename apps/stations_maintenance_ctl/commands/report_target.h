@@ -11,8 +11,8 @@
 
 namespace tavi::ctl {
 
-/// Every report of the site, in the service's order. @return no value when there is no list; why has been
-/// told
+/// Every report of the site, in the service's order.
+/// @return no value when there is no list; why has been told
 [[nodiscard]] taken<std::vector<diagnostic_report_info>> read_reports(command_context& context);
 
 /// The reports a command is about, each once.

@@ -26,8 +26,7 @@ namespace tavi::ctl {
 [[nodiscard]] std::string format_age(std::chrono::seconds age);
 
 /// Reads a size: bytes as a plain number, or a number with k, M, G or T for powers of 1024, upper or lower
-/// case
-/// ("10M"), optionally with "iB" behind.
+/// case ("10M"), optionally with "iB" behind.
 /// @return empty when it is something else, or too large for 64 bits
 [[nodiscard]] std::optional<std::uint64_t> parse_size(std::string_view text);
 

@@ -41,15 +41,13 @@ class MURA_COMMON_EXPORT service {
 
   /// Calls `do_start`.
   /// @return its result; without calling it, false when `init` has not succeeded, and true when the service
-  /// is
-  ///         running already
+  ///         is running already
   virtual bool start();
 
   /// Calls `do_stop`.
   /// @param reason  the number of the signal that asked for the stop, 0 for any other reason; logged
   /// @return the hook's result, the service still counting as running when it is false; true without calling
-  /// it
-  ///         when the service is not running
+  ///         it when the service is not running
   virtual bool stop(int reason);
 
   /// The name given to the constructor.

@@ -36,11 +36,9 @@ class MURA_COMMON_EXPORT Timer {
   /// @param period       time to the first expiry and between two of them, at least 1 ms
   /// @param single_shot  true: expires once; false: expires every period until stopped
   /// @param callback     runs on a thread of the timers at each expiry; an exception out of it is logged and
-  /// goes
-  ///                     no further, and a repeating timer goes on
+  ///                     goes no further, and a repeating timer goes on
   /// @return false, with a line in the log and the timer as it was, when `period` is below 1 ms or too long
-  /// for
-  ///         the clock, or `callback` is empty
+  ///         for the clock, or `callback` is empty
   [[nodiscard]] bool start(std::chrono::milliseconds const& period, bool single_shot,
                            std::function<void()> callback);
 

@@ -18,8 +18,8 @@ class TAVI_SIBLINGS_EXPORT i_req_resp_ocpp_1_6_service {
   /// @return whether the list could be read within the time allowed for a start
   [[nodiscard]] virtual bool init() = 0;
 
-  /// One station. May be called from any thread. @return empty when the service does not know it or did not
-  /// answer
+  /// One station. May be called from any thread.
+  /// @return empty when the service does not know it or did not answer
   [[nodiscard]] virtual std::optional<tavi::stations::charging_station> get_charging_station(
       unsigned int station_id) = 0;
 

@@ -19,8 +19,7 @@ class TAVI_SIBLINGS_EXPORT req_resp_ocpp_1_6_service : public i_req_resp_ocpp_1_
  public:
   /// Connects to nothing yet.
   /// @param patience  how long `init` waits for the service at most; the default is longer than a request to
-  /// a
-  ///                  station can keep the service from answering
+  ///                  a station can keep the service from answering
   explicit req_resp_ocpp_1_6_service(std::chrono::milliseconds patience = std::chrono::seconds(25));
   ~req_resp_ocpp_1_6_service() override;
 

@@ -24,8 +24,7 @@ class TAVI_SIBLINGS_EXPORT i_station_model_provider {
 
   /// Reads the supported kinds from a file, in the place of those read before.
   /// @param path  JSON: {"stations": [{"name": "X7-22", "vendor": "Acme", "models": ["X7-22", "X7-22-S"]}]}
-  /// @return false, with a line in the log and no kind known, when the file cannot be read or has another
-  /// form
+  /// @return false, with a line in the log and no kind known, when the file cannot be read or has another form
   virtual bool load(std::string const& path) = 0;
 
   /// The kinds read, in the file's order.
