@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include "mura_common/text.h"
+
 namespace tavi::ocpp_wire {
 
 namespace {
@@ -14,29 +16,6 @@ using nlohmann::json;
 constexpr int call_type = 2;
 constexpr int call_result_type = 3;
 constexpr int call_error_type = 4;
-
-/// Whether the brackets of `text` nest too deep, found out before a parser builds anything of them.
-bool is_too_deep(std::string_view text) {
-  std::size_t depth = 0;
-  bool is_in_string = false;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    char const c = text[at];
-    if (is_in_string) {
-      at += c == '\\' ? 1U : 0U;
-      is_in_string = c != '"';
-    } else if (c == '"') {
-      is_in_string = true;
-    } else if (c == '[' || c == '{') {
-      ++depth;
-    } else if ((c == ']' || c == '}') && depth > 0) {
-      --depth;
-    }
-    if (depth > message_depth_limit) {
-      return true;
-    }
-  }
-  return false;
-}
 
 std::optional<std::string> id_of(json const& frame) {
   if (frame.size() < 2 || !frame[1].is_string()) {
@@ -116,7 +95,7 @@ std::string_view name_of(error_code code) {
 }
 
 message decode(std::string_view text) {
-  if (is_too_deep(text)) {
+  if (mura_common::is_json_deeper_than(text, message_depth_limit)) {
     return unidentified{fmt::format("nested deeper than {} levels", message_depth_limit)};
   }
   if (text.size() > message_bytes_limit) {

@@ -73,7 +73,10 @@ void transfer_engine::stop(CURL* transfer) {
 int transfer_engine::on_socket(CURL*, curl_socket_t socket, int wanted, void* engine, void*) {
   auto& self = *static_cast<transfer_engine*>(engine);
   if (wanted == CURL_POLL_REMOVE) {
-    self.watched.erase(socket);
+    if (auto const closing = self.watched.extract(socket)) {
+      // At once, though a wait may still hold it: the next socket can have the same number.
+      closing.mapped()->descriptor.release();
+    }
     return 0;
   }
   auto& followed = self.watched[socket];
@@ -103,7 +106,9 @@ void transfer_engine::follow(curl_socket_t socket, std::shared_ptr<watch> const&
         ready->is_awaited[way] = false;
         if (ready->is_wanted[way]) {
           act(socket);
-          follow(socket, ready, is_writing);
+          if (auto const still = watched.find(socket); still != watched.end() && still->second == ready) {
+            follow(socket, ready, is_writing);
+          }
         }
       });
 }

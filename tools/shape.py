@@ -1,7 +1,7 @@
 #!/usr/bin/python3 -B
 """Prints the figures of the code's shape that docs/architecture.md keeps: tools/shape.py [folder]
 
-Sizes are in lines of .h and .cpp files. Needs universal-ctags, which tools/install_packages --shape installs.
+Sizes are in lines of .h and .cpp files. Needs universal-ctags (tools/install_packages --shape).
 """
 
 import json

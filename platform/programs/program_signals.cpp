@@ -21,11 +21,16 @@
 namespace mura_common {
 namespace {
 
-sigset_t taken_signals() {
+sigset_t taken_signals(hangup_meaning meaning) {
   sigset_t taken;
   sigemptyset(&taken);
-  for (int const number : {SIGINT, SIGTERM, SIGHUP}) {
-    sigaddset(&taken, number);
+  sigaddset(&taken, SIGINT);
+  sigaddset(&taken, SIGTERM);
+  struct sigaction hangup {};
+  ::sigaction(SIGHUP, nullptr, &hangup);
+  // Who was started so as to outlive its terminal does not take the signal, which would wake it though ignored.
+  if (meaning == hangup_meaning::go_on || hangup.sa_handler != SIG_IGN) {
+    sigaddset(&taken, SIGHUP);
   }
   return taken;
 }
@@ -42,7 +47,7 @@ file_descriptor checked(int descriptor, char const* what) {
 struct [[gnu::visibility("hidden")]] program_signals::members {
   members(hangup_meaning chosen, std::function<void(int)> function)
       : meaning(chosen), on_end(std::move(function)) {
-    auto const taken = taken_signals();
+    auto const taken = taken_signals(chosen);
     pthread_sigmask(SIG_BLOCK, &taken, nullptr);
     arriving = checked(signalfd(-1, &taken, SFD_CLOEXEC), "signalfd");
     closing = checked(eventfd(0, EFD_CLOEXEC), "eventfd");

@@ -1,7 +1,6 @@
 #include "ocpp/handshake.h"
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <utility>
 
@@ -28,28 +27,6 @@ constexpr std::chrono::seconds answer_time(10);
 constexpr std::chrono::seconds farewell_time(1);
 constexpr std::string_view target_prefix = "/ocpp/";
 
-std::optional<std::string> decode_percent(std::string_view text) {
-  std::string decoded;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (text[at] != '%') {
-      decoded += text[at];
-      continue;
-    }
-    if (text.size() - at < 3) {
-      return std::nullopt;
-    }
-    unsigned char byte = 0;
-    auto const* const end = text.data() + at + 3;
-    auto const [stop, error] = std::from_chars(text.data() + at + 1, end, byte, 16);
-    if (error != std::errc() || stop != end) {
-      return std::nullopt;
-    }
-    decoded += static_cast<char>(byte);
-    at += 2;
-  }
-  return decoded;
-}
-
 }  // namespace
 
 bool is_identity(std::string_view identity) {
@@ -67,7 +44,7 @@ std::optional<std::string> read_identity(std::string_view target) {
   if (escaped.find('/') != std::string_view::npos) {
     return std::nullopt;
   }
-  auto identity = decode_percent(escaped);
+  auto identity = http::percent_decode(escaped);
   return identity.has_value() && is_identity(*identity) ? identity : std::nullopt;
 }
 

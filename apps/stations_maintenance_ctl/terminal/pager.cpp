@@ -16,7 +16,7 @@ namespace tavi::ctl {
 
 namespace {
 
-constexpr int code_of_missing_program = 127;
+constexpr int code_of_unusable_program = 126;  ///< of a shell; one more where there is none
 
 /// The signals that this program takes for itself are the pager's own again in the pager.
 void restore_signals(posix_spawnattr_t& attributes) {
@@ -70,7 +70,7 @@ bool show_in_pager(std::string const& command, std::string_view text) {
   int status = 0;
   while (process >= 0 && ::waitpid(process, &status, 0) < 0 && errno == EINTR) {
   }
-  return process >= 0 && !(WIFEXITED(status) && WEXITSTATUS(status) == code_of_missing_program);
+  return process >= 0 && !(WIFEXITED(status) && WEXITSTATUS(status) >= code_of_unusable_program);
 }
 
 }  // namespace tavi::ctl

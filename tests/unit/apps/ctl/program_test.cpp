@@ -398,7 +398,7 @@ TEST_F(CtlProgramPaging, WritesIntoAPipeWithoutAPager) {
 }
 
 TEST_F(CtlProgramPaging, ShowsEverythingWhereThePagerIsNotThereOrNotWanted) {
-  for (auto const* const pager : {"/nowhere/pager", "", "cat"}) {
+  for (auto const* const pager : {"/nowhere/pager", "/etc/passwd", "", "cat"}) {
     setenv("PAGER", pager, 1);
     auto const text = list(12);
     EXPECT_THAT(text, HasSubstr("\n 1        1  manual")) << pager;

@@ -69,6 +69,17 @@ TEST(ProgramSignals, HangupIsALineInTheLogOfAProgramThatGoesOn) {
             0);
 }
 
+TEST(ProgramSignals, HangupDoesNotEndAProgramThatIsToOutliveItsTerminal) {
+  EXPECT_EQ(exit_code_of([] {
+              ::signal(SIGHUP, SIG_IGN);
+              program_signals const signals(hangup_meaning::end);
+              ::kill(::getpid(), SIGHUP);
+              ::kill(::getpid(), SIGTERM);
+              EXPECT_EQ(signals.wait(), SIGTERM);
+            }),
+            0);
+}
+
 TEST(ProgramSignals, HangupEndsAProgramOfATerminal) {
   EXPECT_EQ(exit_code_of([] {
               log_capture const log;
