@@ -117,9 +117,9 @@ class Package(SiteCase):
                               f"-DCMAKE_CXX_COMPILER={os.environ['BUILD_COMPILER']}")
         self.assertEqual(code, 0, errors)
         commands = (source / "build" / "build.ninja").read_text()
-        self.assertNotIn("-Werror", commands)
-        self.assertNotIn("gtest", commands)
-        self.assertIn("-std=c++23", commands)
+        # Compilers before they knew the year call the level of 2023 by a letter.
+        for pattern, expected in (("-Werror", False), ("gtest", False), (r"-std=c\+\+2[3b]", True)):
+            self.assertEqual(re.search(pattern, commands) is not None, expected, pattern)
 
     def test_each_component_is_installed_by_itself(self):
         for component, pattern in (("runtime", "lib*.so.*"), ("development", "*.cmake"), ("programs", "bin/*"),
