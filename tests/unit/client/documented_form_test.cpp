@@ -74,12 +74,14 @@ TEST_F(DocumentedForm, IsWhatTheServiceSpeaks) {
 /// The result that travels when a service's own operation answers with a code.
 class ResultOnTheWire : public ipc_test {
  protected:
-  ResultOnTheWire() { EXPECT_TRUE(server.start()); }
-
+  /// Serves one request, so that what was expected before is seen by the thread that answers.
   json result_of(char const* operation, char const* arguments) {
     raw_peer peer(zmq::socket_type::req, socket("stations_maintenance_service.req"));
     json const request = {{"protocol", 1}, {"operation", operation}, {"arguments", json::parse(arguments)}};
-    return peer.ask({request.dump()})["result"];
+    EXPECT_TRUE(server.start());
+    auto const reply = peer.ask({request.dump()});
+    EXPECT_TRUE(server.stop());
+    return reply.at("result");
   }
 
   testing::NiceMock<mock_stations_maintenance_handler> handler;
