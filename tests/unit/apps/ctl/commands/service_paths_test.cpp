@@ -12,9 +12,11 @@ namespace {
 
 /// A service in this process, whose current directory is a folder of the test's.
 class ServicePaths : public ctl_test {
+ public:
+  ~ServicePaths() override { std::filesystem::current_path(before); }
+
  protected:
   ServicePaths() { std::filesystem::current_path(work); }
-  ~ServicePaths() override { std::filesystem::current_path(before); }
 
   std::filesystem::path const before = std::filesystem::current_path();
   temporary_folder own_folder;

@@ -1,5 +1,6 @@
 #include "text/record_json.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "text/record_names.h"
