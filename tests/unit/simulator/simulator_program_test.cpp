@@ -26,7 +26,8 @@ class SimulatorProgram : public station_fixture {
  protected:
   /// Starts the program; what it prints goes into the files "out" and "err".
   void launch(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), SIMULATOR_PROGRAM);
+    std::string const name_of_program = SIMULATOR_PROGRAM;
+    arguments.insert(arguments.begin(), name_of_program);
     std::vector<char*> vector;
     for (auto& argument : arguments) {
       vector.push_back(argument.data());

@@ -39,7 +39,8 @@ std::set<std::string> completions_of(std::vector<std::string> const& words) {
 
 /// The options that --help of a command names.
 std::set<std::string> options_of(std::vector<std::string> command) {
-  command.insert(command.begin(), CTL_PROGRAM);
+  std::string const name_of_program = CTL_PROGRAM;
+  command.insert(command.begin(), name_of_program);
   command.emplace_back("--help");
   ctl_process program(command);
   std::istringstream lines(program.read_output());

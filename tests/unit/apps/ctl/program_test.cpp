@@ -25,7 +25,8 @@ using ::testing::StartsWith;
 class CtlProgram : public ctl_test {
  protected:
   static std::vector<std::string> words(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), CTL_PROGRAM);
+    std::string const name_of_program = CTL_PROGRAM;
+    arguments.insert(arguments.begin(), name_of_program);
     return arguments;
   }
 

@@ -23,7 +23,8 @@ class program {
     if (::pipe(ends.data()) != 0) {
       throw std::runtime_error("no pipe");
     }
-    arguments.insert(arguments.begin(), TAVI_SITE_PROGRAM);
+    std::string const path = TAVI_SITE_PROGRAM;
+    arguments.insert(arguments.begin(), path);
     std::vector<char*> pointers;
     for (auto& argument : arguments) {
       pointers.push_back(argument.data());

@@ -17,7 +17,8 @@ using ::testing::HasSubstr;
 using parse_result = std::variant<invocation, early_end>;
 
 parse_result parse(std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), "stations_maintenance_ctl");
+  std::string const name_of_program = "stations_maintenance_ctl";
+  arguments.insert(arguments.begin(), name_of_program);
   std::vector<char const*> pointers;
   for (auto const& argument : arguments) {
     pointers.push_back(argument.c_str());
