@@ -6,6 +6,7 @@
 #include <limits>
 #include <sstream>
 
+#include "mura_common/text.h"
 #include "text/plain_text.h"
 #include "text/quantity_text.h"
 #include "text/record_names.h"
@@ -91,7 +92,7 @@ std::optional<std::string> parse_address(std::string const& text) {
 
 std::optional<std::filesystem::path> parse_archive(std::string const& text) {
   auto const is_archive =
-      text.ends_with(".zip") && !text.ends_with("/.zip") && text != ".zip" && is_utf8(text);
+      text.ends_with(".zip") && !text.ends_with("/.zip") && text != ".zip" && mura_common::is_utf8(text);
   return is_archive ? std::optional<std::filesystem::path>(text) : std::nullopt;
 }
 

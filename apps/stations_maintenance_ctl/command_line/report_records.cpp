@@ -178,8 +178,8 @@ command_record make_reports_folder() {
   auto made = make_command<reports_folder_options>("reports", "folder",
                                                    "Shows the folder that the service keeps them in");
   made.details = {
-      "The path can be opened. The service's working directory, below which a relative folder lies, is shown "
-      "to root and to the service's user only; others are told that the folder is relative."};
+      "The path can be opened by whoever may read there: a folder that was configured with a relative "
+      "path is shown below the service's working directory."};
   made.examples = {{"", "stations_maintenance_ctl reports folder"}};
   return made;
 }

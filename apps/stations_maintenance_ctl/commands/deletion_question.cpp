@@ -28,9 +28,14 @@ std::string describe(stations_maintenance::station_firmware_info const& firmware
                      name.empty() ? "no file yet" : escape_text(name), version, format_size(firmware.size));
 }
 
-std::string describe_firmware(command_context& context, std::uint32_t id) {
-  auto const answer = context.service.get_firmware(id);
-  return answer.value && *answer.value ? describe(**answer.value) : fmt::format("firmware {}", id);
+/// @return only the number for one that the service does not know
+taken<std::string> describe_firmware(command_context& context, std::uint32_t id) {
+  auto const answer = take(context, fmt::format("looking at firmware {}", id),
+                           [&] { return context.service.get_firmware(id); });
+  if (!answer.value) {
+    return {std::nullopt, answer.code};
+  }
+  return {*answer.value ? describe(**answer.value) : fmt::format("firmware {}", id), exit_code::done};
 }
 
 /// One thing in the question itself; several on lines before it.
@@ -53,12 +58,17 @@ std::string deletion_question(std::vector<diagnostic_report_info> const& reports
   return question_about(described, reports.size(), count_text(reports));
 }
 
-std::string deletion_question(command_context& context, std::vector<std::uint32_t> const& firmwares) {
+taken<std::string> deletion_question(command_context& context, std::vector<std::uint32_t> const& firmwares) {
   std::vector<std::string> described;
   for (std::size_t at = 0; at < std::min(most_described, firmwares.size()); ++at) {
-    described.push_back(describe_firmware(context, firmwares[at]));
+    auto one = describe_firmware(context, firmwares[at]);
+    if (!one.value) {
+      return one;
+    }
+    described.push_back(std::move(*one.value));
   }
-  return question_about(described, firmwares.size(), fmt::format("firmware {}", fmt::join(firmwares, ", ")));
+  auto const all = fmt::format("firmware {}", fmt::join(firmwares, ", "));
+  return {question_about(described, firmwares.size(), all), exit_code::done};
 }
 
 }  // namespace tavi::ctl

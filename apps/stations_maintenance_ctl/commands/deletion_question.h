@@ -15,8 +15,9 @@ namespace tavi::ctl {
     std::vector<stations_maintenance::diagnostic_report_info> const& reports);
 
 /// As for reports, with name, version and size of each firmware, which the service is asked for. One that
-/// it gives no record of is named by its id alone: deleting it will tell why.
-[[nodiscard]] std::string deletion_question(command_context& context,
-                                            std::vector<std::uint32_t> const& firmwares);
+/// it does not know is named by its id alone: deleting it will tell why.
+/// @return no value when the service did not answer; why has been told
+[[nodiscard]] taken<std::string> deletion_question(command_context& context,
+                                                   std::vector<std::uint32_t> const& firmwares);
 
 }  // namespace tavi::ctl

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <filesystem>
-#include <optional>
 #include <string>
 
 #include "commands/command_context.h"
@@ -10,14 +9,8 @@ namespace tavi::ctl {
 
 /// Finds out at once whether somebody listens at a socket, without asking anything.
 /// @return 0 when somebody does; otherwise the system's error: ENOENT or ECONNREFUSED when nobody does,
-/// EACCES
-///         when this user may not, ENAMETOOLONG when the path is too long for a socket
+///         EACCES when this user may not, ENAMETOOLONG when the path is too long for a socket
 [[nodiscard]] int probe_endpoint(std::filesystem::path const& socket);
-
-/// The current directory of the process that listens at a socket. @return empty when nobody does, or when
-/// this user may not know: root may, and the user as whom the process runs
-[[nodiscard]] std::optional<std::filesystem::path> find_folder_of_listener(
-    std::filesystem::path const& socket);
 
 /// Whether a service listens; when it does not, says so and what to do about it.
 /// @param service    its name, which names its socket

@@ -241,8 +241,9 @@ exit_code run_command(command_context& context, firmware_add_options const& opti
   if (!firmware.value) {
     return code_of_end(context, firmware.code);
   }
-  make_path_openable(*firmware.value);
-  return show(context, *firmware.value, judge(context, *firmware.value, hash));
+  std::vector one{std::move(*firmware.value)};
+  auto const code = make_paths_openable(context, one);
+  return code == exit_code::done ? show(context, one.front(), judge(context, one.front(), hash)) : code;
 }
 
 }  // namespace tavi::ctl

@@ -39,8 +39,8 @@ exit_code show_first(command_context& context,
     return listed.code;
   }
   limit_to(*listed.value, limit);
-  make_path_openable(*listed.value);
-  return show(context, *listed.value, exit_code::done);
+  auto const code = make_paths_openable(context, *listed.value);
+  return code == exit_code::done ? show(context, *listed.value, code) : code;
 }
 
 }  // namespace
@@ -60,8 +60,9 @@ exit_code run_command(command_context& context, firmware_show_options const& opt
   if (!found.value) {
     return found.code;
   }
-  make_path_openable(*found.value);
-  return show(context, *found.value, exit_code::done);
+  std::vector one{std::move(*found.value)};
+  auto const code = make_paths_openable(context, one);
+  return code == exit_code::done ? show(context, one.front(), code) : code;
 }
 
 exit_code run_command(command_context& context, firmware_available_options const& options) {
@@ -78,8 +79,11 @@ exit_code run_command(command_context& context, firmware_delete_options const& o
   auto code = exit_code::done;
   auto const ids = each_once(options.ids);
   auto const is_asked = !options.yes && context.console.can_ask();
-  auto const question = is_asked ? deletion_question(context, ids) : std::string();
-  if (!confirm(context, question, options.yes, false, code)) {
+  auto const question = is_asked ? deletion_question(context, ids) : taken<std::string>{""};
+  if (!question.value) {
+    return question.code;
+  }
+  if (!confirm(context, *question.value, options.yes, false, code)) {
     return code;
   }
   std::vector<std::uint32_t> deleted;

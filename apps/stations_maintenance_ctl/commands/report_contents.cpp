@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "commands/program_output.h"
+#include "mura_common/text.h"
 #include "text/plain_text.h"
 #include "text/quantity_text.h"
 
@@ -42,7 +43,7 @@ std::vector<std::string> lines_of(std::string const& text) {
 bool is_text(std::string const& beginning) {
   std::size_t const longest_rest = beginning.size() == beginning_size ? 3 : 0;
   for (std::size_t rest = 0; rest <= longest_rest; ++rest) {
-    if (is_utf8(std::string_view(beginning).substr(0, beginning.size() - rest))) {
+    if (mura_common::is_utf8(std::string_view(beginning).substr(0, beginning.size() - rest))) {
       return beginning.find('\0') == std::string::npos;
     }
   }

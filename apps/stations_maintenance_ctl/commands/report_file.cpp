@@ -45,13 +45,7 @@ taken<std::filesystem::path> read_report_folder(command_context& context) {
   if (!given.value) {
     return {std::nullopt, given.code};
   }
-  auto const folder = find_in_service(*given.value);
-  if (folder.is_relative()) {
-    context.console.complain(fmt::format(
-        "{} lies below the service's working directory, which is shown to root and the service's user only",
-        escape_text(folder.string())));
-  }
-  return {folder, exit_code::done};
+  return find_in_service(context, *given.value);
 }
 
 taken<stored_report> find_report(command_context& context, std::uint32_t id) {

@@ -18,8 +18,7 @@ struct stored_report {
 [[nodiscard]] std::filesystem::path path_of(std::filesystem::path const& folder,
                                             stations_maintenance::diagnostic_report_info const& report);
 
-/// The folder in which the service keeps the reports. Tells why it is not known, and when it is relative
-/// because the service's working directory is not.
+/// The folder in which the service keeps the reports. Tells why it is not known.
 [[nodiscard]] taken<std::filesystem::path> read_report_folder(command_context& context);
 
 /// Looks a report up and makes sure that its file can be read; tells why not.

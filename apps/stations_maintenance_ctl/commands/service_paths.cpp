@@ -1,34 +1,36 @@
 #include "commands/service_paths.h"
 
-#include "commands/endpoint_probe.h"
-#include "mura_common/ipc.h"
+#include <fmt/format.h>
 
 namespace tavi::ctl {
 
-std::filesystem::path find_in_service(std::filesystem::path const& path) {
+taken<std::filesystem::path> find_in_service(command_context& context, std::filesystem::path const& path) {
   if (path.is_absolute()) {
-    return path;
+    return {path, exit_code::done};
   }
-  auto const folder =
-      find_folder_of_listener(mura_common::runtime_directory() / "stations_maintenance_service.req");
-  return folder ? *folder / path : path;
+  auto const folder = take(context, "asking for the service's working directory",
+                           [&] { return context.service.get_working_directory(); });
+  if (!folder.value) {
+    return {std::nullopt, folder.code};
+  }
+  return {*folder.value / path, exit_code::done};
 }
 
-void make_path_openable(stations_maintenance::station_firmware_info& firmware) {
-  std::error_code ignored;
-  if (firmware.path.empty() || std::filesystem::exists(firmware.path, ignored)) {
-    return;
-  }
-  auto const below = find_in_service(std::filesystem::path(firmware.path).relative_path());
-  if (below.is_absolute() && std::filesystem::exists(below, ignored)) {
-    firmware.path = below.string();
-  }
-}
-
-void make_path_openable(std::vector<stations_maintenance::station_firmware_info>& firmwares) {
+exit_code make_paths_openable(command_context& context,
+                              std::vector<stations_maintenance::station_firmware_info>& firmwares) {
   for (auto& firmware : firmwares) {
-    make_path_openable(firmware);
+    if (firmware.path.empty()) {
+      continue;
+    }
+    auto const file = take(context, fmt::format("asking where the file of firmware {} lies", firmware.id),
+                           [&] { return context.service.get_firmware_file(firmware.id); });
+    if (!file.value) {
+      return file.code;
+    }
+    // Without one, the firmware has gone in the meantime: its path stays as it was listed.
+    firmware.path = file.value->value_or(firmware.path);
   }
+  return exit_code::done;
 }
 
 }  // namespace tavi::ctl

@@ -15,8 +15,8 @@
 
 #include <fmt/format.h>
 
+#include "mura_common/file.h"
 #include "program_name.h"
-#include "terminal/write_all.h"
 
 namespace tavi::ctl {
 
@@ -145,7 +145,9 @@ std::unique_lock<std::mutex> interruption::await_end_of_output() {
 /// Writes in the place of the progress, or below the keys that were typed.
 void interruption::tell(std::string const& text) {
   char const* const line_end = ::isatty(STDERR_FILENO) == 1 ? "\n" : "";
-  write_all(STDERR_FILENO, (shared.is_showing_progress.exchange(false) ? clear_line : line_end) + text);
+  std::error_code ignored;
+  static_cast<void>(mura_common::write_all(
+      STDERR_FILENO, (shared.is_showing_progress.exchange(false) ? clear_line : line_end) + text, ignored));
 }
 
 }  // namespace tavi::ctl

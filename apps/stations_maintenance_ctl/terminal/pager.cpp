@@ -9,8 +9,9 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <system_error>
 
-#include "terminal/write_all.h"
+#include "mura_common/file.h"
 
 namespace tavi::ctl {
 
@@ -65,7 +66,8 @@ bool show_in_pager(std::string const& command, std::string_view text) {
   auto const process = start(command, ends[0]);
   ::close(ends[0]);
   // Whoever has read enough ends the program before it has everything.
-  [[maybe_unused]] auto const error = process < 0 ? 0 : write_all(ends[1], text);
+  std::error_code ignored;
+  [[maybe_unused]] auto const is_whole = process >= 0 && mura_common::write_all(ends[1], text, ignored);
   ::close(ends[1]);
   int status = 0;
   while (process >= 0 && ::waitpid(process, &status, 0) < 0 && errno == EINTR) {

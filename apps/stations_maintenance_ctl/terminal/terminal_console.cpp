@@ -13,9 +13,9 @@
 
 #include <fmt/format.h>
 
+#include "mura_common/file.h"
 #include "program_name.h"
 #include "terminal/pager.h"
-#include "terminal/write_all.h"
 #include "text/plain_text.h"
 
 namespace tavi::ctl {
@@ -40,6 +40,12 @@ winsize size_of(int descriptor) {
   return ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 ? size : winsize{};
 }
 
+/// Writes what is no result; nobody is there to be told when it cannot be written.
+void write_below(std::string_view text) {
+  std::error_code ignored;
+  static_cast<void>(mura_common::write_all(STDERR_FILENO, text, ignored));
+}
+
 }  // namespace
 
 terminal_console::terminal_console(shared_output& output, bool may_page) : shared(output) {
@@ -57,16 +63,16 @@ bool terminal_console::write(std::string_view text) {
   if (is_to_be_paged(text) && page(text)) {
     return true;
   }
-  int error = 0;
+  std::error_code error;
   {
     std::lock_guard const whole(shared.writing);
     hide_progress();
-    error = write_all(STDOUT_FILENO, text);
+    static_cast<void>(mura_common::write_all(STDOUT_FILENO, text, error));
   }
-  if (error != 0 && error != EPIPE) {
-    complain("cannot write the output: " + std::generic_category().message(error));
+  if (error && error != std::errc::broken_pipe) {
+    complain("cannot write the output: " + error.message());
   }
-  return error == 0;
+  return !error;
 }
 
 /// A screen has its last line for the prompt.
@@ -97,7 +103,7 @@ bool terminal_console::has_reader() const {
 void terminal_console::complain(std::string_view line) {
   std::lock_guard const whole(shared.writing);
   hide_progress();
-  write_all(STDERR_FILENO, fmt::format("{}: {}\n", program_name, line));
+  write_below(fmt::format("{}: {}\n", program_name, line));
 }
 
 void terminal_console::show_progress(std::string_view line) {
@@ -105,7 +111,7 @@ void terminal_console::show_progress(std::string_view line) {
   if (line.empty()) {
     hide_progress();
   } else if (has_progress) {
-    write_all(STDERR_FILENO, fmt::format("{}{}", clear_line, fit_to_width(line, progress_columns())));
+    write_below(fmt::format("{}{}", clear_line, fit_to_width(line, progress_columns())));
     shared.is_showing_progress = true;
   }
 }
@@ -122,7 +128,7 @@ std::size_t terminal_console::progress_columns() const {
 /// The lock is held.
 void terminal_console::hide_progress() {
   if (shared.is_showing_progress.exchange(false)) {
-    write_all(STDERR_FILENO, clear_line);
+    write_below(clear_line);
   }
 }
 
@@ -132,7 +138,7 @@ bool terminal_console::can_ask() const {
 
 bool terminal_console::ask(std::string_view question) {
   show_progress({});
-  write_all(STDERR_FILENO, fmt::format("{} [y/N] ", question));
+  write_below(fmt::format("{} [y/N] ", question));
   std::string answer;
   char letter = 0;
   while (::read(STDIN_FILENO, &letter, 1) == 1 && letter != '\n') {

@@ -77,17 +77,6 @@ std::string escape_text(std::string_view text) {
   return result;
 }
 
-bool is_utf8(std::string_view text) {
-  while (!text.empty()) {
-    auto const one = first_character(text);
-    if (one.bytes == 0) {
-      return false;
-    }
-    text.remove_prefix(one.bytes);
-  }
-  return true;
-}
-
 std::size_t width_of(std::string_view text) {
   return static_cast<std::size_t>(
       std::count_if(text.begin(), text.end(), [](char byte) { return !is_continuation(byte); }));

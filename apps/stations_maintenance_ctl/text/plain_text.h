@@ -12,9 +12,6 @@ namespace tavi::ctl {
 /// ("\x1b", "\u202e"); a backslash is doubled, so that nothing else looks like them. Everything else stays.
 [[nodiscard]] std::string escape_text(std::string_view text);
 
-/// Whether a text is well-formed UTF-8.
-[[nodiscard]] bool is_utf8(std::string_view text);
-
 /// Columns that a text takes on a terminal: one for each character. @param text  as `escape_text` gives it
 [[nodiscard]] std::size_t width_of(std::string_view text);
 

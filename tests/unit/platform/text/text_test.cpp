@@ -37,6 +37,8 @@ TEST(ForeignByte, IsFoundWhereTheTextStopsBeingUtf8) {
   EXPECT_EQ(find_foreign_byte("a\xf4\x90\x80\x80"), 1U) << "beyond the last character";
   EXPECT_TRUE(is_utf8("\xc3\xbc"));
   EXPECT_FALSE(is_utf8("\xfc"));
+  EXPECT_FALSE(is_utf8("a\xc3"));
+  EXPECT_TRUE(is_utf8(""));
 }
 
 TEST(JsonDepth, CountsBracketsOutsideOfStrings) {

@@ -1,5 +1,7 @@
 #include "commands/deletion_question.h"
 
+#include <stdexcept>
+
 #include "ctl_fixture.h"
 
 namespace tavi::ctl {
@@ -47,10 +49,18 @@ TEST_F(DeletionQuestion, SaysOfFirmwareWhatItHas) {
   stored.path = "/firmware/fw.bin";
   EXPECT_CALL(handler, on_get_firmware(7)).WillOnce(Return(announced));
   EXPECT_CALL(handler, on_get_firmware(8)).WillOnce(Return(stored));
-  EXPECT_EQ(deletion_question(context, {7, 8}),
+  EXPECT_EQ(deletion_question(context, {7, 8}).value,
             "  firmware 7 (no file yet, no version, 0 B)\n"
             "  firmware 8 (fw.bin, version 2\\x0a1, 5 B)\n"
             "Delete firmware 7, 8?");
+}
+
+TEST_F(DeletionQuestion, IsNotAskedWhenTheServiceDoesNotTellWhatItHas) {
+  EXPECT_CALL(handler, on_get_firmware).WillOnce(testing::Throw(std::runtime_error("out of order")));
+  auto const question = deletion_question(context, {7, 8});
+  EXPECT_FALSE(question.value);
+  EXPECT_EQ(question.code, exit_code::failed);
+  EXPECT_EQ(console.complaints.size(), 1U);
 }
 
 }  // namespace

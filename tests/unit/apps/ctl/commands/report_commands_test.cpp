@@ -146,7 +146,8 @@ TEST_F(ReportCommands, ListKeepsNamesOfStationsOffTheTerminal) {
 }
 
 TEST_F(ReportCommands, FolderIsShownWithTheServicesWorkingDirectory) {
-  auto const working = std::filesystem::current_path().string();
+  std::string const working = "/var/lib/tavi";
+  EXPECT_CALL(handler, on_get_working_directory).Times(2).WillRepeatedly(Return(working));
   EXPECT_CALL(handler, on_get_diagnostics_folder_path).Times(2).WillRepeatedly(Return("reports\n"));
   EXPECT_EQ(run_command(context, reports_folder_options{}), exit_code::done);
   EXPECT_EQ(console.output, working + "/reports\\x0a\n");

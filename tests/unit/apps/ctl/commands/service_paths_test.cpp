@@ -1,63 +1,54 @@
 #include "commands/service_paths.h"
 
-#include <fstream>
+#include <stdexcept>
 
-#include "commands/endpoint_probe.h"
 #include "ctl_fixture.h"
-#include "temporary_folder.h"
-#include "without_privileges.h"
 
 namespace tavi::ctl {
 namespace {
 
-/// A service in this process, whose current directory is a folder of the test's.
-class ServicePaths : public ctl_test {
- public:
-  ~ServicePaths() override { std::filesystem::current_path(before); }
+using ::testing::Return;
+using ::testing::Throw;
 
- protected:
-  ServicePaths() { std::filesystem::current_path(work); }
-
-  std::filesystem::path const before = std::filesystem::current_path();
-  temporary_folder own_folder;
-  std::filesystem::path const work = std::filesystem::canonical(own_folder.path());
-};
+class ServicePaths : public ctl_test {};
 
 TEST_F(ServicePaths, CountFromTheServicesWorkingDirectory) {
-  EXPECT_EQ(find_in_service("reports/station_3"), work / "reports/station_3");
-  EXPECT_EQ(find_in_service("/reports"), "/reports");
+  EXPECT_CALL(handler, on_get_working_directory).WillOnce(Return("/var/lib/tavi"));
+  EXPECT_EQ(find_in_service(context, "reports/station_3").value, "/var/lib/tavi/reports/station_3");
 }
 
-TEST_F(ServicePaths, StayRelativeWhenNobodyListens) {
-  server.stop();
-  EXPECT_EQ(find_in_service("reports"), "reports");
+TEST_F(ServicePaths, StayAsTheyAreWhenTheyAreAbsolute) {
+  EXPECT_EQ(find_in_service(context, "/reports").value, "/reports");
 }
 
-TEST_F(ServicePaths, StayRelativeWhenThisUserMayNotKnowTheDirectory) {
-  if (::geteuid() != 0) {
-    GTEST_SKIP() << "only root can become somebody else";
-  }
-  without_privileges const nobody;
-  EXPECT_EQ(find_in_service("reports"), "reports");
+TEST_F(ServicePaths, AreNotKnownWhenTheServiceDoesNotTell) {
+  EXPECT_CALL(handler, on_get_working_directory).WillOnce(Throw(std::runtime_error("out of order")));
+  auto const found = find_in_service(context, "reports");
+  EXPECT_FALSE(found.value);
+  EXPECT_EQ(found.code, exit_code::failed);
+  EXPECT_EQ(console.complaints.size(), 1U);
 }
 
-TEST_F(ServicePaths, OfFirmwareCanBeOpened) {
-  std::filesystem::create_directory(work / "firmware");
-  std::ofstream(work / "firmware/7_fw.bin") << "x";
+TEST_F(ServicePaths, OfFirmwareAreWhereTheirFilesLie) {
   std::vector<firmware> firmwares(3);
+  firmwares[0].id = 7;
   firmwares[0].path = "/firmware/7_fw.bin";
-  firmwares[1].path = (work / "firmware/7_fw.bin").string();
-  make_path_openable(firmwares);
-  EXPECT_EQ(firmwares[0].path, (work / "firmware/7_fw.bin").string());
-  EXPECT_EQ(firmwares[1].path, (work / "firmware/7_fw.bin").string());
-  EXPECT_EQ(firmwares[2].path, "");
+  firmwares[1].id = 8;
+  firmwares[2].id = 9;
+  firmwares[2].path = "/firmware/9_gone.bin";
+  EXPECT_CALL(handler, on_get_firmware_file(7U)).WillOnce(Return("/var/lib/tavi/firmware/7_fw.bin"));
+  EXPECT_CALL(handler, on_get_firmware_file(9U)).WillOnce(Return(std::nullopt));
+  EXPECT_EQ(make_paths_openable(context, firmwares), exit_code::done);
+  EXPECT_EQ(firmwares[0].path, "/var/lib/tavi/firmware/7_fw.bin");
+  EXPECT_EQ(firmwares[1].path, "");
+  EXPECT_EQ(firmwares[2].path, "/firmware/9_gone.bin");
 }
 
-TEST_F(ServicePaths, OfFirmwareStayAsTheyAreWhereNoFileIsFound) {
-  firmware missing;
-  missing.path = "/firmware/8_fw.bin";
-  make_path_openable(missing);
-  EXPECT_EQ(missing.path, "/firmware/8_fw.bin");
+TEST_F(ServicePaths, OfFirmwareEndTheCommandWhenTheServiceDoesNotTell) {
+  EXPECT_CALL(handler, on_get_firmware_file).WillOnce(Throw(std::runtime_error("out of order")));
+  std::vector<firmware> firmwares(2);
+  firmwares[0].path = firmwares[1].path = "/firmware/7_fw.bin";
+  EXPECT_EQ(make_paths_openable(context, firmwares), exit_code::failed);
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "mura_common/text.h"
+
 namespace tavi::ctl {
 namespace {
 
@@ -65,16 +67,9 @@ TEST(TextFromOutside, IsUtf8AfterwardsWhateverItWas) {
   for (int first = 0; first < 256; ++first) {
     for (int second = 0; second < 256; ++second) {
       std::string const given = {static_cast<char>(first), static_cast<char>(second), 'a'};
-      EXPECT_TRUE(is_utf8(escape_text(given))) << first << ' ' << second;
+      EXPECT_TRUE(mura_common::is_utf8(escape_text(given))) << first << ' ' << second;
     }
   }
-}
-
-TEST(Utf8, IsToldFromOtherBytes) {
-  EXPECT_TRUE(is_utf8(""));
-  EXPECT_TRUE(is_utf8("a\xc3\xa4\n"));
-  EXPECT_FALSE(is_utf8("a\xc3"));
-  EXPECT_FALSE(is_utf8("\xffz"));
 }
 
 TEST(Width, CountsCharactersInsteadOfBytes) {

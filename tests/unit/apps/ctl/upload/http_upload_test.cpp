@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -27,7 +28,7 @@ class HttpUpload : public testing::Test {
   }
 
   temporary_folder folder;
-  std::string const content = std::string(3'000'000, 'x') + "end";
+  std::string const content = fmt::format("{}end", std::string(3'000'000, 'x'));
   std::filesystem::path file = folder.write("fw.bin", content);
   int patience = 30;
 };
